@@ -1,0 +1,137 @@
+#pragma once
+
+#include "engine/types.h"
+#include "platform/Device.h"
+
+#include <functional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace kova {
+
+/// Read-only access to a volume in whole sectors.
+///
+/// Reading never fails towards the caller: what the device does not give is zero in the buffer.
+/// A read of several sectors that fails is repeated sector by sector, so that one bad sector
+/// costs one sector; `unreadableSectors` counts what stayed zero.
+///
+/// The position is shared state: a media is used by one thread at a time.
+class ZCustomMedia {
+public:
+    /// `sectorSize` in bytes; `openDrive` replaces it, a media opened by path needs it here.
+    explicit ZCustomMedia(uint32 sectorSize = 0) : sectorSize_(sectorSize) {}
+
+    ZCustomMedia(const ZCustomMedia&) = delete;
+    ZCustomMedia& operator=(const ZCustomMedia&) = delete;
+    /// Closes the volume.
+    virtual ~ZCustomMedia() = default;
+
+    /// Opens a volume by its device path ("\\.\X:"), or another device or image; see
+    /// `platform::Device`. The path is stored even when that fails.
+    virtual bool open(const wchar_t* path);
+
+    /// Closes the volume and forgets the path; returns whether nothing is open afterwards.
+    virtual bool close();
+
+    /// Reads `sectors` whole sectors at the position into `buffer` and moves past them, as far
+    /// as the volume reaches. Returns the sectors that the device gave; the rest of the buffer
+    /// is zero.
+    virtual uint32 read(void* buffer, uint32 sectors);
+
+    /// The media is read-only: does nothing and returns false.
+    virtual bool write(const void* buffer, uint32 sectors);
+
+    /// The sector that the next `read` starts at.
+    virtual uint64 position();
+
+    /// Moves to `sector`. Returns whether the low 32 bits of the new byte position are other
+    /// than 0, true also when the move fails; callers do not look at it.
+    virtual bool seek(uint64 sector);
+
+    /// Bytes that the volume holds, 0 when unknown.
+    [[nodiscard]] virtual uint64 sizeBytes() const;
+
+    /// Opens the drive with this letter: learns its sector size, then opens "\\.\X:". False when
+    /// either fails, typically for want of rights (see `error`).
+    bool openDrive(char letter);
+
+    /// The path given to `open`, empty when closed.
+    [[nodiscard]] std::wstring path() const { return path_; }
+
+    /// Bytes per sector; 0 until `openDrive`, unless given at construction.
+    [[nodiscard]] uint32 sectorSize() const { return sectorSize_; }
+
+    /// Two settings that the NTFS scan makes; no operation of the media reads them.
+    void setFlags(uint8 a, uint8 b) {
+        flagA_ = a;
+        flagB_ = b;
+    }
+
+    /// Sectors that the device refused to give since `open`.
+    [[nodiscard]] uint64 unreadableSectors() const { return unreadableSectors_; }
+
+    /// Why the last open or device read failed, and the system's own words.
+    [[nodiscard]] platform::Error error() const { return device_.error(); }
+
+    [[nodiscard]] std::wstring errorText() const { return device_.errorText(); }
+
+    /// Called before every request to the device, so that an engine that reports nothing while it
+    /// works can be watched. What it throws passes out of the read. Empty: none.
+    void setReadHook(std::function<void()> hook) { readHook_ = std::move(hook); }
+
+    /// While one lives, small reads that go forward through a region are served from windows of
+    /// `kWindowBytes`, so that a walk over many records costs few device requests. Reads
+    /// elsewhere are not affected.
+    class ReadWindow {
+    public:
+        explicit ReadWindow(ZCustomMedia& media);
+        ReadWindow(const ReadWindow&) = delete;
+        ReadWindow& operator=(const ReadWindow&) = delete;
+        ~ReadWindow();
+
+    private:
+        ZCustomMedia& media_;
+    };
+
+    static constexpr uint32 kWindowBytes = 256 * 1024;
+
+protected:
+    /// One request to the device: up to `bytes.size()` bytes from byte `offset`. Returns the
+    /// bytes read (fewer only at the end), -1 when the device failed. Tests put other devices
+    /// here.
+    virtual int64 readDevice(uint64 offset, std::span<uint8> bytes);
+
+    /// False once the device has been removed, so that no sector is asked for again.
+    [[nodiscard]] virtual bool isPresent() const;
+
+private:
+    /// What came of filling a buffer from a place on the volume.
+    struct Filled {
+        uint32 given = 0;   ///< Sectors that the device gave.
+        uint32 covered = 0; ///< Sectors up to the end of the volume, given or not.
+    };
+
+    Filled fill(uint64 sector, std::span<uint8> bytes);
+    Filled fillOneByOne(uint64 sector, std::span<uint8> bytes);
+    bool fillFromWindow(uint64 sector, std::span<uint8> bytes);
+
+    uint32 sectorSize_;
+    platform::Device device_;
+    std::wstring path_;
+    uint8 flagA_ = 0;
+    uint8 flagB_ = 2;
+
+    uint64 position_ = 0; ///< In sectors.
+    uint64 unreadableSectors_ = 0;
+    std::function<void()> readHook_;
+
+    bool windowOn_ = false;
+    std::vector<uint8> window_;
+    uint64 windowSector_ = 0;    ///< First sector in the window.
+    uint32 windowSectors_ = 0;   ///< Sectors in the window, all given by the device.
+    uint64 lastWindowedEnd_ = 0; ///< Where the last small read ended.
+    uint64 badWindowEnd_ = 0;    ///< Up to here the window could not be filled.
+};
+
+} // namespace kova

@@ -1,0 +1,90 @@
+#pragma once
+
+#include "engine/ZCustomMedia.h"
+#include "engine/ZFileTree.h"
+#include "engine/ZStream.h"
+
+#include <functional>
+
+namespace kova {
+
+/// Rules beyond the engines' classic ones, for what today's drives hold. All off unless set.
+struct ScanOptions {
+    /// NTFS: a record without a Win32 name is listed under its first POSIX name. Volumes without
+    /// 8.3 names, the default since Windows 8, and all files written from Linux need it.
+    bool posixNames = false;
+    /// FAT: an entry whose creation or access date is unset (0) is listed, that time being 0.
+    /// Cameras and recorders write such entries.
+    bool unsetDates = false;
+    /// NTFS: a sparse run of 4 GiB or more is recovered in its full length. Without it the
+    /// length is cut to 32 bits and what follows the run lands at the wrong offset.
+    bool wholeHoles = false;
+
+    /// What the programs use.
+    static ScanOptions today() { return {true, true, true}; }
+};
+
+/// One file system on a media: finds what was deleted and reads it out.
+///
+/// Set up with `init` once, then `scan` once, then `extract` any number of times, by one thread
+/// at a time. Whatever the volume holds, each of them ends in time and memory bounded by the
+/// volume's size.
+class ZVolume {
+public:
+    /// `media` is opened, not owned, and outlives the calls made here.
+    explicit ZVolume(ZCustomMedia* media) : media_(media) {}
+
+    ZVolume(const ZVolume&) = delete;
+    ZVolume& operator=(const ZVolume&) = delete;
+    virtual ~ZVolume() = default;
+
+    /// Reads the boot record and the geometry. Throws (the `int` 0 or an empty structure) when
+    /// the volume cannot be used.
+    virtual bool init() = 0;
+
+    /// Always true.
+    virtual bool isReady() { return true; }
+
+    /// Walks the file system and stores what it finds in `tree`. Exceptions of the progress
+    /// callback pass out.
+    virtual void scan(ZFileTree* tree) = 0;
+
+    /// Writes a node's data to `out` at its position; false when that did not succeed, in which
+    /// case `out` may hold a part.
+    virtual bool extract(const ZFileTreeNode& node, ZStream* out) = 0;
+
+    /// Replaces the callback that progress is reported to: 0 to 1; its answer false asks the
+    /// engine to stop.
+    void setProgressCallback(std::function<bool(double)> callback);
+
+    /// Stores and reports a progress. Returns the callback's answer, true without one. Above 1
+    /// it throws `std::runtime_error`.
+    bool setProgress(double value);
+
+    [[nodiscard]] double progress() const { return progress_; }
+
+    [[nodiscard]] ZCustomMedia* media() const { return media_; }
+
+    /// Takes effect on what is scanned and extracted from now on.
+    void setScanOptions(const ScanOptions& options) { options_ = options; }
+
+    [[nodiscard]] const ScanOptions& scanOptions() const { return options_; }
+
+protected:
+    /// The closing steps of every scan: while parents are missing, `resolve(id)` is asked for
+    /// each in ascending order whether it could bring the parent in; if not, its children go to
+    /// the lost folder. Progress rises by 0.01 a pass while below 0.99.
+    void collectOrphans(ZFileTree& tree, const std::function<bool(int64)>& resolve);
+
+    /// Reads `count` sectors of `bytesPerSector` bytes, as the file system counts them, starting
+    /// at `sector`, whatever the media's own sector size. What cannot be read is zero.
+    void readSectors(uint64 sector, uint32 count, uint32 bytesPerSector, uint8* buffer);
+
+private:
+    ZCustomMedia* media_;
+    std::function<bool(double)> progressCallback_;
+    double progress_ = 0.0;
+    ScanOptions options_;
+};
+
+} // namespace kova

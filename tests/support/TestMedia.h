@@ -1,0 +1,57 @@
+#pragma once
+
+#include "engine/ZCustomMedia.h"
+
+#include <algorithm>
+#include <cstring>
+#include <set>
+#include <utility>
+#include <vector>
+
+namespace kova::test {
+
+/// A volume in memory that can fail: whole sectors, or all at once as when it is unplugged.
+class TestMedia : public ZCustomMedia {
+public:
+    explicit TestMedia(std::vector<uint8> bytes = {}, uint32 sectorSize = 512)
+        : ZCustomMedia(sectorSize), bytes_(std::move(bytes)) {}
+
+    [[nodiscard]] std::vector<uint8>& bytes() { return bytes_; }
+
+    [[nodiscard]] uint64 sizeBytes() const override { return bytes_.size(); }
+
+    void failSector(uint64 sector) { badSectors_.insert(sector); }
+
+    /// Fails every request after `requests` more.
+    void unplugAfter(int requests) { requestsLeft_ = requests; }
+
+    [[nodiscard]] int requests() const { return requests_; }
+
+protected:
+    int64 readDevice(uint64 offset, std::span<uint8> bytes) override {
+        ++requests_;
+        if (requestsLeft_ == 0)
+            return -1;
+        if (requestsLeft_ > 0)
+            --requestsLeft_;
+        const uint64 end = offset + bytes.size();
+        const auto bad = badSectors_.lower_bound(offset / sectorSize());
+        if (bad != badSectors_.end() && *bad * sectorSize() < end)
+            return -1;
+        if (offset >= bytes_.size())
+            return 0;
+        const auto count = std::min<std::size_t>(bytes.size(), bytes_.size() - offset);
+        std::memcpy(bytes.data(), bytes_.data() + offset, count);
+        return static_cast<int64>(count);
+    }
+
+    [[nodiscard]] bool isPresent() const override { return requestsLeft_ != 0; }
+
+private:
+    std::vector<uint8> bytes_;
+    std::set<uint64> badSectors_;
+    int requestsLeft_ = -1; ///< Negative: never unplugged.
+    int requests_ = 0;
+};
+
+} // namespace kova::test

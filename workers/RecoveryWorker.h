@@ -1,0 +1,95 @@
+#pragma once
+
+#include "engine/ZFileTree.h"
+#include "engine/ZVolume.h"
+
+#include <QObject>
+#include <QSet>
+#include <QString>
+
+#include <atomic>
+#include <memory>
+
+/// Writes selected nodes, folders with all that is below them, into an output directory.
+///
+/// `init`, then `start`, which runs to the end in the thread that calls it and reports by
+/// signals. Volume and tree are not owned, and nobody else may use them meanwhile.
+///
+/// Nothing that goes wrong with one file ends the run: it is reported and the next one follows.
+class RecoveryWorker : public QObject {
+    Q_OBJECT
+
+public:
+    /// Unwinds the run once a stop has been asked for.
+    struct StoppedException {};
+
+    /// What to do with an output path where something exists.
+    enum class ExistingFile {
+        Open,     ///< Write over it from its start, without emptying it first.
+        KeepBoth, ///< Leave it alone and write "name (2).ext", or the first number that is free.
+        Replace,  ///< Empty it first. What this run has written itself is kept, as in KeepBoth.
+    };
+    Q_ENUM(ExistingFile)
+
+    enum class Problem {
+        Unreadable,   ///< The volume does not give the file's data (any more).
+        CannotCreate, ///< The output file or folder could not be created.
+        CannotWrite,  ///< Writing the output failed.
+        OutputFull,   ///< The output drive has no room left.
+    };
+    Q_ENUM(Problem)
+
+    explicit RecoveryWorker(QObject* parent = nullptr);
+    ~RecoveryWorker() override;
+
+    /// Before `start`. `Open` unless set.
+    void setExistingFile(ExistingFile policy);
+
+    /// Before `start`: whether output files get the modification time of what they were. Off
+    /// unless set.
+    void setKeepTimes(bool keep);
+
+    /// Asks for a stop at once, in the middle of a file too, whose output is then removed if this
+    /// run created it. May be called from any thread and from a signal handler.
+    void interrupt() noexcept;
+
+public slots:
+    /// `outputDir` without a trailing separator.
+    void init(QString outputDir, kova::ZVolume* vol, kova::ZFileTree* tree,
+              QSet<kova::int64> nodes);
+    void start();
+
+    /// Asks for a stop before the next node.
+    void stop();
+
+signals:
+    void statusChanged(QString status);
+    /// 0 after every file but the last, 1 after it and at the end.
+    void progressChanged(double value);
+    void finished(uint totalFiles, uint recoveredFiles);
+
+    /// One file is done: the path it was written to, and how many of how many have been
+    /// attempted with it.
+    void fileFinished(QString path, bool extracted, uint processedFiles, uint totalFiles);
+
+    /// Comes before the `fileFinished` of a file that was not extracted, and for a folder that
+    /// could not be created, whose content is then left out. `detail` is the system's own words,
+    /// if it had any.
+    void fileFailed(QString path, RecoveryWorker::Problem problem, QString detail);
+
+private:
+    class Run;
+
+    kova::ZVolume* vol = nullptr;
+    kova::ZFileTree* tree = nullptr;
+    QSet<kova::int64> nodes;
+    QString outputDir;
+    kova::int64 totalBytes = 0;
+    kova::uint32 totalFiles = 0;
+    kova::uint32 processedFiles = 0;
+    bool stopRequested = false;
+
+    ExistingFile existingFile_ = ExistingFile::Open;
+    bool keepTimes_ = false;
+    std::atomic<bool> interrupted_{false};
+};
