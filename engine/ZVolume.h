@@ -16,9 +16,11 @@ struct ScanOptions {
     /// FAT: an entry whose creation or access date is unset (0) is listed, that time being 0.
     /// Cameras and recorders write such entries.
     bool unsetDates = false;
-    /// NTFS: a sparse run of 4 GiB or more is recovered in its full length. Without it the
-    /// length is cut to 32 bits and what follows the run lands at the wrong offset.
-    bool wholeHoles = false;
+    /// NTFS: what a file's record says in full. Off, an attribute that begins in the base record
+    /// ends there even if extension records continue it, the first stream found stands for the
+    /// unnamed one, the length of a sparse run is cut to 32 bits, and a file whose run list has
+    /// gaps counts as extracted; each can give a file that is not what was deleted.
+    bool wholeFiles = false;
 
     /// What the programs use.
     static ScanOptions today() { return {true, true, true}; }

@@ -1,0 +1,116 @@
+#include "engine/ntfs/NtfsLayout.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+namespace kova::ntfs {
+
+namespace {
+
+/// Up to this the sectors-per-cluster byte is a count; above, 2^(256 - value).
+constexpr uint32 kHighestPlainCount = 0x80;
+constexpr uint32 kPowerBase = 256;
+/// Far above the 2 MiB clusters of today's NTFS; keeps every size in 32 bits.
+constexpr uint32 kHighestPower = 20;
+constexpr uint32 kLargestRecordPower = 26;
+
+} // namespace
+
+BootSector BootSector::decode(std::span<const uint8> sector) {
+    if (readLe<uint16>(sector, kEndMark) != 0xAA55)
+        fail();
+    if (std::memcmp(sector.data() + 3, "NTFS", 4) != 0)
+        fail();
+    BootSector boot;
+    boot.bytesPerSector = readLe<uint16>(sector, 0x0B);
+    boot.sectorsPerCluster = readLe<uint8>(sector, 0x0D);
+    boot.totalSectors = readLe<uint64>(sector, 0x28);
+    boot.mftLcn = readLe<uint64>(sector, 0x30);
+    boot.clustersPerRecord = readLe<int8_t>(sector, 0x40);
+    return boot;
+}
+
+uint32 BootSector::clusterSectors() const {
+    if (sectorsPerCluster <= kHighestPlainCount)
+        return sectorsPerCluster;
+    const uint32 power = kPowerBase - sectorsPerCluster;
+    return power > kHighestPower ? 0 : 1U << power;
+}
+
+uint32 BootSector::recordBytes(uint32 bytesPerCluster) const {
+    if (clustersPerRecord >= 0) {
+        const uint64 bytes = static_cast<uint64>(clustersPerRecord) * bytesPerCluster;
+        return bytes > (1U << kLargestRecordPower) ? 0 : static_cast<uint32>(bytes);
+    }
+    const auto power = static_cast<uint32>(-clustersPerRecord);
+    return power > kLargestRecordPower ? 0 : 1U << power;
+}
+
+AttributeHeader::AttributeHeader(std::span<const uint8> record, std::size_t offset) {
+    if (offset >= record.size())
+        fail();
+    bytes_ = record.subspan(offset);
+}
+
+std::span<const uint8> AttributeHeader::bytes() const {
+    return bytes(0, length());
+}
+
+std::span<const uint8> AttributeHeader::bytes(std::size_t offset, std::size_t count) const {
+    if (offset > bytes_.size() || bytes_.size() - offset < count)
+        fail();
+    return bytes_.subspan(offset, count);
+}
+
+StandardInformation StandardInformation::decode(std::span<const uint8> value) {
+    std::array<uint8, kSize> block{};
+    std::copy_n(value.begin(), std::min(value.size(), kSize), block.begin());
+    StandardInformation info;
+    info.creationTime = readLe<int64>(block, 0x00);
+    info.modificationTime = readLe<int64>(block, 0x08);
+    info.accessTime = readLe<int64>(block, 0x18);
+    info.fileAttributes = readLe<uint32>(block, 0x20);
+    return info;
+}
+
+FileNameValue FileNameValue::decode(std::span<const uint8> value) {
+    constexpr std::size_t kNameLength = 0x40;
+    constexpr std::size_t kName = 0x42;
+    FileNameValue fileName;
+    fileName.parent = static_cast<int64>(readLe<uint64>(value, 0x00) & kRecordNumberMask);
+    fileName.nameSpace = readLe<uint8>(value, 0x41);
+    const std::size_t nameBytes = 2U * readLe<uint8>(value, kNameLength);
+    if (value.size() - kName < nameBytes)
+        fail();
+    fileName.name = value.subspan(kName, nameBytes);
+    return fileName;
+}
+
+AttributeListEntry AttributeListEntry::decode(std::span<const uint8> list, std::size_t offset) {
+    if (offset > list.size())
+        fail();
+    const auto bytes = list.subspan(offset);
+    AttributeListEntry entry;
+    entry.length = readLe<uint16>(bytes, 0x04);
+    if (entry.length == 0)
+        return entry;
+    entry.type = readLe<uint32>(bytes, 0x00);
+    entry.nameLength = readLe<uint8>(bytes, 0x06);
+    entry.nameOffset = readLe<uint8>(bytes, 0x07);
+    entry.firstVcn = readLe<int64>(bytes, 0x08);
+    entry.record = readLe<uint64>(bytes, 0x10) & kRecordNumberMask;
+    entry.id = readLe<uint16>(bytes, 0x18);
+    return entry;
+}
+
+std::span<const uint8> AttributeListEntry::name(std::span<const uint8> list,
+                                                std::size_t offset) const {
+    const std::size_t start = offset + nameOffset;
+    const std::size_t bytes = 2U * nameLength;
+    if (start > list.size() || list.size() - start < bytes)
+        fail();
+    return list.subspan(start, bytes);
+}
+
+} // namespace kova::ntfs

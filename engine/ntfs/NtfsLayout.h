@@ -1,0 +1,187 @@
+#pragma once
+
+#include "engine/LittleEndian.h"
+#include "engine/types.h"
+
+#include <cstddef>
+#include <span>
+#include <vector>
+
+/// What NTFS has on disk: offsets in bytes, all integers little-endian. Nothing outside this file
+/// knows an offset.
+namespace kova::ntfs {
+
+/// The bytes of one file record, fixups applied.
+using RecordBuffer = std::vector<uint8>;
+
+/// File records with a fixed meaning.
+inline constexpr int64 kMftRecord = 0;
+inline constexpr int64 kRootRecord = 5;
+inline constexpr int64 kVolumeBitmapRecord = 6;
+/// Records below this lie in the first extent of the MFT, found without its run list.
+inline constexpr int64 kFirstMappedRecord = 16;
+
+/// A record reference: the record's number in the low 48 bits, its sequence number above.
+inline constexpr uint64 kRecordNumberMask = 0x0000FFFFFFFFFFFF;
+
+/// Attribute types.
+inline constexpr uint32 kStandardInformation = 0x10;
+inline constexpr uint32 kAttributeList = 0x20;
+inline constexpr uint32 kFileName = 0x30;
+inline constexpr uint32 kData = 0x80;
+inline constexpr uint32 kBitmap = 0xB0;
+inline constexpr uint32 kEndOfAttributes = 0xFFFFFFFF;
+
+/// Attribute types are multiples of this; the list entries' reach up to the second.
+inline constexpr uint32 kTypeStep = 0x10;
+inline constexpr uint32 kHighestListedType = 0x100;
+/// Attributes with a higher id are taken for damaged.
+inline constexpr uint16 kHighestAttributeId = 0x100;
+
+/// The first sector of the volume.
+struct BootSector {
+    static constexpr std::size_t kSize = 84;     ///< As much of it as is kept.
+    static constexpr std::size_t kEndMark = 510; ///< u8 0x55, u8 0xAA
+
+    uint16 bytesPerSector = 0;    ///< 0x0B, u16
+    uint8 sectorsPerCluster = 0;  ///< 0x0D, u8; above 0x80: a power of two, see `clusterSectors`
+    uint64 totalSectors = 0;      ///< 0x28, u64
+    uint64 mftLcn = 0;            ///< 0x30, u64
+    int8_t clustersPerRecord = 0; ///< 0x40, i8; below 0: records of 2^-n bytes
+
+    /// Decodes the sector; one without the end mark and "NTFS" at offset 3 is the generic
+    /// failure.
+    static BootSector decode(std::span<const uint8> sector);
+
+    /// Sectors per cluster; 0 when the volume gives nonsense.
+    [[nodiscard]] uint32 clusterSectors() const;
+    /// Bytes per file record for clusters of `bytesPerCluster`; 0 when nonsense.
+    [[nodiscard]] uint32 recordBytes(uint32 bytesPerCluster) const;
+};
+
+/// Offsets into a file record.
+struct RecordHeader {
+    static constexpr std::size_t kSignature = 0x00;      ///< "FILE"
+    static constexpr std::size_t kFixupOffset = 0x04;    ///< u16
+    static constexpr std::size_t kFixupCount = 0x06;     ///< u16, the sequence number included
+    static constexpr std::size_t kFirstAttribute = 0x14; ///< u16
+    static constexpr std::size_t kFlags = 0x16;          ///< u16
+    static constexpr std::size_t kBytesInUse = 0x18;     ///< u32
+    static constexpr std::size_t kBaseRecord = 0x20;     ///< u64, 0 in a base record
+
+    static constexpr uint16 kInUse = 0x0001;
+    static constexpr uint16 kDirectory = 0x0002;
+    /// Each stride's last two bytes are replaced by a fixup, whatever the sector size.
+    static constexpr std::size_t kFixupStride = 512;
+};
+
+/// One attribute in a record buffer. Reads every field from the buffer with a check; one that
+/// leaves it is the generic failure. Does not own the bytes.
+class AttributeHeader {
+public:
+    AttributeHeader() = default;
+    /// `offset` bytes into `record`.
+    AttributeHeader(std::span<const uint8> record, std::size_t offset);
+
+    [[nodiscard]] bool isMissing() const { return bytes_.empty(); }
+
+    [[nodiscard]] uint32 type() const { return get<uint32>(0x00); }
+
+    [[nodiscard]] uint32 length() const { return get<uint32>(0x04); }
+
+    [[nodiscard]] uint8 nonResidentFlag() const { return get<uint8>(0x08); }
+
+    [[nodiscard]] bool isResident() const { return nonResidentFlag() == 0; }
+
+    [[nodiscard]] uint8 nameLength() const { return get<uint8>(0x09); }
+
+    [[nodiscard]] uint16 nameOffset() const { return get<uint16>(0x0A); }
+
+    [[nodiscard]] uint16 flags() const { return get<uint16>(0x0C); }
+
+    [[nodiscard]] uint16 id() const { return get<uint16>(0x0E); }
+
+    /// Resident attributes.
+    [[nodiscard]] uint32 valueLength() const { return get<uint32>(0x10); }
+
+    [[nodiscard]] uint16 valueOffset() const { return get<uint16>(0x14); }
+
+    /// Non-resident attributes; sizes in bytes.
+    [[nodiscard]] int64 firstVcn() const { return get<int64>(0x10); }
+
+    [[nodiscard]] int64 lastVcn() const { return get<int64>(0x18); }
+
+    [[nodiscard]] uint16 runsOffset() const { return get<uint16>(0x20); }
+
+    [[nodiscard]] uint8 compressionUnit() const { return get<uint8>(0x22); }
+
+    [[nodiscard]] int64 allocatedSize() const { return get<int64>(0x28); }
+
+    [[nodiscard]] int64 dataSize() const { return get<int64>(0x30); }
+
+    [[nodiscard]] int64 initializedSize() const { return get<int64>(0x38); }
+
+    /// The attribute's own bytes; a length that leaves the record is the generic failure.
+    [[nodiscard]] std::span<const uint8> bytes() const;
+    /// `count` bytes at `offset` into the attribute, within the record.
+    [[nodiscard]] std::span<const uint8> bytes(std::size_t offset, std::size_t count) const;
+
+private:
+    template <typename T>
+    [[nodiscard]] T get(std::size_t offset) const {
+        return readLe<T>(bytes_, offset);
+    }
+
+    std::span<const uint8> bytes_; ///< From the attribute to the end of the record.
+};
+
+/// Value of $STANDARD_INFORMATION, as far as it is used. Times are FILETIMEs.
+struct StandardInformation {
+    static constexpr std::size_t kSize = 72;
+    static constexpr uint32 kDirectory = 0x10000000; ///< In `fileAttributes`.
+
+    int64 creationTime = 0;     ///< 0x00, u64
+    int64 modificationTime = 0; ///< 0x08, u64
+    int64 accessTime = 0;       ///< 0x18, u64
+    uint32 fileAttributes = 0;  ///< 0x20, u32
+
+    /// Decodes a value, of which anything missing is zero.
+    static StandardInformation decode(std::span<const uint8> value);
+};
+
+/// Value of $FILE_NAME, as far as it is used.
+struct FileNameValue {
+    enum Namespace : uint8 { Posix = 0, Win32 = 1, Dos = 2, Win32AndDos = 3 };
+
+    /// The longest value: a name of 255 UTF-16 units.
+    static constexpr std::size_t kLongest = 0x42 + 2 * 255;
+
+    int64 parent = 0;            ///< 0x00, u48 record number; the sequence number is dropped
+    uint8 nameSpace = 0;         ///< 0x41, u8
+    std::span<const uint8> name; ///< 0x42, UTF-16; its length in units is the u8 at 0x40
+
+    /// Decodes a value in place; one too short for its name is the generic failure.
+    static FileNameValue decode(std::span<const uint8> value);
+};
+
+/// One entry of an $ATTRIBUTE_LIST value.
+struct AttributeListEntry {
+    uint32 type = 0;      ///< 0x00, u32
+    uint16 length = 0;    ///< 0x04, u16
+    uint8 nameLength = 0; ///< 0x06, u8, in UTF-16 units
+    uint8 nameOffset = 0; ///< 0x07, u8
+    int64 firstVcn = 0;   ///< 0x08, i64
+    uint64 record = 0;    ///< 0x10, u48 record number; the sequence number is dropped
+    uint16 id = 0;        ///< 0x18, u16
+
+    /// Decodes the entry `offset` bytes into the list. Fields that leave the list are the
+    /// generic failure; of an entry of length 0 nothing else is decoded.
+    static AttributeListEntry decode(std::span<const uint8> list, std::size_t offset);
+
+    /// The name of the entry that was decoded there, UTF-16; one that leaves the list is the
+    /// generic failure.
+    [[nodiscard]] std::span<const uint8> name(std::span<const uint8> list,
+                                              std::size_t offset) const;
+};
+
+} // namespace kova::ntfs
