@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <stdexcept>
 
 namespace kova::test {
 
@@ -20,7 +21,8 @@ std::size_t align8(std::size_t value) {
 
 std::vector<uint8> utf16Bytes(const std::u16string& text) {
     std::vector<uint8> bytes(2 * text.size());
-    std::memcpy(bytes.data(), text.data(), bytes.size());
+    if (!bytes.empty())
+        std::memcpy(bytes.data(), text.data(), bytes.size());
     return bytes;
 }
 
@@ -84,7 +86,7 @@ void RecordBuilder::append(uint32 type, std::vector<uint8> header,
 
 RecordBuilder& RecordBuilder::standardInformation(int64 time, uint32 fileAttributes) {
     std::vector<uint8> value(ntfs::StandardInformation::kSize);
-    for (const std::size_t offset : {0x00, 0x08, 0x10, 0x18})
+    for (const unsigned offset : {0x00U, 0x08U, 0x10U, 0x18U})
         storeLe<int64>(&value[offset], time);
     storeLe<uint32>(&value[0x20], fileAttributes);
     return resident(ntfs::kStandardInformation, value);
@@ -256,14 +258,13 @@ std::vector<uint8> NtfsBuilder::build() {
     if (!records_.contains(5))
         directory(5, 5, u".", true);
     if (!records_.contains(6)) {
-        const std::vector<uint8> allocation(geometry_.clusters / 8 + 8, 0xFF);
+        const std::vector<uint8> allocation(16, 0xFF);
         put(6,
             newRecord()
                 .flags(1)
                 .standardInformation(6)
                 .fileName(5, u"$Bitmap", 3)
-                .resident(ntfs::kData,
-                          std::vector<uint8>(allocation.begin(), allocation.begin() + 16)),
+                .resident(ntfs::kData, allocation),
             true);
     }
     for (uint32 number = 0; number < 16; ++number)

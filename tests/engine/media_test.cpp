@@ -1,0 +1,141 @@
+#include "engine/ZVolume.h"
+#include "tests/support/TestMedia.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numeric>
+#include <stdexcept>
+
+namespace kova::test {
+namespace {
+
+std::vector<uint8> numbered(std::size_t sectors, std::size_t size = 512) {
+    std::vector<uint8> bytes(sectors * size);
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+        bytes[i] = static_cast<uint8>(1 + i / size % 250);
+    return bytes;
+}
+
+TEST(Media, ReadsSectorsAndMoves) {
+    TestMedia media(numbered(20));
+    std::vector<uint8> buffer(1024, 0xEE);
+    EXPECT_EQ(media.read(buffer.data(), 1), 1U);
+    EXPECT_EQ(buffer[0], 1);
+    EXPECT_EQ(media.position(), 1U);
+    EXPECT_TRUE(media.seek(7));
+    EXPECT_EQ(media.read(buffer.data(), 2), 2U);
+    EXPECT_EQ(buffer[0], 8);
+    EXPECT_EQ(buffer[512], 9);
+    EXPECT_FALSE(media.seek(0)) << "the low half of byte position 0 is 0";
+    EXPECT_FALSE(media.seek(uint64{1} << 23)) << "and so is that of 2^32";
+    EXPECT_FALSE(media.write(buffer.data(), 1));
+}
+
+TEST(Media, ShortReadsLeaveZeros) {
+    TestMedia media(numbered(4));
+    std::vector<uint8> buffer(4 * 512, 0xEE);
+    media.seek(3);
+    EXPECT_EQ(media.read(buffer.data(), 4), 1U);
+    EXPECT_EQ(buffer[0], 4);
+    EXPECT_EQ(std::accumulate(buffer.begin() + 512, buffer.end(), 0), 0);
+    media.seek(uint64{1} << 62);
+    buffer.assign(buffer.size(), 0xEE);
+    EXPECT_EQ(media.read(buffer.data(), 4), 0U);
+    EXPECT_EQ(std::accumulate(buffer.begin(), buffer.end(), 0), 0);
+    EXPECT_EQ(media.unreadableSectors(), 0U) << "the end is no damage";
+    TestMedia noSectors({}, 0);
+    EXPECT_EQ(noSectors.read(buffer.data(), 4), 0U);
+}
+
+TEST(Media, OneBadSectorCostsOneSector) {
+    TestMedia media(numbered(16));
+    media.failSector(5);
+    std::vector<uint8> buffer(16 * 512, 0xEE);
+    EXPECT_EQ(media.read(buffer.data(), 16), 15U);
+    for (std::size_t sector = 0; sector < 16; ++sector)
+        EXPECT_EQ(buffer[sector * 512], sector == 5 ? 0 : sector + 1);
+    EXPECT_EQ(media.position(), 16U);
+    EXPECT_EQ(media.unreadableSectors(), 1U);
+}
+
+TEST(Media, UnpluggedIsNotAskedSectorBySector) {
+    TestMedia media(numbered(1000));
+    media.unplugAfter(0);
+    std::vector<uint8> buffer(1000 * 512, 0xEE);
+    EXPECT_EQ(media.read(buffer.data(), 1000), 0U);
+    EXPECT_EQ(std::accumulate(buffer.begin(), buffer.end(), 0), 0);
+    EXPECT_EQ(media.requests(), 1);
+    EXPECT_EQ(media.unreadableSectors(), 1000U);
+}
+
+TEST(Media, WindowsServeAWalk) {
+    const std::size_t sectors = 4096;
+    TestMedia media(numbered(sectors));
+    media.failSector(3000);
+    std::vector<uint8> two(1024);
+    std::size_t bad = 0;
+    {
+        const ZCustomMedia::ReadWindow window(media);
+        for (std::size_t sector = 0; sector + 2 <= sectors; sector += 2) {
+            if (sector % 64 == 32) { // A jump elsewhere does not throw the window away.
+                media.seek(sectors - 2);
+                media.read(two.data(), 2);
+            }
+            media.seek(sector);
+            bad += 2 - media.read(two.data(), 2);
+            EXPECT_EQ(two[512], sector + 1 == 3000 ? 0 : 1 + (sector + 1) % 250);
+            EXPECT_EQ(two[0], sector == 3000 ? 0 : 1 + sector % 250);
+        }
+    }
+    EXPECT_EQ(bad, 1U);
+    // 8 windows, 64 jumps, and the window with the bad sector read record by record.
+    EXPECT_LE(media.requests(), 8 + 64 + 256 + 8);
+}
+
+TEST(Media, HookSeesEveryRequest) {
+    TestMedia media(numbered(8));
+    int seen = 0;
+    media.setReadHook([&] {
+        if (++seen == 2)
+            throw std::runtime_error("stop");
+    });
+    std::vector<uint8> buffer(512);
+    media.read(buffer.data(), 1);
+    EXPECT_THROW(media.read(buffer.data(), 1), std::runtime_error);
+}
+
+TEST(Volume, Progress) {
+    class Plain : public ZVolume {
+    public:
+        using ZVolume::ZVolume;
+
+        bool init() override { return true; }
+
+        void scan(ZFileTree*) override {}
+
+        bool extract(const ZFileTreeNode&, ZStream*) override { return false; }
+    };
+
+    Plain volume(nullptr);
+    EXPECT_TRUE(volume.setProgress(0.5));
+    double last = 0;
+    volume.setProgressCallback([&last](double value) {
+        last = value;
+        return value < 0.9;
+    });
+    EXPECT_FALSE(volume.setProgress(1.0));
+    EXPECT_EQ(last, 1.0);
+    EXPECT_TRUE(volume.setProgress(-3));
+    EXPECT_FALSE(volume.setProgress(std::nan("")));
+    try {
+        volume.setProgress(1.0001);
+        FAIL();
+    } catch (const std::runtime_error& error) {
+        EXPECT_STREQ(error.what(), "Progress value is out of bounds");
+    }
+    EXPECT_TRUE(std::isnan(volume.progress()));
+}
+
+} // namespace
+} // namespace kova::test

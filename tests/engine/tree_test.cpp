@@ -1,0 +1,241 @@
+#include "engine/ZFileTree.h"
+#include "engine/ZTreeWalk.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace kova::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+ZFileTreeNode make(int64 id, int64 parent, int64 created = 0, bool directory = false) {
+    ZFileTreeNode node;
+    node.id = id;
+    node.parentId = parent;
+    node.creationTime = created;
+    node.isDirectory = directory;
+    node.name = std::to_wstring(id);
+    return node;
+}
+
+std::set<int64> missing(const ZFileTree& tree) {
+    std::set<int64> ids;
+    EXPECT_EQ(tree.getMissingParents(ids), !ids.empty());
+    return ids;
+}
+
+TEST(FileTree, KeepsMissingParents) {
+    ZFileTree tree;
+    tree.insert(make(10, 7));
+    tree.insert(make(11, -5));
+    EXPECT_THAT(missing(tree), ElementsAre(7));
+    tree.insert(make(7, 3));
+    EXPECT_THAT(missing(tree), ElementsAre(3));
+    tree.insert(make(3, 3));
+    EXPECT_THAT(missing(tree), IsEmpty());
+    EXPECT_THAT(tree.childIds(3), ElementsAre(7)) << "its own parent is in no list";
+}
+
+TEST(FileTree, EqualOrEarlierIsReplaced) {
+    ZFileTree tree;
+    for (int64 id = 1; id <= 4; ++id)
+        tree.insert(make(id, 0, 50));
+    tree.insert(make(2, 0, 49));
+    EXPECT_THAT(tree.childIds(0), ElementsAre(1, 2, 3, 4));
+    tree.insert(make(2, 0, 50));
+    EXPECT_THAT(tree.childIds(0), ElementsAre(1, 3, 4, 2));
+    tree.insert(make(3, 9, 51));
+    EXPECT_THAT(tree.childIds(0), ElementsAre(1, 4, 2));
+    EXPECT_THAT(tree.childIds(9), ElementsAre(3));
+    EXPECT_EQ(tree.rowOf(4), 1);
+    EXPECT_EQ(tree.rowOf(2), 2);
+    tree.insert(make(8, 0), 1);
+    EXPECT_THAT(tree.childIds(0), ElementsAre(1, 8, 4, 2));
+    EXPECT_EQ(tree.rowOf(2), 3);
+    EXPECT_EQ(tree.childAt(0, 1)->id, 8);
+    EXPECT_EQ(tree.childAt(0, 4), nullptr);
+    EXPECT_EQ(tree.childAt(77, 0), nullptr);
+}
+
+TEST(FileTree, MovesChildren) {
+    ZFileTree tree;
+    tree.insert(make(1, 7));
+    tree.insert(make(2, 7));
+    tree.insert(make(3, 8));
+    tree.moveChildren(7, kLostFolder);
+    tree.moveChildren(8, kLostFolder);
+    EXPECT_THAT(tree.childIds(kLostFolder), ElementsAre(1, 2, 3));
+    EXPECT_THAT(missing(tree), IsEmpty());
+    EXPECT_EQ(tree.find(3)->parentId, kLostFolder);
+    EXPECT_EQ(tree.rowOf(3), 2);
+    EXPECT_EQ(tree.childCount(7), 0);
+    tree.moveChildren(kLostFolder, 40);
+    EXPECT_THAT(missing(tree), ElementsAre(40));
+    tree.moveChildren(99, 98);
+    EXPECT_THAT(missing(tree), ElementsAre(40)) << "without a list nothing happens";
+}
+
+TEST(FileTree, MinusOneIsTheRoot) {
+    ZFileTree tree;
+    tree.rootId = 5;
+    tree.insert(make(1, 5));
+    EXPECT_EQ(tree.childCount(kNoParent), 1);
+    EXPECT_EQ(tree.childAt(kNoParent, 0)->id, 1);
+}
+
+TEST(FileTree, FilterAndCreatingLookup) {
+    ZFileTree tree;
+    tree.filter = [](const ZFileTreeNode& node) { return node.id != 4; };
+    tree.insert(make(4, 0));
+    EXPECT_EQ(tree.find(4), nullptr);
+    EXPECT_EQ(tree.node(4).id, 4);
+    EXPECT_EQ(tree.find(4)->parentId, 0);
+    EXPECT_EQ(tree.rowOf(4), -1);
+}
+
+/// The rules in their plainest form, to compare with.
+struct PlainTree {
+    std::map<int64, ZFileTreeNode> nodes;
+    std::map<int64, std::vector<int64>> children;
+
+    void insert(const ZFileTreeNode& node, int position) {
+        const auto stored = nodes.find(node.id);
+        if (stored != nodes.end()) {
+            if (node.creationTime < stored->second.creationTime)
+                return;
+            auto& list = children[stored->second.parentId];
+            const auto at = std::find(list.begin(), list.end(), node.id);
+            if (at != list.end())
+                list.erase(at);
+            nodes.erase(stored);
+        }
+        nodes[node.id] = node;
+        if (node.id == node.parentId)
+            return;
+        auto& list = children[node.parentId];
+        if (std::find(list.begin(), list.end(), node.id) != list.end())
+            return;
+        if (position < 0 || static_cast<std::size_t>(position) > list.size())
+            list.push_back(node.id);
+        else
+            list.insert(list.begin() + position, node.id);
+    }
+
+    void move(int64 from, int64 to) {
+        const auto found = children.find(from);
+        if (found == children.end())
+            return;
+        const auto moved = found->second;
+        for (const int64 id : moved)
+            nodes[id].parentId = to;
+        auto& list = children[to];
+        list.insert(list.end(), moved.begin(), moved.end());
+        children.erase(from);
+    }
+};
+
+TEST(FileTree, BehavesLikeTheRulesInAnyOrder) {
+    std::mt19937 random(42);
+    const auto upTo = [&random](int most) {
+        return static_cast<int>(random() % static_cast<unsigned>(most));
+    };
+    for (int round = 0; round < 200; ++round) {
+        ZFileTree tree;
+        PlainTree plain;
+        for (int step = 0; step < 120; ++step) {
+            if (upTo(12) == 0) {
+                const int64 from = upTo(12);
+                const int64 to = upTo(3) == 0 ? kLostFolder : upTo(12);
+                tree.moveChildren(from, to);
+                plain.move(from, to);
+            } else {
+                const auto node = make(upTo(12), upTo(12), upTo(4));
+                const int position = upTo(3) == 0 ? upTo(5) : -1;
+                tree.insert(node, position);
+                plain.insert(node, position);
+            }
+            if (upTo(4) == 0) {
+                const int64 id = upTo(12);
+                if (plain.nodes.contains(id)) {
+                    const auto& list = plain.children[plain.nodes[id].parentId];
+                    const auto at = std::find(list.begin(), list.end(), id);
+                    EXPECT_EQ(tree.rowOf(id), at == list.end() ? -1 : at - list.begin());
+                }
+            }
+        }
+        for (int64 parent = -2; parent < 12; ++parent) {
+            if (parent != kNoParent) {
+                EXPECT_EQ(tree.childIds(parent), plain.children[parent]) << "round " << round;
+            }
+        }
+    }
+}
+
+TEST(TreeWalk, RowOrderAndDepth) {
+    ZFileTree tree;
+    tree.insert(make(1, 0, 0, true));
+    tree.insert(make(2, 1));
+    tree.insert(make(3, 1, 0, true));
+    tree.insert(make(4, 3));
+    tree.insert(make(5, 0));
+    std::vector<std::pair<int64, int>> visited;
+    std::vector<int64> left;
+    ZTreeWalk walk(tree);
+    walk.below(
+        kNoParent,
+        [&](const ZFileTreeNode& node, int depth) {
+            visited.emplace_back(node.id, depth);
+            return node.id != 3;
+        },
+        [&](const ZFileTreeNode& node) { left.push_back(node.id); });
+    EXPECT_THAT(visited, ElementsAre(std::pair<int64, int>{1, 0}, std::pair<int64, int>{2, 1},
+                                     std::pair<int64, int>{3, 1}, std::pair<int64, int>{5, 0}));
+    EXPECT_THAT(left, ElementsAre(1)) << "a directory that was not wanted is not left";
+}
+
+TEST(TreeWalk, ReachesEverythingOnce) {
+    ZFileTree tree;
+    tree.insert(make(1, 0));
+    tree.insert(make(2, 1));            // Below a file.
+    tree.insert(make(3, 2));            // Below that.
+    tree.insert(make(10, 11, 0, true)); // A circle,
+    tree.insert(make(11, 10, 0, true));
+    tree.insert(make(12, 11)); // and what hangs on it.
+    tree.insert(make(13, 13, 0, true));
+    tree.insert(make(14, 13));
+    tree.insert(make(0, 1, 0, true)); // The root once more, below its own child.
+    for (int64 id = 1000; id < 3000; ++id)
+        tree.insert(make(id, id == 1000 ? 0 : id - 1, 0, true));
+
+    std::multiset<int64> visited;
+    int deepest = 0;
+    const auto enter = [&](const ZFileTreeNode& node, int depth) {
+        visited.insert(node.id);
+        deepest = std::max(deepest, depth);
+        return true;
+    };
+    ZTreeWalk walk(tree);
+    walk.below(kNoParent, enter);
+    int rounds = 0;
+    for (auto strays = walk.strays(); !strays.empty(); strays = walk.strays()) {
+        if (rounds++ == 0) {
+            std::vector<int64> ids;
+            for (const ZFileTreeNode* stray : strays)
+                ids.push_back(stray->id);
+            EXPECT_THAT(ids, ElementsAre(2, 3, 10, 13, 1000 + ZTreeWalk::kDeepest));
+        }
+        for (const ZFileTreeNode* stray : strays)
+            walk.from(*stray, enter, {}, 1);
+    }
+    EXPECT_EQ(rounds, 4) << "2000 levels, 512 at a time";
+    EXPECT_EQ(visited.size(), tree.allNodes().size() - 1) << "all but the root";
+    EXPECT_EQ(std::set<int64>(visited.begin(), visited.end()).size(), visited.size());
+    EXPECT_LE(deepest, ZTreeWalk::kDeepest);
+}
+
+} // namespace
+} // namespace kova::test
