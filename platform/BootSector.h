@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+namespace platform {
+
+/// Bytes from the start of a volume that tell what it holds.
+inline constexpr std::size_t kBootSectorBytes = 512;
+
+/// What a boot sector says about its volume.
+struct VolumeFormat {
+    const char* fileSystem = "";  ///< As Windows names it: "NTFS", "FAT", "FAT32", "exFAT".
+    std::uint32_t sectorSize = 0; ///< Bytes, 512 to 4096; 0 when the sector gives no sane one.
+};
+
+/// Tells the file system from the first `kBootSectorBytes` of a volume; nothing when they are no
+/// boot sector of NTFS, FAT or exFAT. Only the boot sector is judged, so that a volume that is
+/// damaged elsewhere is still recognised.
+[[nodiscard]] std::optional<VolumeFormat> identifyVolume(std::span<const std::uint8_t> bytes);
+
+} // namespace platform

@@ -1,0 +1,173 @@
+#include "platform/Images.h"
+
+#include "platform/BootSector.h"
+#include "platform/PartitionTable.h"
+#include "platform/System.h"
+
+#include <array>
+
+namespace platform {
+
+namespace {
+
+constexpr std::uint32_t kUsualSectorSize = 512;
+
+/// The sizes of sector that disks, and so the units of partition tables, have.
+constexpr std::array<std::uint32_t, 2> kDiskSectorSizes{512, 4096};
+
+std::optional<VolumeFormat> identifyIn(File& image, std::uint64_t offset) {
+    std::array<std::uint8_t, kBootSectorBytes> bytes{};
+    const std::int64_t got =
+        image.readAt(static_cast<std::int64_t>(offset), bytes.data(), bytes.size());
+    if (got != static_cast<std::int64_t>(bytes.size()))
+        return std::nullopt;
+    return identifyVolume(bytes);
+}
+
+bool isScannable(const VolumeFormat& format) {
+    const std::string_view name = format.fileSystem;
+    return name == "NTFS" || name == "FAT" || name == "FAT32";
+}
+
+/// The partitions that hold NTFS or FAT, by their boot sectors; `hasTable` tells whether there
+/// is a partition table at all.
+std::vector<Partition> scannablePartitions(File& image, std::uint64_t size, bool& hasTable) {
+    const ReadDisk read = [&image](std::uint64_t offset, std::span<std::uint8_t> bytes) {
+        return image.readAt(static_cast<std::int64_t>(offset), bytes.data(), bytes.size()) ==
+               static_cast<std::int64_t>(bytes.size());
+    };
+    hasTable = false;
+    for (const std::uint32_t sectorSize : kDiskSectorSizes) {
+        PartitionTable table = readPartitionTable(read, size, sectorSize);
+        hasTable = hasTable || table.kind != TableKind::None;
+        std::erase_if(table.partitions, [&image](const Partition& partition) {
+            const std::optional<VolumeFormat> format = identifyIn(image, partition.offset);
+            return !format || !isScannable(*format);
+        });
+        if (!table.partitions.empty())
+            return table.partitions;
+    }
+    return {};
+}
+
+AttachResult failure(std::wstring words, bool accessDenied = false) {
+    AttachResult result;
+    result.error = std::move(words);
+    result.accessDenied = accessDenied;
+    return result;
+}
+
+} // namespace
+
+AttachResult attachImage(const std::wstring& path) {
+    switch (pathKind(path)) {
+    case PathKind::Folder:
+        return failure(L"This is a folder, not a disk image.");
+    case PathKind::Device:
+        return failure(L"This is a device, not a disk image.");
+    case PathKind::Missing:
+    case PathKind::File:
+        break;
+    }
+    File image;
+    VolumeSource source;
+    source.isImage = true;
+    source.path = absolutePath(path);
+    const auto size =
+        image.open(path, static_cast<std::uint32_t>(Disposition::OpenExisting), kGenericRead)
+            ? image.size()
+            : -1;
+    if (size < 0 || !image.identity(source.identity)) {
+        if (image.error() == Error::NotFound)
+            return failure(L"There is no such file.");
+        return failure(L"The image cannot be opened: " + image.errorText(),
+                       image.error() == Error::AccessDenied);
+    }
+    if (size == 0)
+        return failure(L"The image is empty.");
+
+    bool hasTable = false;
+    std::vector<Partition> partitions =
+        scannablePartitions(image, static_cast<std::uint64_t>(size), hasTable);
+    if (partitions.empty()) {
+        if (hasTable && !identifyIn(image, 0))
+            return failure(L"None of the partitions in this image holds NTFS or FAT.");
+        if (image.error() != Error::None)
+            return failure(L"The image cannot be read: " + image.errorText());
+        partitions.push_back({0, 0, static_cast<std::uint64_t>(size)});
+    }
+
+    AttachResult result;
+    for (const Partition& partition : partitions) {
+        source.offset = partition.offset;
+        source.length = partition.length;
+        source.partition = partition.number;
+        const std::optional<char> letter = giveLetter(source);
+        if (!letter)
+            return failure(L"Every drive letter is taken.");
+        std::optional<Drive> drive = describeImage(*letter, source);
+        if (!drive)
+            return failure(L"The image cannot be read.");
+        result.drives.push_back(std::move(*drive));
+    }
+    return result;
+}
+
+std::optional<Drive> describeImage(char letter, const VolumeSource& source) {
+    File image;
+    FileIdentity identity;
+    if (!image.open(source.path, static_cast<std::uint32_t>(Disposition::OpenExisting),
+                    kGenericRead) ||
+        !image.identity(identity) || identity != source.identity)
+        return std::nullopt;
+    const VolumeFormat format = identifyIn(image, source.offset).value_or(VolumeFormat{});
+    Drive drive;
+    drive.letter = letter;
+    drive.kind = DriveKind::Fixed;
+    drive.volumeName = labelInImage(source.path, source.offset, source.length);
+    if (drive.volumeName.empty()) {
+        drive.volumeName = lastComponent(source.path);
+        if (source.partition != 0)
+            drive.volumeName += L" " + std::to_wstring(source.partition);
+    }
+    drive.fileSystem = format.fileSystem;
+    drive.sectorSize = format.sectorSize != 0 ? format.sectorSize : kUsualSectorSize;
+    drive.sizeBytes = source.length;
+    drive.device = source.path;
+    drive.isImage = true;
+    drive.partition = source.partition;
+    return drive;
+}
+
+bool isImageGone(const VolumeSource& source) {
+    File image;
+    FileIdentity identity;
+    if (!image.open(source.path, static_cast<std::uint32_t>(Disposition::OpenExisting),
+                    kGenericRead))
+        return image.error() == Error::NotFound;
+    return image.identity(identity) && identity != source.identity;
+}
+
+bool isImageFile(const std::wstring& path, char letter) {
+    const std::optional<VolumeSource> source = letters().find(letter);
+    File file;
+    FileIdentity identity;
+    return source && source->isImage &&
+           file.open(path, static_cast<std::uint32_t>(Disposition::OpenExisting), 0) &&
+           file.identity(identity) && identity == source->identity;
+}
+
+std::optional<char> letterInDevicePath(const std::wstring& path) {
+    constexpr std::wstring_view kPrefix = L"\\\\.\\";
+    constexpr std::size_t kLength = kPrefix.size() + 2; // the letter and a colon
+    if (path.size() != kLength || !path.starts_with(kPrefix) || path.back() != L':')
+        return std::nullopt;
+    const wchar_t letter = path[kPrefix.size()];
+    if (letter >= L'A' && letter <= L'Z')
+        return static_cast<char>(letter);
+    if (letter >= L'a' && letter <= L'z')
+        return static_cast<char>(letter - L'a' + L'A');
+    return std::nullopt;
+}
+
+} // namespace platform

@@ -1,0 +1,168 @@
+#include "platform/Device.h"
+
+#include "platform/LetterTable.h"
+#include "platform/System.h"
+#include "platform/linux/BlockDevices.h"
+#include "platform/linux/Descriptor.h"
+#include "platform/linux/Errno.h"
+#include "platform/linux/Sources.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <optional>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+
+namespace platform {
+
+struct Device::State {
+    Descriptor file;
+    std::uint64_t offset = 0; ///< Where the volume starts in the file.
+    std::uint64_t length = 0; ///< Bytes of the volume.
+    std::shared_ptr<const void> lease;
+    /// What must be there for reads to succeed: the device itself, or the one the image lies on;
+    /// nothing for an image on no device.
+    std::optional<FileIdentity> presence;
+    Error error = Error::None;
+    std::wstring errorText;
+
+    bool open(const std::string& path);
+    bool openLetter(char letter);
+    [[nodiscard]] bool isPresent() const;
+    void keepError(int code);
+};
+
+bool Device::State::open(const std::string& path) {
+    // Looked at before it is opened: opening may do things to what is no volume, such as a tape.
+    struct stat status {};
+
+    if (::stat(path.c_str(), &status) != 0) {
+        keepError(errno);
+        return false;
+    }
+    if (!S_ISREG(status.st_mode) && !S_ISBLK(status.st_mode)) {
+        keepError(S_ISDIR(status.st_mode) ? EISDIR : ENOTBLK);
+        return false;
+    }
+    file = openPath(path, O_RDONLY);
+    const std::int64_t size = file ? sizeOf(file.get()) : -1;
+    if (size < 0 || ::fstat(file.get(), &status) != 0) {
+        keepError(errno);
+        file = Descriptor();
+        return false;
+    }
+    length = static_cast<std::uint64_t>(size);
+    presence = deviceIdentity(S_ISBLK(status.st_mode) ? status.st_rdev : status.st_dev);
+    return true;
+}
+
+bool Device::State::openLetter(char letter) {
+    std::optional<LetterTable::Held> held = holdLetter(letter);
+    if (!held) {
+        error = Error::NotFound;
+        errorText = L"No drive has this letter.";
+        return false;
+    }
+    const VolumeSource& source = held->source;
+    if (!open(*systemPath(source.path)))
+        return false;
+
+    struct stat status {};
+
+    FileIdentity opened;
+    if (::fstat(file.get(), &status) == 0) {
+        if (source.isImage)
+            opened = {status.st_dev, status.st_ino};
+        else
+            opened = deviceIdentity(status.st_rdev).value_or(FileIdentity{});
+    }
+    if (opened != source.identity) { // another stick, or another file, stands in its place
+        keepError(ENODEV);
+        file = Descriptor();
+        return false;
+    }
+    if (source.isImage) {
+        offset = std::min(source.offset, length);
+        length = std::min(source.length, length - offset);
+    }
+    lease = std::move(held->lease);
+    return true;
+}
+
+bool Device::State::isPresent() const {
+    return !presence || deviceIdentity(static_cast<dev_t>(presence->device)) == presence;
+}
+
+void Device::State::keepError(int code) {
+    error = errorFromErrno(code);
+    errorText = errnoText(code);
+}
+
+Device::Device() : state_(std::make_unique<State>()) {}
+
+Device::Device(Device&& other) noexcept = default;
+
+Device& Device::operator=(Device&& other) noexcept = default;
+
+Device::~Device() = default;
+
+bool Device::open(const std::wstring& path) {
+    state_ = std::make_unique<State>();
+    if (const std::optional<char> letter = letterInDevicePath(path))
+        return state_->openLetter(*letter);
+    const std::optional<std::string> name = systemPath(path);
+    if (!name) {
+        state_->keepError(EINVAL);
+        return false;
+    }
+    return state_->open(*name);
+}
+
+bool Device::isOpen() const {
+    return state_ && state_->file;
+}
+
+bool Device::close() {
+    state_ = std::make_unique<State>();
+    return true;
+}
+
+std::int64_t Device::readAt(std::uint64_t position, void* buffer, std::size_t count) {
+    if (!isOpen())
+        return -1;
+    // The length is not asked for again: a device that is gone, or an image that has been cut
+    // short, ends the read by itself.
+    if (position >= state_->length)
+        return 0;
+    const auto wanted =
+        static_cast<std::size_t>(std::min<std::uint64_t>(count, state_->length - position));
+    int failure = 0;
+    const std::int64_t got =
+        readFully(state_->file.get(), state_->offset + position, buffer, wanted, failure);
+    if (failure == 0)
+        return got;
+    // A stick that is pulled out answers with the same code as a bad sector.
+    state_->keepError(failure == EIO && !isPresent() ? ENODEV : failure);
+    return got;
+}
+
+std::uint64_t Device::size() const {
+    return isOpen() ? state_->length : 0;
+}
+
+bool Device::isPresent() const {
+    return isOpen() && state_->isPresent();
+}
+
+Error Device::error() const {
+    return state_ ? state_->error : Error::None;
+}
+
+std::wstring Device::errorText() const {
+    return state_ ? state_->errorText : std::wstring();
+}
+
+} // namespace platform

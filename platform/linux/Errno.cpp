@@ -1,0 +1,40 @@
+#include "platform/linux/Errno.h"
+
+#include "platform/WideText.h"
+
+#include <cerrno>
+#include <system_error>
+
+namespace platform {
+
+Error errorFromErrno(int code) {
+    switch (code) {
+    case 0:
+        return Error::None;
+    case ENOENT:
+    case ENOTDIR:
+        return Error::NotFound;
+    case EACCES:
+    case EPERM:
+    case EROFS:
+        return Error::AccessDenied;
+    case EEXIST:
+        return Error::Exists;
+    case ENOSPC:
+    case EDQUOT:
+        return Error::NoSpace;
+    case ENODEV:
+    case ENXIO:
+    case ENOMEDIUM:
+    case ESHUTDOWN:
+        return Error::DeviceGone;
+    default:
+        return Error::Other;
+    }
+}
+
+std::wstring errnoText(int code) {
+    return wideFromUtf8(std::system_category().message(code));
+}
+
+} // namespace platform

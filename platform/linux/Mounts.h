@@ -1,0 +1,45 @@
+#pragma once
+
+#include "platform/File.h"
+#include "platform/linux/BlockDevices.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <sys/types.h>
+
+namespace platform {
+
+/// One line of /proc/self/mountinfo.
+struct Mount {
+    int id = 0;
+    std::string type;    ///< "ext4", "fuseblk", "fuse.sshfs" ...
+    std::string source;  ///< A device, an image file, or any text at all.
+    std::string options; ///< Of the file system, separated by commas.
+};
+
+/// Reads mountinfo's text; lines that make no sense are left out.
+[[nodiscard]] std::vector<Mount> parseMounts(std::string_view mountInfo);
+
+/// The mount that an existing path lies on.
+[[nodiscard]] std::optional<Mount> mountOf(const std::string& path);
+
+/// The path itself if it exists, otherwise the nearest folder above it that does, after what is
+/// to become of "..", links and a relative path.
+[[nodiscard]] std::string nearestExisting(const std::string& path);
+
+/// What is written to when something is written below a folder.
+struct WriteTargets {
+    dev_t device = 0; ///< The block device that the folder's file system lies on; 0 if none.
+    /// That device, what it is made of, and what the files that it is made of lie on.
+    std::vector<dev_t> devices;
+    /// Image files that are mounted, directly or through loop devices.
+    std::vector<FileIdentity> images;
+};
+
+[[nodiscard]] WriteTargets writeTargets(const std::string& existingPath,
+                                        const BlockDevices& devices);
+
+} // namespace platform
