@@ -1,7 +1,6 @@
 #include "engine/ZFileTree.h"
 
 #include <algorithm>
-#include <limits>
 
 namespace kova {
 
@@ -18,28 +17,28 @@ void ZFileTree::insert(const ZFileTreeNode& node, int position) {
     if (filter && !filter(node))
         return;
 
-    auto stored = nodes.lower_bound(node.id);
-    if (stored != nodes.end() && stored->first == node.id) {
-        if (node.creationTime < stored->second.creationTime)
+    Known& known = known_[node.id];
+    if (known.node != nullptr) {
+        if (node.creationTime < known.node->creationTime)
             return;
-        removeFromList(node.id, stored->second.parentId);
-        stored->second = node;
+        removeFromList(node.id, known, known.node->parentId);
+        *known.node = node;
     } else {
-        nodes.emplace_hint(stored, node.id, node);
+        // Scans mostly insert in the order of the ids.
+        known.node = &nodes.emplace_hint(nodes.end(), node.id, node)->second;
     }
 
     if (node.id != node.parentId) {
         auto& list = children[node.parentId];
-        const auto place = places_.find(node.id);
-        const bool listed = place != places_.end() && place->second.parentId == node.parentId;
-        if (!listed) {
+        if (known.listedUnder != node.parentId) {
             std::size_t row = list.size();
             if (position >= 0 && static_cast<std::size_t>(position) < list.size()) {
                 listOf(node.parentId); // Rows are counted without the gaps.
                 row = std::min(static_cast<std::size_t>(position), list.size());
             }
             list.insert(list.begin() + static_cast<std::ptrdiff_t>(row), node.id);
-            places_[node.id] = {node.parentId, row};
+            known.listedUnder = node.parentId;
+            known.row = row;
         }
     }
     updateMissing(node.id, node.parentId);
@@ -49,22 +48,19 @@ void ZFileTree::moveChildren(int64 fromId, int64 toId) {
     const auto from = children.find(fromId);
     if (from == children.end())
         return;
-    if (fromId != toId) {
-        listOf(fromId);
-        std::vector<int64> moved = std::move(from->second);
-        children.erase(from);
-        auto& list = children[toId];
-        for (const int64 id : moved) {
-            node(id).parentId = toId;
-            places_[id] = {toId, list.size()};
-            list.push_back(id);
-        }
-    } else {
-        // Moved onto themselves, the children lose their list.
-        for (const int64 id : from->second)
-            places_.erase(id);
-        sparseLists_.erase(fromId);
-        children.erase(from);
+    listOf(fromId);
+    const std::vector<int64> moved = std::move(from->second);
+    children.erase(from);
+    // Moved onto themselves, the children lose their list.
+    auto* list = fromId == toId ? nullptr : &children[toId];
+    for (const int64 id : moved) {
+        node(id).parentId = toId;
+        Known& known = known_[id];
+        known.listedUnder = list == nullptr ? kUnlisted : toId;
+        if (list == nullptr)
+            continue;
+        known.row = list->size();
+        list->push_back(id);
     }
     updateMissing(fromId, toId);
 }
@@ -75,15 +71,17 @@ bool ZFileTree::getMissingParents(std::set<int64>& out) const {
 }
 
 const ZFileTreeNode* ZFileTree::find(int64 id) const {
-    const auto found = nodes.find(id);
-    return found == nodes.end() ? nullptr : &found->second;
+    const auto found = known_.find(id);
+    return found == known_.end() ? nullptr : found->second.node;
 }
 
 ZFileTreeNode& ZFileTree::node(int64 id) {
-    const auto [found, created] = nodes.try_emplace(id);
-    if (created)
-        found->second.id = id;
-    return found->second;
+    Known& known = known_[id];
+    if (known.node == nullptr) {
+        known.node = &nodes[id];
+        known.node->id = id;
+    }
+    return *known.node;
 }
 
 int ZFileTree::childCount(int64 parentId) const {
@@ -100,14 +98,12 @@ ZFileTreeNode* ZFileTree::childAt(int64 parentId, int row) {
 int ZFileTree::rowOf(int64 id) {
     const int64 parentId = node(id).parentId;
     const auto* list = listOf(parentId);
-    if (list == nullptr)
+    const Known& known = known_[id];
+    if (list == nullptr || known.listedUnder != parentId)
         return -1;
-    const auto place = places_.find(id);
-    if (place == places_.end() || place->second.parentId != parentId)
-        return -1;
-    if (place->second.row >= list->size() || (*list)[place->second.row] != id)
+    if (known.row >= list->size() || (*list)[known.row] != id)
         renumber(parentId, *list);
-    return static_cast<int>(place->second.row);
+    return static_cast<int>(known.row);
 }
 
 const std::vector<int64>& ZFileTree::childIds(int64 parentId) const {
@@ -129,33 +125,33 @@ const std::vector<int64>* ZFileTree::listOf(int64 parentId) const {
 }
 
 void ZFileTree::renumber(int64 parentId, const std::vector<int64>& list) const {
-    for (std::size_t row = 0; row < list.size(); ++row)
-        places_[list[row]] = {parentId, row};
+    for (std::size_t row = 0; row < list.size(); ++row) {
+        Known& known = known_[list[row]];
+        known.listedUnder = parentId;
+        known.row = row;
+    }
 }
 
-void ZFileTree::removeFromList(int64 id, int64 parentId) {
-    const auto place = places_.find(id);
-    if (place == places_.end() || place->second.parentId != parentId)
+void ZFileTree::removeFromList(int64 id, Known& known, int64 parentId) {
+    if (known.listedUnder != parentId)
         return;
-    const auto found = children.find(parentId);
-    if (found != children.end()) {
-        auto& list = found->second;
-        std::size_t row = place->second.row;
-        if (row >= list.size() || list[row] != id)
-            row = static_cast<std::size_t>(std::find(list.begin(), list.end(), id) - list.begin());
-        if (row + 1 == list.size()) {
-            list.pop_back();
-        } else if (row < list.size()) {
-            list[row] = kRemoved;
-            sparseLists_.insert(parentId);
-        }
+    known.listedUnder = kUnlisted;
+    auto& list = children[parentId];
+    std::size_t row = known.row;
+    if (row >= list.size() || list[row] != id)
+        row = static_cast<std::size_t>(std::find(list.begin(), list.end(), id) - list.begin());
+    if (row + 1 == list.size()) {
+        list.pop_back();
+    } else if (row < list.size()) {
+        list[row] = kRemoved;
+        sparseLists_.insert(parentId);
     }
-    places_.erase(place);
 }
 
 void ZFileTree::updateMissing(int64 id, int64 parentId) {
-    missingParents.erase(id);
-    if (parentId >= 0 && !nodes.contains(parentId))
+    if (!missingParents.empty())
+        missingParents.erase(id);
+    if (parentId >= 0 && find(parentId) == nullptr)
         missingParents.insert(parentId);
 }
 

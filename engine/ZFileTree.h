@@ -3,6 +3,7 @@
 #include "engine/ZFileTreeNode.h"
 
 #include <functional>
+#include <limits>
 #include <map>
 #include <set>
 #include <unordered_map>
@@ -20,6 +21,11 @@ namespace kova {
 /// Used by one thread at a time, reads included. Fails only when memory runs out.
 class ZFileTree {
 public:
+    ZFileTree() = default;
+    ZFileTree(const ZFileTree&) = delete;
+    ZFileTree& operator=(const ZFileTree&) = delete;
+    ~ZFileTree() = default;
+
     /// Stores a copy of `node`, unless the filter refuses it or a node with its id and a later
     /// creation time is stored; an equal or earlier one is replaced. A node whose parent is
     /// itself stands in no child list. `position` is its row among its siblings; negative: last.
@@ -69,20 +75,24 @@ public:
     std::function<bool(const ZFileTreeNode&)> filter;
 
 private:
-    /// Where an id stands. `row` is where it stood last; rows before it may have come and gone.
-    struct Place {
-        int64 parentId;
-        std::size_t row;
+    /// What is known of an id without a search: its node, and where it stands in a child list.
+    struct Known {
+        ZFileTreeNode* node = nullptr;
+        int64 listedUnder = kUnlisted;
+        std::size_t row = 0; ///< Where it stood last; rows before it may have come and gone.
     };
 
+    /// `listedUnder` of a node that is in no list.
+    static constexpr int64 kUnlisted = std::numeric_limits<int64>::min();
+
     void updateMissing(int64 id, int64 parentId);
-    void removeFromList(int64 id, int64 parentId);
+    void removeFromList(int64 id, Known& known, int64 parentId);
     void renumber(int64 parentId, const std::vector<int64>& list) const;
     const std::vector<int64>* listOf(int64 parentId) const;
 
-    /// Spares the search through a list for an id. Kept beside the lists because rows are asked
-    /// for once per node, in lists of any length.
-    mutable std::unordered_map<int64, Place> places_;
+    /// Kept beside the maps because nodes and rows are asked for once per node, in lists of any
+    /// length.
+    mutable std::unordered_map<int64, Known> known_;
     /// Lists that hold `kRemoved`.
     mutable std::unordered_set<int64> sparseLists_;
 };

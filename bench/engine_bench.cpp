@@ -1,0 +1,148 @@
+#include "bench/NtfsImage.h"
+#include "bench/Ratio.h"
+#include "engine/ZFileStream.h"
+#include "engine/ntfs/ZNtfsVolume.h"
+#include "platform/WideText.h"
+
+#include <benchmark/benchmark.h>
+#include <malloc.h>
+
+#include <memory>
+#include <stdexcept>
+
+namespace kova::bench {
+namespace {
+
+constexpr uint32 kSector = 512;
+constexpr uint32 kChunk = 1U << 20;
+constexpr uint32 kReadWrite = platform::kGenericRead | platform::kGenericWrite;
+constexpr auto kCreateAlways = static_cast<uint32>(platform::Disposition::CreateAlways);
+
+class OpenVolume {
+public:
+    explicit OpenVolume(const NtfsImage& image) : media(kSector), volume(&media) {
+        if (!media.open(image.path().c_str()))
+            throw std::runtime_error("the image cannot be opened");
+        volume.setScanOptions(ScanOptions::today());
+        volume.init();
+    }
+
+    ZCustomMedia media;
+    ZNtfsVolume volume;
+};
+
+void readSequentially(ZCustomMedia& media, uint64 firstByte, uint64 bytes) {
+    std::vector<uint8> buffer(kChunk);
+    media.seek(firstByte / kSector);
+    for (uint64 at = 0; at < bytes; at += kChunk)
+        media.read(buffer.data(), kChunk / kSector);
+    benchmark::DoNotOptimize(buffer.data());
+}
+
+/// A scan of 1,000,000 records, 700,000 of them deleted, against reading the same records.
+void ntfsScan(benchmark::State& state) {
+    constexpr uint32 kRecords = 1'000'000;
+    const auto image = NtfsImage::ofRecords(kRecords, 7, 100);
+    OpenVolume open(image);
+    auto tree = std::make_unique<ZFileTree>();
+    compare(
+        state, 5.0,
+        [&] {
+            readSequentially(open.media, NtfsImage::kMftLcn * uint64{NtfsImage::kClusterBytes},
+                             uint64{kRecords} * NtfsImage::kRecordBytes);
+        },
+        [&] { open.volume.scan(tree.get()); }, 3, [&] { tree = std::make_unique<ZFileTree>(); });
+
+    const auto used = [] { return static_cast<double>(mallinfo2().uordblks + mallinfo2().hblkhd); };
+    const double before = used();
+    open.volume.scan(tree.get());
+    double names = 0;
+    for (const auto& [id, node] : tree->allNodes())
+        names += static_cast<double>(node.name.capacity() + 1) * sizeof(wchar_t);
+    const double perNode = (used() - before - names) / static_cast<double>(tree->allNodes().size());
+    state.counters["nodes"] = static_cast<double>(tree->allNodes().size());
+    state.counters["bytes_per_node"] = perNode;
+    if (perNode > 450)
+        state.SkipWithError("more than 450 bytes a node");
+}
+
+BENCHMARK(ntfsScan)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+/// Extraction of one file to disk against reading and writing its bytes in order.
+void ntfsExtract(benchmark::State& state, bool fragmented, double limit) {
+    constexpr int64 kClusters = 128 * 1024; // 512 MiB
+    const auto image = NtfsImage::ofFile(kClusters, fragmented);
+    OpenVolume open(image);
+    const test::TempDir folder;
+    const auto output = platform::wideFromUtf8((folder / "out").string());
+    constexpr uint64 kBytes = uint64{kClusters} * NtfsImage::kClusterBytes;
+    const auto fresh = [&] {
+        platform::removeFile(output);
+        return std::make_unique<ZFileStream>(output.c_str(), kCreateAlways, kReadWrite);
+    };
+    compare(
+        state, limit,
+        [&] {
+            const auto out = fresh();
+            std::vector<uint8> buffer(kChunk);
+            open.media.seek(1000);
+            for (uint64 at = 0; at < kBytes; at += kChunk) {
+                open.media.read(buffer.data(), kChunk / kSector);
+                out->write(buffer.data(), kChunk);
+            }
+        },
+        [&] {
+            const auto out = fresh();
+            ZFileTreeNode node;
+            node.id = 40;
+            if (!open.volume.extract(node, out.get()) || out->size() != static_cast<int64>(kBytes))
+                state.SkipWithError("extraction failed");
+        });
+}
+
+BENCHMARK_CAPTURE(ntfsExtract, contiguous, false, 1.2)
+    ->UseManualTime()
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(ntfsExtract, single_clusters, true, 2.0)
+    ->UseManualTime()
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
+
+/// Inserting siblings, duplicates among them, and asking for the row of each, as a view does.
+void fillTree(int64 count) {
+    ZFileTree tree;
+    ZFileTreeNode node;
+    node.name = L"name.txt";
+    for (int64 id = 1; id <= count; ++id) {
+        node.id = id;
+        tree.insert(node);
+        if (id % 10 == 0) {
+            node.id = id - 5; // A duplicate takes the place of one inserted before.
+            tree.insert(node);
+        }
+    }
+    int64 sum = 0;
+    for (int64 id = 1; id <= count; ++id)
+        sum += tree.rowOf(id);
+    benchmark::DoNotOptimize(sum);
+}
+
+void siblings(benchmark::State& state) {
+    constexpr int64 kMany = 1'000'000;
+    constexpr int64 kFew = 10'000;
+    compare(
+        state, 2.0,
+        [] {
+            for (int64 i = 0; i < kMany / kFew; ++i)
+                fillTree(kFew);
+        },
+        [] { fillTree(kMany); }, 3);
+}
+
+BENCHMARK(siblings)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+} // namespace
+} // namespace kova::bench
+
+BENCHMARK_MAIN();
