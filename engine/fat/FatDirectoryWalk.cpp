@@ -1,0 +1,189 @@
+#include "engine/fat/FatDirectoryWalk.h"
+
+#include <utility>
+
+namespace kova {
+
+namespace {
+
+/// In `Level::nextCluster`: no cluster has this number, as FAT entries have 28 bits.
+constexpr uint32 kChainEnd = 0xFFFFFFFF;
+
+/// Most bytes of a directory read at once. Few directories are longer, and one that has been
+/// overwritten ends soon, at the first entry that begins with 0.
+constexpr uint32 kReadAheadBytes = 64 * 1024;
+
+constexpr uint32 kRootDirectory = 0;
+
+} // namespace
+
+FatDirectoryWalk::FatDirectoryWalk(ZFatVolume& volume, ZFileTree& tree)
+    : volume_(volume), tree_(tree), read_(volume.table_.clusters()) {}
+
+void FatDirectoryWalk::run() {
+    open(kRootDirectory);
+    while (depth_ > 0) {
+        Level& level = levels_[depth_ - 1];
+        if (walkEntries(level))
+            continue; // A subdirectory has been opened on top.
+        --depth_;
+        if (depth_ > 0)
+            closeSubdirectory(levels_[depth_ - 1]);
+    }
+}
+
+/// Puts a directory on the stack, also one that has nothing to read (any more).
+void FatDirectoryWalk::open(uint32 cluster) {
+    if (depth_ == levels_.size())
+        levels_.emplace_back();
+    Level& level = levels_[depth_++];
+    level.parser.begin(cluster, volume_.scanOptions().unsetDates);
+    level.isDeleted = volume_.table_.isFree(cluster);
+    level.runCount = 0;
+    level.runUsed = 0;
+    level.nextCluster = kChainEnd;
+    level.entries = {};
+
+    if (cluster == kRootDirectory && std::exchange(rootOpened_, true))
+        return;
+    if (level.isDeleted) {
+        // What followed the first cluster went with the chain.
+        if (!isRead(cluster) && cluster <= volume_.geometry_.lastMediaCluster) {
+            level.run.resize(volume_.geometry_.clusterBytes());
+            volume_.readClusters(cluster, 1, level.run.data());
+            level.runFirst = cluster;
+            level.runCount = 1;
+        }
+    } else if (cluster == kRootDirectory) {
+        openRoot(level);
+    } else {
+        level.nextCluster = cluster;
+    }
+}
+
+void FatDirectoryWalk::openRoot(Level& level) {
+    const FatGeometry& geometry = volume_.geometry_;
+    if (geometry.type == FatType::Fat32) {
+        level.nextCluster = geometry.rootCluster;
+        return;
+    }
+    // The fixed region has at most 65535 entries.
+    level.run.resize(static_cast<std::size_t>(geometry.rootSectors) * geometry.bytesPerSector);
+    volume_.readSectors(geometry.rootSector, geometry.rootSectors, geometry.bytesPerSector,
+                        level.run.data());
+    level.entries = level.run;
+}
+
+/// Puts the entries of the directory's next cluster in hand; false when there is none.
+bool FatDirectoryWalk::nextCluster(Level& level) {
+    if (level.runUsed == level.runCount && !readAhead(level))
+        return false;
+    // Read ahead or not, a subdirectory may have been here in the meantime.
+    if (!markRead(level.runFirst + level.runUsed))
+        return false;
+    const std::size_t bytes = volume_.geometry_.clusterBytes();
+    level.entries = std::span<const uint8>(level.run).subspan(level.runUsed * bytes, bytes);
+    ++level.runUsed;
+    return true;
+}
+
+/// Reads the chain as far as it goes on in consecutive clusters; false when it ends.
+bool FatDirectoryWalk::readAhead(Level& level) {
+    const FatGeometry& geometry = volume_.geometry_;
+    const uint32 most = geometry.clustersWithin(kReadAheadBytes);
+    uint32 cluster = level.nextCluster;
+    level.runFirst = cluster;
+    level.runCount = 0;
+    level.runUsed = 0;
+    level.nextCluster = kChainEnd;
+    while (cluster <= geometry.lastMediaCluster && !isRead(cluster)) {
+        const uint32 entry = volume_.table_.entry(cluster);
+        if (!volume_.table_.isInChain(entry))
+            break;
+        ++level.runCount;
+        if (volume_.table_.isEnd(entry))
+            break;
+        if (entry != cluster + 1 || level.runCount == most) {
+            level.nextCluster = entry;
+            break;
+        }
+        cluster = entry;
+    }
+    if (level.runCount == 0)
+        return false;
+    level.run.resize(static_cast<std::size_t>(level.runCount) * geometry.clusterBytes());
+    volume_.readClusters(level.runFirst, level.runCount, level.run.data());
+    return true;
+}
+
+/// Goes through the entries of a directory; true when a subdirectory has been opened instead,
+/// false at the end.
+bool FatDirectoryWalk::walkEntries(Level& level) {
+    while (!level.entries.empty() || nextCluster(level)) {
+        while (!level.entries.empty()) {
+            level.parser.feed(level.entries.data());
+            level.entries = level.entries.subspan(FatDirectoryEntry::kBytes);
+            if (level.parser.endOfDirectory())
+                return false;
+            if (!level.parser.entryComplete())
+                continue;
+            const bool opened = takeEntry(level);
+            level.parser.reset();
+            if (opened)
+                return true;
+        }
+    }
+    return false;
+}
+
+/// The checks that need no name, so that what is dropped anyway costs little.
+bool FatDirectoryWalk::isWorthBuilding(const Level& level) const {
+    const FatDirectoryEntry entry = level.parser.entry();
+    const uint32 cluster = entry.firstCluster();
+    if (cluster > volume_.geometry_.clusterCount || cluster == level.parser.directoryCluster())
+        return false;
+    return entry.isDirectory() || !entry.exists() || level.isDeleted;
+}
+
+/// Stores a file that is to be stored; opens a directory and then returns true.
+bool FatDirectoryWalk::takeEntry(Level& level) {
+    if (!isWorthBuilding(level))
+        return false;
+    level.parser.buildNode(node_);
+    if (node_.name.starts_with(L'.'))
+        return false;
+    const ZFileTreeNode* const stored = tree_.find(node_.id);
+    if (stored != nullptr && stored->creationTime >= node_.creationTime)
+        return false;
+
+    if (node_.isDirectory) {
+        const auto cluster = static_cast<uint32>(node_.id);
+        level.nodesBefore = tree_.allNodes().size();
+        std::swap(level.subdirectory, node_);
+        open(cluster);
+        return true;
+    }
+    node_.exists = false; // A live file in a deleted directory is as lost as a deleted one.
+    tree_.insert(node_);
+    return false;
+}
+
+/// Stores the subdirectory that has been walked, unless it is live and nothing was found below.
+void FatDirectoryWalk::closeSubdirectory(Level& level) {
+    if (!level.subdirectory.exists || tree_.allNodes().size() != level.nodesBefore)
+        tree_.insert(level.subdirectory);
+}
+
+bool FatDirectoryWalk::isRead(uint32 cluster) const {
+    return cluster >= read_.size() || read_[cluster];
+}
+
+/// False when it has been read before.
+bool FatDirectoryWalk::markRead(uint32 cluster) {
+    if (isRead(cluster))
+        return false;
+    read_[cluster] = true;
+    return true;
+}
+
+} // namespace kova

@@ -1,0 +1,150 @@
+#pragma once
+
+#include "engine/LittleEndian.h"
+
+#include <cstddef>
+#include <span>
+#include <string>
+
+namespace kova {
+
+/// Which width a FAT entry has. It follows from the number of clusters alone.
+enum class FatType { Unknown, Fat12, Fat16, Fat32 };
+
+/// What the engine uses of sector 0 (all little-endian, `offset, width` in bytes).
+struct FatBootSector {
+    /// Bytes that have to be there for `decode`.
+    static constexpr std::size_t kBytes = 512;
+
+    uint16 bytesPerSector = 0;   ///< 11, 2
+    uint8 sectorsPerCluster = 0; ///< 13, 1
+    uint16 reservedSectors = 0;  ///< 14, 2: sectors before the first FAT.
+    uint8 fatCount = 0;          ///< 16, 1
+    uint16 rootEntries = 0;      ///< 17, 2: entries of the fixed root directory, 0 on FAT32.
+    uint16 totalSectors16 = 0;   ///< 19, 2: 0 when the number needs 32 bits.
+    uint16 fatSectors16 = 0;     ///< 22, 2: 0 when the number needs 32 bits.
+    uint32 totalSectors32 = 0;   ///< 32, 4
+    uint32 fatSectors32 = 0;     ///< 36, 4: FAT32 only.
+    uint32 rootCluster = 0;      ///< 44, 4: FAT32 only.
+
+    [[nodiscard]] static FatBootSector decode(std::span<const uint8, kBytes> sector) {
+        const uint8* const bytes = sector.data();
+        FatBootSector boot;
+        boot.bytesPerSector = loadLe<uint16>(bytes + 11);
+        boot.sectorsPerCluster = bytes[13];
+        boot.reservedSectors = loadLe<uint16>(bytes + 14);
+        boot.fatCount = bytes[16];
+        boot.rootEntries = loadLe<uint16>(bytes + 17);
+        boot.totalSectors16 = loadLe<uint16>(bytes + 19);
+        boot.fatSectors16 = loadLe<uint16>(bytes + 22);
+        boot.totalSectors32 = loadLe<uint32>(bytes + 32);
+        boot.fatSectors32 = loadLe<uint32>(bytes + 36);
+        boot.rootCluster = loadLe<uint32>(bytes + 44);
+        return boot;
+    }
+
+    [[nodiscard]] uint32 totalSectors() const {
+        return totalSectors16 != 0 ? totalSectors16 : totalSectors32;
+    }
+
+    [[nodiscard]] uint32 fatSectors() const {
+        return fatSectors16 != 0 ? fatSectors16 : fatSectors32;
+    }
+};
+
+/// A view of one 32-byte directory entry (`offset, width` in bytes). It does not own the bytes.
+class FatDirectoryEntry {
+public:
+    static constexpr std::size_t kBytes = 32;
+
+    static constexpr std::size_t kBaseLength = 8;
+    static constexpr std::size_t kExtensionLength = 3;
+    static constexpr std::size_t kNameLength = kBaseLength + kExtensionLength;
+
+    /// First name bytes that mean something else.
+    static constexpr uint8 kEndMark = 0x00;     ///< This entry and all after it are unused.
+    static constexpr uint8 kDeletedMark = 0xE5; ///< Deleted; the name's first byte is lost.
+    static constexpr uint8 kEscapedE5 = 0x05;   ///< A name that begins with the byte 0xE5.
+
+    static constexpr uint8 kDirectory = 0x10;         ///< Attribute bit.
+    static constexpr uint8 kDefinedAttributes = 0x3F; ///< All attribute bits that mean something.
+    static constexpr uint8 kLongName = 0x0F; ///< The attributes that mark a long-name entry.
+
+    static constexpr uint8 kLowerBase = 0x08;      ///< Case bit: show the base in lower case.
+    static constexpr uint8 kLowerExtension = 0x10; ///< Case bit: and the extension.
+
+    /// `bytes` holds `kBytes` bytes and outlives the view.
+    explicit FatDirectoryEntry(const uint8* bytes) : bytes_(bytes) {}
+
+    /// 0, 11: base (8) and extension (3), padded with blanks.
+    [[nodiscard]] std::span<const uint8, kNameLength> name() const {
+        return std::span<const uint8, kNameLength>(bytes_, kNameLength);
+    }
+
+    [[nodiscard]] uint8 firstByte() const { return bytes_[0]; }
+
+    /// 11, 1
+    [[nodiscard]] uint8 attributes() const { return bytes_[11]; }
+
+    /// 12, 1
+    [[nodiscard]] uint8 caseBits() const { return bytes_[12]; }
+
+    /// 14 and 16, 2 each: DOS time and date.
+    [[nodiscard]] uint16 creationTime() const { return loadLe<uint16>(bytes_ + 14); }
+
+    [[nodiscard]] uint16 creationDate() const { return loadLe<uint16>(bytes_ + 16); }
+
+    /// 18, 2
+    [[nodiscard]] uint16 accessDate() const { return loadLe<uint16>(bytes_ + 18); }
+
+    /// 22 and 24, 2 each
+    [[nodiscard]] uint16 writeTime() const { return loadLe<uint16>(bytes_ + 22); }
+
+    [[nodiscard]] uint16 writeDate() const { return loadLe<uint16>(bytes_ + 24); }
+
+    /// 20, 2 (high half) and 26, 2 (low half)
+    [[nodiscard]] uint32 firstCluster() const {
+        return static_cast<uint32>(loadLe<uint16>(bytes_ + 20)) << 16 | loadLe<uint16>(bytes_ + 26);
+    }
+
+    /// 28, 4: length of the data in bytes.
+    [[nodiscard]] uint32 size() const { return loadLe<uint32>(bytes_ + 28); }
+
+    [[nodiscard]] bool isLongName() const {
+        return (attributes() & kDefinedAttributes) == kLongName;
+    }
+
+    [[nodiscard]] bool isDirectory() const { return (attributes() & kDirectory) != 0; }
+
+    [[nodiscard]] bool exists() const {
+        return firstByte() != kDeletedMark && firstByte() != kEndMark;
+    }
+
+private:
+    const uint8* bytes_;
+};
+
+/// A view of a directory entry that holds 13 UTF-16 units of a long name, in three pieces. It
+/// does not own the bytes.
+class FatLongNameEntry {
+public:
+    static constexpr std::size_t kUnits = 13;
+    static constexpr char16_t kPadding = 0xFFFF; ///< Fills what follows the closing 0.
+
+    /// `bytes` holds `FatDirectoryEntry::kBytes` bytes and outlives the view.
+    explicit FatLongNameEntry(const uint8* bytes) : bytes_(bytes) {}
+
+    /// Unit `index` (0 to 12): 1, 10; 14, 12; 28, 4.
+    [[nodiscard]] char16_t unit(std::size_t index) const {
+        static constexpr uint8 kOffsets[kUnits] = {1, 3, 5, 7, 9, 14, 16, 18, 20, 22, 24, 28, 30};
+        return loadLe<char16_t>(bytes_ + kOffsets[index]);
+    }
+
+    /// 26, 2: 0 in every long-name entry.
+    [[nodiscard]] uint16 firstCluster() const { return loadLe<uint16>(bytes_ + 26); }
+
+private:
+    const uint8* bytes_;
+};
+
+} // namespace kova

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "engine/ZVolume.h"
+#include "engine/fat/FatGeometry.h"
+#include "engine/fat/FatTable.h"
+
+namespace kova {
+
+/// A FAT12, FAT16 or FAT32 volume: finds deleted entries, and live ones in deleted directories.
+///
+/// The id of a node is the first cluster of its entry, so of all entries that share one only the
+/// latest is kept, and empty files, which have none, share the root's id 0.
+class ZFatVolume : public ZVolume {
+public:
+    /// `media` is opened, not owned, and outlives the calls made here.
+    explicit ZFatVolume(ZCustomMedia* media) : ZVolume(media) {}
+
+    /// Reads the boot sector and the first FAT, which stays in memory. Throws the `int` 0 when
+    /// the boot sector describes no volume, else true. A volume that claims more than the media
+    /// holds is used as far as the media reaches.
+    bool init() override;
+
+    /// Walks the directory tree. The progress callback cannot stop it, except by throwing: it
+    /// is called once before the walk and then only for the orphans.
+    void scan(ZFileTree* tree) override;
+
+    /// Writes a file's data to `out` at its position, taking it to lie in consecutive clusters
+    /// from its first, and cuts `out` to its earlier size plus what was delivered: less than the
+    /// file's size where the volume or the media ends earlier. Always true; what `out` throws
+    /// passes out.
+    bool extract(const ZFileTreeNode& node, ZStream* out) override;
+
+    [[nodiscard]] const FatGeometry& geometry() const { return geometry_; }
+
+private:
+    friend class FatDirectoryWalk;
+
+    void loadTable();
+
+    /// Reads `count` clusters from `first` on. What the media does not give is zero.
+    void readClusters(uint32 first, uint32 count, uint8* buffer);
+
+    FatGeometry geometry_;
+    FatTable table_;
+};
+
+} // namespace kova

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "engine/ZFileTree.h"
+#include "engine/ZMemoryStream.h"
+#include "engine/ZTreeWalk.h"
+#include "engine/fat/ZFatVolume.h"
+#include "platform/WideText.h"
+#include "tests/support/FatBuilder.h"
+#include "tests/support/TestMedia.h"
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace kova::test {
+
+/// A volume that has been scanned.
+struct FatScan {
+    TestMedia media;
+    ZFatVolume volume{&media};
+    ZFileTree tree;
+
+    explicit FatScan(std::vector<uint8> bytes, const ScanOptions& options = {},
+                     uint32 sectorSize = 512)
+        : media(std::move(bytes), sectorSize) {
+        volume.setScanOptions(options);
+        volume.init();
+        volume.scan(&tree);
+    }
+
+    explicit FatScan(FatBuilder& builder) : FatScan(builder.bytes()) {}
+
+    /// Every node below `parent` in row order, as a path from there. Directories end in "/", what
+    /// exists in " (live)".
+    std::vector<std::string> paths(int64 parent = kNoParent) const {
+        std::vector<std::string> paths;
+        std::vector<std::string> folders = {""};
+        const auto enter = [&](const ZFileTreeNode& node, int depth) {
+            folders.resize(static_cast<std::size_t>(depth) + 1);
+            std::string path = folders.back() + platform::utf8FromWide(node.name);
+            if (node.isDirectory)
+                path += "/";
+            folders.push_back(path);
+            paths.push_back(path + (node.exists ? " (live)" : ""));
+            return true;
+        };
+        ZTreeWalk(tree).below(parent, enter);
+        return paths;
+    }
+
+    /// The one node with this name, whichever folder it is in.
+    const ZFileTreeNode& named(const std::wstring& name) const {
+        for (const auto& [id, node] : tree.allNodes()) {
+            if (node.name == name)
+                return node;
+        }
+        throw std::runtime_error("not found: " + platform::utf8FromWide(name));
+    }
+
+    std::string extract(const ZFileTreeNode& node) {
+        ZMemoryStream out;
+        volume.extract(node, &out);
+        return {out.bytes().begin(), out.bytes().end()};
+    }
+};
+
+} // namespace kova::test
