@@ -27,12 +27,13 @@ public:
     enum class ExistingFile {
         Open,     ///< Write over it from its start, without emptying it first.
         KeepBoth, ///< Leave it alone and write "name (2).ext", or the first number that is free.
-        Replace,  ///< Empty it first. What this run has written itself is kept, as in KeepBoth.
+        Replace,  ///< Put a new file in its place. A folder, what must not be written, and what
+                  ///< this run has written itself are kept, as in KeepBoth.
     };
     Q_ENUM(ExistingFile)
 
     enum class Problem {
-        Unreadable,   ///< The volume does not give the file's data (any more).
+        Unreadable,   ///< The volume does not give the file's data, or not all of it.
         CannotCreate, ///< The output file or folder could not be created.
         CannotWrite,  ///< Writing the output failed.
         OutputFull,   ///< The output drive has no room left.
@@ -50,7 +51,8 @@ public:
     void setKeepTimes(bool keep);
 
     /// Asks for a stop at once, in the middle of a file too, whose output is then removed if this
-    /// run created it. May be called from any thread and from a signal handler.
+    /// run created it, and which does not count as attempted. For good, and before `start` too.
+    /// May be called from any thread and from a signal handler.
     void interrupt() noexcept;
 
 public slots:
@@ -72,9 +74,9 @@ signals:
     /// attempted with it.
     void fileFinished(QString path, bool extracted, uint processedFiles, uint totalFiles);
 
-    /// Comes before the `fileFinished` of a file that was not extracted, and for a folder that
-    /// could not be created, whose content is then left out. `detail` is the system's own words,
-    /// if it had any.
+    /// Comes before the `fileFinished` of a file that was not extracted in full (what was written
+    /// of it stays), and for a folder that could not be created, whose content is then left out.
+    /// `detail` is the system's own words, if it had any.
     void fileFailed(QString path, RecoveryWorker::Problem problem, QString detail);
 
 private:

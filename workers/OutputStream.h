@@ -1,0 +1,39 @@
+#pragma once
+
+#include "engine/ZFileStream.h"
+
+#include <atomic>
+
+/// The output file that a volume extracts into. It ends an extraction that is to stop, and
+/// remembers whether it was the output that failed, which the volume's answer does not tell.
+class OutputStream : public kova::ZFileStream {
+public:
+    /// What a write throws once `interrupted` is set.
+    struct Interrupted {};
+
+    /// No file is open. `interrupted` outlives the stream.
+    explicit OutputStream(const std::atomic<bool>& interrupted);
+
+    kova::uint64 write(const void* buffer, kova::uint32 count) override;
+    kova::uint64 fill(kova::uint8 value, kova::uint32 count) override;
+    void resize(kova::int64 newSize) override;
+
+    /// Whether writing has failed. `file().error()` tells why.
+    [[nodiscard]] bool failed() const { return failed_; }
+
+    /// The end of what was written furthest from the start, in bytes.
+    [[nodiscard]] kova::int64 writtenEnd() const { return writtenEnd_; }
+
+private:
+    /// Does one operation of the base class that writes.
+    template <typename Operation>
+    auto writing(Operation operation);
+
+    /// Calls `piece(offset, size)` for parts of `count` bytes, each short enough to wait for.
+    template <typename Piece>
+    kova::uint64 inPieces(kova::uint32 count, Piece piece);
+
+    const std::atomic<bool>& interrupted_;
+    bool failed_ = false;
+    kova::int64 writtenEnd_ = 0;
+};
