@@ -48,17 +48,16 @@ bool OutputTree::takeNextNumber() {
 }
 
 bool OutputTree::enter() {
-    bool made = false;
-    if (policy_ == ExistingFile::Open) {
+    // A folder in the place of a deleted one is used; a link is not, as it leads elsewhere.
+    auto result = platform::makeDirectory(path_, &errorText_, &error_);
+    while (policy_ != ExistingFile::Open && result == platform::DirectoryResult::Occupied &&
+           takeNextNumber())
+        result = platform::makeDirectory(path_, &errorText_, &error_);
+    bool made = result == platform::DirectoryResult::Created ||
+                result == platform::DirectoryResult::Existed;
+    // Folders above that are missing, and links, are in order if what exists is to be opened.
+    if (!made && policy_ == ExistingFile::Open)
         made = platform::makePath(path_, &errorText_, &error_);
-    } else {
-        // A folder in the place of a deleted one is used; a link is not, as it leads elsewhere.
-        auto result = platform::makeDirectory(path_, &errorText_, &error_);
-        while (result == platform::DirectoryResult::Occupied && takeNextNumber())
-            result = platform::makeDirectory(path_, &errorText_, &error_);
-        made = result == platform::DirectoryResult::Created ||
-               result == platform::DirectoryResult::Existed;
-    }
     if (made)
         folderEnds_.push_back(path_.size());
     return made;

@@ -37,7 +37,8 @@ public:
     /// Opens the chosen path for writing. False when that failed; see `error`.
     bool create(OutputStream& stream);
 
-    /// Removes the file that `create` has opened, if it was created then. The stream is closed.
+    /// Removes the file that `create` has opened, if it was created then, also in the place of
+    /// another one, whose content is gone anyway. The stream has been closed.
     void discard();
 
     /// Why the last `enter` or `create` failed.

@@ -1,0 +1,553 @@
+#include "workers/RecoveryWorker.h"
+
+#include "engine/ZTreeWalk.h"
+#include "model/texts.h"
+#include "tests/support/TempDir.h"
+#include "tests/support/TestMedia.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <QMetaObject>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <sys/mount.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+using kova::int64;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+using testing::UnorderedElementsAre;
+using ExistingFile = RecoveryWorker::ExistingFile;
+using Problem = RecoveryWorker::Problem;
+
+/// Gives each node the data, or the misbehaviour, that the test has set.
+class ScriptedVolume : public kova::ZVolume {
+public:
+    using Extract = std::function<bool(kova::ZStream&)>;
+
+    explicit ScriptedVolume(kova::ZCustomMedia* media = nullptr) : ZVolume(media) {}
+
+    bool init() override { return true; }
+
+    void scan(kova::ZFileTree* /*tree*/) override {}
+
+    bool extract(const kova::ZFileTreeNode& node, kova::ZStream* out) override {
+        return extracts.at(node.id)(*out);
+    }
+
+    std::map<int64, Extract> extracts;
+};
+
+void put(kova::ZStream& out, const std::string& bytes) {
+    out.write(bytes.data(), static_cast<kova::uint32>(bytes.size()));
+}
+
+std::string contentOf(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void write(const fs::path& path, const std::string& content) {
+    std::ofstream(path, std::ios::binary) << content;
+}
+
+const std::string kFolder = "(folder)";
+const std::string kLink = "(link to a folder)";
+
+/// A tree with the root 0, a volume with its files' data, and what the worker has said.
+class RecoveryWorkerTest : public testing::Test {
+protected:
+    RecoveryWorkerTest() {
+        fs::create_directory(out);
+        addFolder(0, kova::kNoParent, L"");
+        QObject::connect(&worker, &RecoveryWorker::statusChanged,
+                         [this](const QString& status) { said.push_back(status.toStdString()); });
+        QObject::connect(&worker, &RecoveryWorker::progressChanged,
+                         [this](double value) { progress.push_back(value); });
+        QObject::connect(&worker, &RecoveryWorker::finished, [this](uint total, uint recovered) {
+            finished.emplace_back(total, recovered);
+        });
+        QObject::connect(&worker, &RecoveryWorker::fileFinished,
+                         [this](const QString& path, bool extracted, uint processed, uint total) {
+                             files.emplace_back(below(path), extracted);
+                             counts.emplace_back(processed, total);
+                         });
+        QObject::connect(&worker, &RecoveryWorker::fileFailed,
+                         [this](const QString& path, Problem problem, const QString& detail) {
+                             failures.emplace_back(below(path), problem);
+                             details.push_back(detail.toStdString());
+                         });
+    }
+
+    void add(int64 id, int64 parentId, std::wstring name, bool isDirectory, int64 size = 0) {
+        kova::ZFileTreeNode node;
+        node.id = id;
+        node.parentId = parentId;
+        node.name = std::move(name);
+        node.isDirectory = isDirectory;
+        node.size = size;
+        tree.insert(node);
+    }
+
+    void addFolder(int64 id, int64 parentId, std::wstring name) {
+        add(id, parentId, std::move(name), true);
+    }
+
+    void addFile(int64 id, int64 parentId, std::wstring name, const std::string& content) {
+        add(id, parentId, std::move(name), false, static_cast<int64>(content.size()));
+        volume.extracts[id] = [content](kova::ZStream& stream) {
+            put(stream, content);
+            return true;
+        };
+    }
+
+    void recover(const QSet<int64>& ids) {
+        worker.init(QString::fromStdString(out.string()), &volume, &tree, ids);
+        worker.start();
+    }
+
+    /// Every path in the output directory with its content.
+    [[nodiscard]] std::map<std::string, std::string> written() const {
+        std::map<std::string, std::string> found;
+        for (const auto& entry : fs::recursive_directory_iterator(out)) {
+            const std::string path = below(QString::fromStdString(entry.path().string()));
+            if (entry.is_directory())
+                found[path] = entry.is_symlink() ? kLink : kFolder;
+            else
+                found[path] = contentOf(entry.path());
+        }
+        return found;
+    }
+
+    [[nodiscard]] std::string below(const QString& path) const {
+        return path.toStdString().substr(out.string().size() + 1);
+    }
+
+    kova::test::TempDir dir;
+    fs::path out = dir / "out";
+    kova::ZFileTree tree;
+    ScriptedVolume volume;
+    RecoveryWorker worker;
+
+    std::vector<std::string> said;
+    std::vector<double> progress;
+    std::vector<std::pair<uint, uint>> finished;
+    std::vector<std::pair<std::string, bool>> files;
+    std::vector<std::pair<uint, uint>> counts;
+    std::vector<std::pair<std::string, Problem>> failures;
+    std::vector<std::string> details;
+};
+
+TEST_F(RecoveryWorkerTest, WritesAFolderWithAllBelowItOnce) {
+    addFolder(1, 0, L"mail");
+    addFolder(2, 1, L"\u00e9t\u00e9 \U0001F600");
+    addFile(3, 2, L"?EPORT.TXT", "report");
+    addFile(4, 1, L"b", std::string("\0\xff", 2));
+    addFile(5, 0, L"empty", "");
+    recover({1, 2, 4, 5, 99});
+    EXPECT_THAT(written(),
+                UnorderedElementsAre(Pair("mail", kFolder),
+                                     Pair("mail/\u00e9t\u00e9 \U0001F600", kFolder),
+                                     Pair("mail/\u00e9t\u00e9 \U0001F600/_EPORT.TXT", "report"),
+                                     Pair("mail/b", std::string("\0\xff", 2)), Pair("empty", "")));
+    EXPECT_THAT(said, ElementsAre("Preparing", "Recovering", "Completed"));
+    EXPECT_THAT(progress, ElementsAre(0.0, 0.0, 1.0, 1.0));
+    EXPECT_THAT(finished, ElementsAre(Pair(3, 3)));
+    EXPECT_THAT(files, ElementsAre(Pair("mail/\u00e9t\u00e9 \U0001F600/_EPORT.TXT", true),
+                                   Pair("mail/b", true), Pair("empty", true)));
+    EXPECT_THAT(counts, ElementsAre(Pair(1, 3), Pair(2, 3), Pair(3, 3)));
+    EXPECT_THAT(failures, IsEmpty());
+}
+
+TEST_F(RecoveryWorkerTest, WritesAnEmptyFolder) {
+    addFolder(1, 0, L"empty");
+    recover({1});
+    EXPECT_THAT(written(), ElementsAre(Pair("empty", kFolder)));
+    EXPECT_THAT(progress, ElementsAre(1.0));
+    EXPECT_THAT(finished, ElementsAre(Pair(0, 0)));
+}
+
+TEST_F(RecoveryWorkerTest, StopsBeforeTheNextFile) {
+    addFile(1, 0, L"a", "1");
+    addFile(3, 0, L"c", "3");
+    addFile(2, 0, L"b", "2");
+    volume.extracts[2] = [this](kova::ZStream& stream) {
+        // As it comes from the thread of the window.
+        QMetaObject::invokeMethod(&worker, &RecoveryWorker::stop, Qt::QueuedConnection);
+        put(stream, "2");
+        return true;
+    };
+    recover({1, 2, 3});
+    EXPECT_THAT(said, ElementsAre("Preparing", "Recovering", "Canceling", "Cancelled"));
+    EXPECT_THAT(finished, ElementsAre(Pair(3, 2)));
+    EXPECT_THAT(progress, ElementsAre(0.0, 0.0));
+    EXPECT_THAT(written(), ElementsAre(Pair("a", "1"), Pair("b", "2")));
+}
+
+TEST_F(RecoveryWorkerTest, OpensWhatExistsWithoutEmptyingIt) {
+    write(out / "old", "a longer text");
+    addFile(1, 0, L"old", "NEW");
+    addFile(2, 0, L"same", "first one");
+    addFile(3, 0, L"same", "SECOND");
+    recover({1, 2, 3});
+    EXPECT_THAT(written(), ElementsAre(Pair("old", "NEWonger text"), Pair("same", "SECONDone")));
+    EXPECT_THAT(finished, ElementsAre(Pair(3, 3)));
+}
+
+TEST_F(RecoveryWorkerTest, CreatesTheOutputFolderOnlyForFoldersWhenOpening) {
+    fs::remove(out);
+    addFile(1, 0, L"file", "lost");
+    addFolder(2, 0, L"folder");
+    recover({1, 2});
+    EXPECT_THAT(failures, ElementsAre(Pair("file", Problem::CannotCreate)));
+    EXPECT_THAT(written(), ElementsAre(Pair("folder", kFolder)));
+}
+
+TEST_F(RecoveryWorkerTest, KeepsBoth) {
+    fs::remove(out);
+    fs::create_directories(out / "photos");
+    fs::create_directory(dir / "elsewhere");
+    fs::create_directory_symlink(dir / "elsewhere", out / "link");
+    write(out / "a.txt", "old");
+    write(out / "a (3).txt", "old too");
+    addFile(1, 0, L"a.txt", "1");
+    addFile(2, 0, L"a.txt", "2");
+    addFile(3, 0, L"a.txt", "3");
+    addFolder(4, 0, L"photos");
+    addFile(5, 4, L"x", "in the folder that was there");
+    addFolder(6, 0, L"link");
+    addFile(7, 6, L"x", "not through the link");
+    // A file and a folder of one name, either way round, and a second such folder.
+    addFile(8, 0, L"foo.d", "8");
+    addFolder(9, 0, L"foo.d");
+    addFile(10, 9, L"x", "10");
+    addFile(11, 0, L"photos", "11");
+    addFolder(12, 0, L"photos");
+    addFile(13, 12, L"x", "13");
+    worker.setExistingFile(ExistingFile::KeepBoth);
+    recover({1, 2, 3, 4, 6, 8, 9, 11, 12});
+    EXPECT_THAT(written(),
+                UnorderedElementsAre(
+                    Pair("a.txt", "old"), Pair("a (3).txt", "old too"), Pair("a (2).txt", "1"),
+                    Pair("a (4).txt", "2"), Pair("a (5).txt", "3"), Pair("photos", kFolder),
+                    Pair("photos/x", "in the folder that was there"), Pair("photos/x (2)", "13"),
+                    Pair("link", kLink), Pair("link (2)", kFolder),
+                    Pair("link (2)/x", "not through the link"), Pair("foo.d", "8"),
+                    Pair("foo.d (2)", kFolder), Pair("foo.d (2)/x", "10"),
+                    Pair("photos (2)", "11")));
+    EXPECT_TRUE(fs::is_empty(dir / "elsewhere"));
+    EXPECT_THAT(failures, IsEmpty());
+    EXPECT_THAT(files[1], Pair("a (4).txt", true)) << "the path that was written is told";
+}
+
+TEST_F(RecoveryWorkerTest, NumbersManyEqualNames) {
+    constexpr int kFiles = 3000;
+    QSet<int64> ids;
+    for (int id = 1; id <= kFiles; ++id) {
+        addFile(id, 0, L"same", std::to_string(id));
+        ids.insert(id);
+    }
+    worker.setExistingFile(ExistingFile::KeepBoth);
+    recover(ids);
+    const auto all = written();
+    EXPECT_EQ(all.size(), kFiles);
+    EXPECT_EQ(all.at("same"), "1");
+    EXPECT_EQ(all.at("same (3000)"), "3000");
+}
+
+TEST_F(RecoveryWorkerTest, ReplacesWhatItHasNotWrittenItself) {
+    write(out / "a", "old and long");
+    write(out / "a (2)", "old");
+    write(dir / "kept", "kept");
+    fs::create_hard_link(dir / "kept", out / "hard");
+    fs::create_symlink(dir / "kept", out / "soft");
+    fs::create_directory(out / "folder");
+    addFile(1, 0, L"a", "1");
+    addFile(2, 0, L"a", "2");
+    addFile(3, 0, L"hard", "3");
+    addFile(4, 0, L"soft", "4");
+    addFile(5, 0, L"folder", "5");
+    worker.setExistingFile(ExistingFile::Replace);
+    recover({1, 2, 3, 4, 5});
+    EXPECT_THAT(written(), UnorderedElementsAre(Pair("a", "1"), Pair("a (2)", "2"),
+                                                Pair("hard", "3"), Pair("soft", "4"),
+                                                Pair("folder", kFolder), Pair("folder (2)", "5")));
+    EXPECT_EQ(contentOf(dir / "kept"), "kept");
+    EXPECT_THAT(failures, IsEmpty());
+}
+
+/// Interrupted between two writes; the one engine lets the stream's exception pass.
+class InterruptedRecovery : public RecoveryWorkerTest,
+                            public testing::WithParamInterface<std::pair<ExistingFile, bool>> {};
+
+TEST_P(InterruptedRecovery, LeavesNoHalfOfAFileBehind) {
+    const auto [policy, throwing] = GetParam();
+    addFile(1, 0, L"1", "whole");
+    addFile(2, 0, L"2", "");
+    addFile(3, 0, L"3", "never begun");
+    volume.extracts[2] = [this, throws = throwing](kova::ZStream& stream) {
+        put(stream, "half");
+        worker.interrupt();
+        if (throws) {
+            stream.fill(0, 1);
+            return true;
+        }
+        try {
+            put(stream, "other half");
+            return true;
+        } catch (...) {
+            return false;
+        }
+    };
+    if (policy == ExistingFile::Replace)
+        write(out / "2", "old");
+    worker.setExistingFile(policy);
+    recover({1, 2, 3});
+    EXPECT_THAT(written(), ElementsAre(Pair("1", "whole")));
+    EXPECT_THAT(said, ElementsAre("Preparing", "Recovering", "Canceling", "Cancelled"));
+    EXPECT_THAT(finished, ElementsAre(Pair(3, 1)));
+    EXPECT_THAT(files, ElementsAre(Pair("1", true)));
+    EXPECT_THAT(failures, IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Policies, InterruptedRecovery,
+                         testing::Values(std::pair(ExistingFile::Open, true),
+                                         std::pair(ExistingFile::KeepBoth, false),
+                                         std::pair(ExistingFile::Replace, true)));
+
+TEST_F(RecoveryWorkerTest, KeepsAnExistingFileThatItWasInterruptedIn) {
+    write(out / "2", "OLD TEXT");
+    add(2, 0, L"2", false, 8);
+    volume.extracts[2] = [this](kova::ZStream& stream) {
+        put(stream, "new");
+        worker.interrupt();
+        put(stream, "never");
+        return true;
+    };
+    recover({2});
+    EXPECT_THAT(written(), ElementsAre(Pair("2", "new TEXT")));
+    EXPECT_THAT(finished, ElementsAre(Pair(1, 0)));
+}
+
+TEST_F(RecoveryWorkerTest, WritesNothingWhenInterruptedBeforeTheStart) {
+    addFile(1, 0, L"1", "never");
+    worker.interrupt();
+    recover({1});
+    EXPECT_THAT(written(), IsEmpty());
+    EXPECT_THAT(finished, ElementsAre(Pair(1, 0)));
+    EXPECT_EQ(said.back(), "Cancelled");
+}
+
+TEST_F(RecoveryWorkerTest, TellsAFullDriveFromOtherFailures) {
+    fs::create_symlink("/dev/full", out / "1");
+    addFile(1, 0, L"1", "no room");
+    addFile(2, 0, L"2", "fine");
+    recover({1, 2});
+    EXPECT_THAT(failures, ElementsAre(Pair("1", Problem::OutputFull)));
+    EXPECT_THAT(details, ElementsAre(testing::Not("")));
+    EXPECT_THAT(files, ElementsAre(Pair("1", false), Pair("2", true)));
+    EXPECT_THAT(finished, ElementsAre(Pair(2, 2))) << "failed files have been attempted, too";
+    EXPECT_EQ(contentOf(out / "2"), "fine");
+}
+
+/// A drive of 256 KiB in the place of a folder.
+class SmallDrive {
+public:
+    explicit SmallDrive(fs::path path)
+        : path_(std::move(path)),
+          mounted_(::mount("tmpfs", path_.c_str(), "tmpfs", 0, "size=256k") == 0) {}
+
+    SmallDrive(const SmallDrive&) = delete;
+    SmallDrive& operator=(const SmallDrive&) = delete;
+
+    ~SmallDrive() {
+        if (mounted_)
+            ::umount2(path_.c_str(), MNT_DETACH);
+    }
+
+    [[nodiscard]] bool mounted() const { return mounted_; }
+
+private:
+    fs::path path_;
+    bool mounted_;
+};
+
+TEST_F(RecoveryWorkerTest, GoesOnWithWhatStillFitsOnAFullDrive) {
+    const SmallDrive drive(out);
+    if (!drive.mounted())
+        GTEST_SKIP() << "no right to mount";
+    addFile(1, 0, L"large", std::string(1 << 20, 'x'));
+    addFolder(2, 0, L"folder");
+    addFile(3, 2, L"larger still", std::string(3 << 20, 'y'));
+    addFile(4, 2, L"empty", "");
+    worker.setExistingFile(ExistingFile::KeepBoth);
+    recover({1, 2});
+    EXPECT_THAT(failures, ElementsAre(Pair("large", Problem::OutputFull),
+                                      Pair("folder/larger still", Problem::OutputFull)));
+    EXPECT_THAT(files, ElementsAre(Pair("large", false), Pair("folder/larger still", false),
+                                   Pair("folder/empty", true)));
+    EXPECT_EQ(written().size(), 4U) << "what could be written of a file stays";
+}
+
+TEST_F(RecoveryWorkerTest, ReportsEachFileWhenTheOutputFolderVanishes) {
+    addFile(1, 0, L"1", "one");
+    addFile(2, 0, L"2", "two");
+    addFolder(3, 0, L"3");
+    addFile(4, 3, L"4", "four");
+    addFile(5, 0, L"5", "five");
+    volume.extracts[1] = [this](kova::ZStream& stream) {
+        fs::remove_all(out);
+        put(stream, "one");
+        return true;
+    };
+    worker.setExistingFile(ExistingFile::KeepBoth);
+    recover({1, 2, 3, 5});
+    EXPECT_THAT(failures,
+                ElementsAre(Pair("2", Problem::CannotCreate), Pair("3", Problem::CannotCreate),
+                            Pair("5", Problem::CannotCreate)));
+    EXPECT_THAT(files, ElementsAre(Pair("1", true), Pair("2", false), Pair("5", false)));
+    EXPECT_THAT(finished, ElementsAre(Pair(4, 3)));
+    EXPECT_FALSE(fs::exists(out));
+}
+
+TEST_F(RecoveryWorkerTest, ReportsWhatTheVolumeDoesNotGive) {
+    addFile(1, 0, L"refused", "");
+    volume.extracts[1] = [](kova::ZStream& stream) {
+        put(stream, "begun");
+        return false;
+    };
+    addFile(2, 0, L"thrown", "");
+    volume.extracts[2] = [](kova::ZStream&) -> bool { throw 0; };
+    add(3, 0, L"short", false, 10);
+    volume.extracts[3] = [](kova::ZStream& stream) {
+        put(stream, "half");
+        return true;
+    };
+    addFile(4, 0, L"whole", "fine");
+    recover({1, 2, 3, 4});
+    EXPECT_THAT(failures, ElementsAre(Pair("refused", Problem::Unreadable),
+                                      Pair("thrown", Problem::Unreadable),
+                                      Pair("short", Problem::Unreadable)));
+    EXPECT_THAT(finished, ElementsAre(Pair(4, 4)));
+    EXPECT_THAT(written(), ElementsAre(Pair("refused", "begun"), Pair("short", "half"),
+                                       Pair("thrown", ""), Pair("whole", "fine")));
+}
+
+TEST_F(RecoveryWorkerTest, ReportsZerosInThePlaceOfBadSectors) {
+    kova::test::TestMedia media(std::vector<kova::uint8>(3 * 512, 'x'));
+    media.failSector(1);
+    ScriptedVolume damaged(&media);
+    for (const int64 id : {1, 2, 3}) {
+        add(id, 0, std::to_wstring(id), false, 512);
+        damaged.extracts[id] = [&media, id](kova::ZStream& stream) {
+            std::string sector(512, '-');
+            media.seek(static_cast<kova::uint64>(id - 1));
+            media.read(sector.data(), 1);
+            put(stream, sector);
+            return true;
+        };
+    }
+    worker.init(QString::fromStdString(out.string()), &damaged, &tree, {1, 2, 3});
+    worker.start();
+    EXPECT_THAT(files, ElementsAre(Pair("1", true), Pair("2", false), Pair("3", true)));
+    EXPECT_THAT(failures, ElementsAre(Pair("2", Problem::Unreadable)));
+}
+
+TEST_F(RecoveryWorkerTest, KeepsTimes) {
+    addFile(1, 0, L"dated", "x");
+    addFile(2, 0, L"undated", "x");
+    tree.node(1).modificationTime = 116444736000000000 + 1'000'000'000LL * 10'000'000;
+    worker.setKeepTimes(true);
+    recover({1, 2});
+    const auto secondsOf = [this](const char* name) {
+        const auto time = fs::file_time_type::clock::to_sys(fs::last_write_time(out / name));
+        return std::chrono::floor<std::chrono::seconds>(time).time_since_epoch().count();
+    };
+    EXPECT_EQ(secondsOf("dated"), 1'000'000'000);
+    EXPECT_GT(secondsOf("undated"), 1'600'000'000);
+}
+
+TEST_F(RecoveryWorkerTest, NoNameLeadsOutOfTheOutputFolder) {
+    write(dir / "target", "untouched");
+    addFile(1, 0, L"../target", "1");
+    addFile(2, 0, (dir / "target").wstring(), "2");
+    addFolder(3, 0, L"..");
+    addFile(4, 3, std::wstring(L"a\0b", 3), "4");
+    addFolder(5, 3, L"");
+    addFile(6, 5, L"target", "6");
+    addFile(7, 0, std::wstring(300, L'n') + L".txt", "7");
+    worker.setExistingFile(ExistingFile::Replace);
+    recover({1, 2, 3, 7});
+    EXPECT_EQ(contentOf(dir / "target"), "untouched");
+    EXPECT_THAT(failures, IsEmpty());
+    const auto all = written();
+    EXPECT_EQ(all.at(".._target"), "1");
+    EXPECT_EQ(all.at("__/a_b"), "4");
+    EXPECT_EQ(all.at("__/_/target"), "6");
+    EXPECT_EQ(all.at(std::string(251, 'n') + ".txt"), "7");
+    EXPECT_EQ(all.size(), 7U);
+}
+
+TEST_F(RecoveryWorkerTest, WritesTheContentOfTheRootIntoTheOutputFolder) {
+    addFolder(1, 0, L"folder");
+    addFile(2, 1, L"a", "2");
+    addFile(3, 0, L"b", "3");
+    recover({0, 1, 3});
+    EXPECT_THAT(written(),
+                ElementsAre(Pair("b", "3"), Pair("folder", kFolder), Pair("folder/a", "2")));
+    EXPECT_THAT(finished, ElementsAre(Pair(2, 2)));
+}
+
+TEST_F(RecoveryWorkerTest, TakesAFileWithTheIdOfTheRootAsAFile) {
+    addFolder(1, 0, L"folder");
+    addFile(2, 0, L"b", "2");
+    tree.node(0).creationTime = -1;
+    addFile(0, 1, L"empty", "");
+    recover({1, 2});
+    EXPECT_THAT(written(),
+                ElementsAre(Pair("b", "2"), Pair("folder", kFolder), Pair("folder/empty", "")));
+    EXPECT_THAT(finished, ElementsAre(Pair(2, 2)));
+}
+
+TEST_F(RecoveryWorkerTest, WritesEachNodeOfACircleOnce) {
+    addFolder(1, 3, L"one");
+    addFolder(2, 1, L"two");
+    addFolder(3, 2, L"three");
+    addFile(4, 3, L"x", "4");
+    addFile(5, 4, L"below a file", "5");
+    recover({1, 2, 3, 4, 5});
+    EXPECT_THAT(written(),
+                UnorderedElementsAre(Pair("one", kFolder), Pair("one/two", kFolder),
+                                     Pair("one/two/three", kFolder), Pair("one/two/three/x", "4"),
+                                     Pair("below a file", "5")));
+    EXPECT_THAT(finished, ElementsAre(Pair(2, 2)));
+}
+
+TEST_F(RecoveryWorkerTest, LosesNothingInEndlessDepth) {
+    constexpr int64 kDepth = 20 * kova::ZTreeWalk::kDeepest;
+    for (int64 id = 1; id <= kDepth; ++id)
+        addFolder(id, id - 1, std::to_wstring(id % 10));
+    addFile(kDepth + 1, kDepth, L"bottom", "reached");
+    addFile(kDepth + 2, 600, L"midway", "reached");
+    recover({1});
+    EXPECT_THAT(failures, IsEmpty());
+    EXPECT_THAT(finished, ElementsAre(Pair(2, 2)));
+    ASSERT_EQ(files.size(), 2U);
+    for (const auto& [path, extracted] : files)
+        EXPECT_EQ(contentOf(out / path), "reached") << path;
+}
+
+} // namespace
