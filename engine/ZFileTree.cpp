@@ -38,7 +38,7 @@ void ZFileTree::insert(const ZFileTreeNode& node, int position) {
             }
             list.insert(list.begin() + static_cast<std::ptrdiff_t>(row), node.id);
             known.listedUnder = node.parentId;
-            known.row = row;
+            known.row = static_cast<uint32>(row);
         }
     }
     updateMissing(node.id, node.parentId);
@@ -59,7 +59,7 @@ void ZFileTree::moveChildren(int64 fromId, int64 toId) {
         known.listedUnder = list == nullptr ? kUnlisted : toId;
         if (list == nullptr)
             continue;
-        known.row = list->size();
+        known.row = static_cast<uint32>(list->size());
         list->push_back(id);
     }
     updateMissing(fromId, toId);
@@ -71,8 +71,8 @@ bool ZFileTree::getMissingParents(std::set<int64>& out) const {
 }
 
 const ZFileTreeNode* ZFileTree::find(int64 id) const {
-    const auto found = known_.find(id);
-    return found == known_.end() ? nullptr : found->second.node;
+    const Known* known = known_.find(id);
+    return known == nullptr ? nullptr : known->node;
 }
 
 ZFileTreeNode& ZFileTree::node(int64 id) {
@@ -128,7 +128,7 @@ void ZFileTree::renumber(int64 parentId, const std::vector<int64>& list) const {
     for (std::size_t row = 0; row < list.size(); ++row) {
         Known& known = known_[list[row]];
         known.listedUnder = parentId;
-        known.row = row;
+        known.row = static_cast<uint32>(row);
     }
 }
 

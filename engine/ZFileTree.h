@@ -1,12 +1,12 @@
 #pragma once
 
+#include "engine/IdTable.h"
 #include "engine/ZFileTreeNode.h"
 
 #include <functional>
 #include <limits>
 #include <map>
 #include <set>
-#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -79,7 +79,7 @@ private:
     struct Known {
         ZFileTreeNode* node = nullptr;
         int64 listedUnder = kUnlisted;
-        std::size_t row = 0; ///< Where it stood last; rows before it may have come and gone.
+        uint32 row = 0; ///< Where it stood last; rows before it may have come and gone.
     };
 
     /// `listedUnder` of a node that is in no list.
@@ -92,7 +92,7 @@ private:
 
     /// Kept beside the maps because nodes and rows are asked for once per node, in lists of any
     /// length.
-    mutable std::unordered_map<int64, Known> known_;
+    mutable IdTable<Known> known_;
     /// Lists that hold `kRemoved`.
     mutable std::unordered_set<int64> sparseLists_;
 };
