@@ -5,6 +5,8 @@
 #include "platform/System.h"
 
 #include <array>
+#include <map>
+#include <mutex>
 
 namespace platform {
 
@@ -22,6 +24,34 @@ std::optional<VolumeFormat> identifyIn(File& image, std::uint64_t offset) {
     if (got != static_cast<std::int64_t>(bytes.size()))
         return std::nullopt;
     return identifyVolume(bytes);
+}
+
+/// Keeps every attached image open: some file systems, FAT among them, give a file another
+/// identity each time it is opened anew.
+class OpenImages {
+public:
+    void keep(const FileIdentity& identity, File file) {
+        const std::scoped_lock lock(mutex_);
+        files_.insert_or_assign(identity, std::move(file));
+    }
+
+    void letGo(const FileIdentity& identity) {
+        const std::scoped_lock lock(mutex_);
+        files_.erase(identity);
+    }
+
+private:
+    std::mutex mutex_;
+    std::map<FileIdentity, File> files_;
+};
+
+OpenImages& openImages() {
+    static OpenImages images;
+    return images;
+}
+
+bool openToRead(File& file, const std::wstring& path) {
+    return file.open(path, static_cast<std::uint32_t>(Disposition::OpenExisting), kGenericRead);
 }
 
 bool isScannable(const VolumeFormat& format) {
@@ -73,10 +103,7 @@ AttachResult attachImage(const std::wstring& path) {
     VolumeSource source;
     source.isImage = true;
     source.path = absolutePath(path);
-    const auto size =
-        image.open(path, static_cast<std::uint32_t>(Disposition::OpenExisting), kGenericRead)
-            ? image.size()
-            : -1;
+    const std::int64_t size = openToRead(image, path) ? image.size() : -1;
     if (size < 0 || !image.identity(source.identity)) {
         if (image.error() == Error::NotFound)
             return failure(L"There is no such file.");
@@ -97,6 +124,7 @@ AttachResult attachImage(const std::wstring& path) {
         partitions.push_back({0, 0, static_cast<std::uint64_t>(size)});
     }
 
+    openImages().keep(source.identity, std::move(image));
     AttachResult result;
     for (const Partition& partition : partitions) {
         source.offset = partition.offset;
@@ -116,10 +144,12 @@ AttachResult attachImage(const std::wstring& path) {
 std::optional<Drive> describeImage(char letter, const VolumeSource& source) {
     File image;
     FileIdentity identity;
-    if (!image.open(source.path, static_cast<std::uint32_t>(Disposition::OpenExisting),
-                    kGenericRead) ||
-        !image.identity(identity) || identity != source.identity)
+    if (!openToRead(image, source.path) || !image.identity(identity) ||
+        identity != source.identity) {
+        if (isImageGone(source))
+            openImages().letGo(source.identity); // so that its room on the drive becomes free
         return std::nullopt;
+    }
     const VolumeFormat format = identifyIn(image, source.offset).value_or(VolumeFormat{});
     Drive drive;
     drive.letter = letter;
@@ -142,8 +172,7 @@ std::optional<Drive> describeImage(char letter, const VolumeSource& source) {
 bool isImageGone(const VolumeSource& source) {
     File image;
     FileIdentity identity;
-    if (!image.open(source.path, static_cast<std::uint32_t>(Disposition::OpenExisting),
-                    kGenericRead))
+    if (!openToRead(image, source.path))
         return image.error() == Error::NotFound;
     return image.identity(identity) && identity != source.identity;
 }

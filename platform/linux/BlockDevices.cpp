@@ -247,7 +247,7 @@ std::optional<BlockDevice> BlockDevices::describe(const Path& folder) const {
     device.sizeBytes = numberOf<std::uint64_t>(folder / "size") * kSysfsSectorBytes;
     device.sectorSize = numberOf<std::uint32_t>(disk / "queue/logical_block_size");
     device.diskSequence = numberOf<std::uint64_t>(disk / "diskseq");
-    device.writes = writeRequests(folder);
+    device.writes = writeRequests(disk);
     return device;
 }
 

@@ -21,7 +21,7 @@ struct BlockDevice {
     std::uint64_t sizeBytes = 0;       ///< 0 without a medium.
     std::uint32_t sectorSize = 0;      ///< Of the device, in bytes; 0 when unknown.
     std::uint64_t diskSequence = 0;    ///< Counts the media of all disks; 0 on kernels before 5.15.
-    std::uint64_t writes = 0;          ///< Requests written so far, by anybody.
+    std::uint64_t writes = 0;          ///< Requests written so far to its disk, by anybody.
 };
 
 /// What udev found on a device when it appeared or was last written.

@@ -54,6 +54,10 @@ bool Device::State::open(const std::string& path) {
         file = Descriptor();
         return false;
     }
+    // Mounted file systems may have changed the device behind the back of what the system
+    // remembers of an earlier scan.
+    if (S_ISBLK(status.st_mode))
+        ::posix_fadvise(file.get(), 0, 0, POSIX_FADV_DONTNEED);
     length = static_cast<std::uint64_t>(size);
     presence = deviceIdentity(S_ISBLK(status.st_mode) ? status.st_rdev : status.st_dev);
     return true;

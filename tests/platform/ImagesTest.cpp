@@ -1,0 +1,245 @@
+#include "platform/BootSector.h"
+#include "platform/Device.h"
+#include "platform/Drives.h"
+#include "tests/platform/Tools.h"
+#include "tests/support/TempDir.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace platform::test {
+namespace {
+
+constexpr std::uint64_t kMiB = 1024 * 1024;
+
+std::wstring devicePath(char letter) {
+    return L"\\\\.\\" + std::wstring(1, static_cast<wchar_t>(letter)) + L":";
+}
+
+std::string readThrough(Device& device, std::uint64_t position, std::size_t count) {
+    std::string bytes(count, '\0');
+    const std::int64_t got = device.readAt(position, bytes.data(), count);
+    bytes.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
+    return bytes;
+}
+
+class ImagesTest : public testing::Test {
+protected:
+    AttachResult attach(const std::string& name) const { return attachImage(wide(dir_ / name)); }
+
+    /// A disk of 64 MiB partitioned by sfdisk's `script`.
+    void partition(const std::string& name, const std::string& script) const {
+        makeFile(dir_ / name, 64 * kMiB);
+        run("printf '" + script + "' | sfdisk -q '" + (dir_ / name).string() + "'");
+    }
+
+    kova::test::TempDir dir_;
+};
+
+struct VolumeCase {
+    const char* name;
+    const char* command; ///< Formats the file whose path is put behind it.
+    std::uint64_t mebibytes;
+    const char* fileSystem;
+    std::uint32_t sectorSize;
+    const wchar_t* label;
+};
+
+TEST_F(ImagesTest, VolumesWithoutATableAreTheirOwnDrive) {
+    const VolumeCase cases[] = {
+        {"ntfs", "mkntfs -q -F -Q -L 'Meine Dateien'", 8, "NTFS", 512, L"Meine Dateien"},
+        {"ntfs4k", "mkntfs -q -F -Q -s 4096 -L '\xE6\x96\x87'", 8, "NTFS", 4096, L"\u6587"},
+        {"fat12", "mkfs.fat -F 12 -n FLOPPY", 2, "FAT", 512, L"FLOPPY"},
+        {"fat16", "mkfs.fat -F 16 -n CARD", 16, "FAT", 512, L"CARD"},
+        {"fat32", "mkfs.fat -F 32 -n 'MY STICK'", 40, "FAT32", 512, L"MY STICK"},
+        {"fat32-4k", "mkfs.fat -F 32 -S 4096", 300, "FAT32", 4096, L"fat32-4k"},
+        {"exfat", "mkfs.exfat -L Photos", 8, "exFAT", 512, L"Photos"},
+        {"unlabelled", "mkntfs -q -F -Q", 8, "NTFS", 512, L"unlabelled"},
+        {"ext4", "mkfs.ext4 -q -F", 8, "", 512, L"ext4"},
+        {"nothing", "true", 1, "", 512, L"nothing"},
+    };
+    for (const VolumeCase& c : cases) {
+        SCOPED_TRACE(c.name);
+        makeFile(dir_ / c.name, c.mebibytes * kMiB);
+        run(std::string(c.command) + " '" + (dir_ / c.name).string() + "'");
+        const AttachResult result = attach(c.name);
+        EXPECT_EQ(result.error, L"");
+        ASSERT_EQ(result.drives.size(), 1U);
+        const Drive& drive = result.drives[0];
+        EXPECT_EQ(drive.fileSystem, c.fileSystem);
+        EXPECT_EQ(drive.sectorSize, c.sectorSize);
+        EXPECT_EQ(drive.volumeName, c.label);
+        EXPECT_EQ(drive.sizeBytes, c.mebibytes * kMiB);
+        EXPECT_TRUE(drive.isImage);
+        EXPECT_EQ(drive.partition, 0);
+        EXPECT_EQ(fileSystemName(drive.letter), c.fileSystem);
+        Device device;
+        ASSERT_TRUE(device.open(devicePath(drive.letter)));
+        EXPECT_EQ(readThrough(device, 0, 1024), contentOf(dir_ / c.name).substr(0, 1024));
+    }
+}
+
+TEST_F(ImagesTest, EveryPartitionWithNtfsOrFatIsADriveWhateverItsTypeSays) {
+    makeNtfs(dir_ / "ntfs", 8 * kMiB, "-L first");
+    makeFat(dir_ / "fat", 6 * kMiB, "-n LAST");
+    makeFile(dir_ / "exfat", 4 * kMiB);
+    run("mkfs.exfat '" + (dir_ / "exfat").string() + "'");
+    partition("disk", "label: dos\\n1:start=1M,size=8M,type=83\\n2:start=10M,size=4M,type=7\\n"
+                      "3:start=20M,size=30M,type=5\\n5:start=21M,size=6M,type=7\\n");
+    copyInto(dir_ / "disk", 1 * kMiB, dir_ / "ntfs");
+    copyInto(dir_ / "disk", 10 * kMiB, dir_ / "exfat");
+    copyInto(dir_ / "disk", 21 * kMiB, dir_ / "fat");
+    const AttachResult result = attach("disk");
+    ASSERT_EQ(result.drives.size(), 2U) << testing::PrintToString(result.error);
+    EXPECT_EQ(result.drives[0].partition, 1);
+    EXPECT_EQ(result.drives[0].volumeName, L"first");
+    EXPECT_EQ(result.drives[1].partition, 5);
+    EXPECT_EQ(result.drives[1].volumeName, L"LAST");
+    EXPECT_EQ(result.drives[1].fileSystem, "FAT");
+    EXPECT_EQ(result.drives[1].sizeBytes, 6 * kMiB);
+
+    // A partition is read from its start to its end and no further.
+    Device device;
+    ASSERT_TRUE(device.open(devicePath(result.drives[1].letter)));
+    EXPECT_EQ(device.size(), 6 * kMiB);
+    EXPECT_TRUE(device.isPresent());
+    EXPECT_EQ(readThrough(device, 0, 4096), contentOf(dir_ / "fat").substr(0, 4096));
+    EXPECT_EQ(readThrough(device, 6 * kMiB - 10, 4096).size(), 10U);
+    EXPECT_EQ(readThrough(device, 6 * kMiB, 1).size(), 0U);
+    EXPECT_EQ(device.readAt(~std::uint64_t{0}, nullptr, 1), 0);
+    EXPECT_TRUE(device.close());
+    EXPECT_FALSE(device.isOpen());
+    EXPECT_EQ(device.readAt(0, nullptr, 1), -1);
+}
+
+TEST_F(ImagesTest, DisksWithSectorsOf4096BytesAreUnderstood) {
+    makeNtfs(dir_ / "ntfs", 8 * kMiB, "-s 4096");
+    for (const std::string label : {"o", "g"}) { // fdisk's commands for a new MBR and a new GPT
+        SCOPED_TRACE(label);
+        makeFile(dir_ / label, 64 * kMiB);
+        run("printf '" + label + "\\nn\\n" + (label == "o" ? "p\\n" : "") +
+            "1\\n512\\n+2047\\nw\\n' | fdisk -b 4096 '" + (dir_ / label).string() + "'");
+        copyInto(dir_ / label, 2 * kMiB, dir_ / "ntfs");
+        const AttachResult result = attach(label);
+        ASSERT_EQ(result.drives.size(), 1U);
+        EXPECT_EQ(result.drives[0].sectorSize, 4096U);
+        EXPECT_EQ(result.drives[0].sizeBytes, 8 * kMiB);
+        EXPECT_EQ(result.drives[0].partition, 1);
+        EXPECT_EQ(result.drives[0].volumeName, wide(label + " 1"));
+    }
+}
+
+TEST_F(ImagesTest, ABootSectorIsNotTakenForATableNorATableForABootSector) {
+    // A disk that was formatted as one volume and then partitioned, by a tool that leaves the
+    // first bytes alone.
+    makeFat(dir_ / "fat", 8 * kMiB, "-n INSIDE");
+    makeFat(dir_ / "disk", 64 * kMiB, "-F 32 -n OUTSIDE");
+    EXPECT_EQ(attach("disk").drives.at(0).volumeName, L"OUTSIDE");
+    overwrite(dir_ / "disk", 446, {0x80, 0, 0, 0, 0x0C, 0, 0, 0, 0x00, 0x80, 0, 0, 0, 0x40, 0, 0});
+    EXPECT_EQ(attach("disk").drives.at(0).volumeName, L"OUTSIDE"); // nothing where it points
+    copyInto(dir_ / "disk", 16 * kMiB, dir_ / "fat");
+    const AttachResult result = attach("disk");
+    ASSERT_EQ(result.drives.size(), 1U);
+    EXPECT_EQ(result.drives[0].volumeName, L"INSIDE");
+    EXPECT_EQ(result.drives[0].partition, 1);
+}
+
+TEST_F(ImagesTest, ADamagedVolumeIsStillRecognised) {
+    makeNtfs(dir_ / "ntfs", 8 * kMiB);
+    overwrite(dir_ / "ntfs", 16384, std::vector<std::uint8_t>(4096, 0xEE)); // the MFT's start
+    overwrite(dir_ / "ntfs", 510, {0, 0});
+    EXPECT_EQ(attach("ntfs").drives.at(0).fileSystem, "NTFS");
+    overwrite(dir_ / "ntfs", 11, {0xFF, 0xFF}); // bytes per sector
+    EXPECT_EQ(attach("ntfs").drives.at(0).fileSystem, "NTFS");
+    EXPECT_EQ(attach("ntfs").drives.at(0).sectorSize, 512U);
+
+    makeFat(dir_ / "fat", 8 * kMiB);
+    overwrite(dir_ / "fat", 512, std::vector<std::uint8_t>(16384, 0xEE));
+    overwrite(dir_ / "fat", 510, {0, 0});
+    EXPECT_EQ(attach("fat").drives.at(0).fileSystem, "FAT");
+    overwrite(dir_ / "fat", 13, {3}); // sectors per cluster
+    EXPECT_EQ(attach("fat").drives.at(0).fileSystem, "");
+}
+
+TEST_F(ImagesTest, TheSameFileHasTheSameLetterByAnyPath) {
+    makeNtfs(dir_ / "ntfs", 8 * kMiB);
+    std::filesystem::create_symlink(dir_ / "ntfs", dir_ / "link");
+    const char letter = attach("ntfs").drives.at(0).letter;
+    EXPECT_EQ(attach("link").drives.at(0).letter, letter);
+    EXPECT_EQ(attach("./ntfs").drives.at(0).letter, letter);
+    EXPECT_TRUE(isImageFile(wide(dir_ / "link"), letter));
+    makeFile(dir_ / "other", kMiB);
+    EXPECT_NE(attach("other").drives.at(0).letter, letter);
+    EXPECT_FALSE(isImageFile(wide(dir_ / "other"), letter));
+    EXPECT_FALSE(isImageFile(wide(dir_ / "missing"), letter));
+    EXPECT_FALSE(isImageFile(wide(dir_.path()), letter));
+
+    const auto hasLetter = [](char wanted) {
+        const std::vector<Drive> drives = listDrives();
+        return std::any_of(drives.begin(), drives.end(),
+                           [wanted](const Drive& drive) { return drive.letter == wanted; });
+    };
+    EXPECT_TRUE(hasLetter(letter));
+    EXPECT_EQ(findDrive(letter)->device, std::filesystem::canonical(dir_ / "ntfs").wstring());
+
+    // Another file in the place of an attached one is not read for it.
+    std::filesystem::rename(dir_ / "other", dir_ / "ntfs");
+    EXPECT_FALSE(hasLetter(letter));
+    EXPECT_FALSE(findDrive(letter));
+    Device device;
+    EXPECT_FALSE(device.open(devicePath(letter)));
+    EXPECT_EQ(device.error(), Error::DeviceGone);
+    std::filesystem::remove(dir_ / "ntfs");
+    EXPECT_FALSE(findDrive(letter));
+    EXPECT_FALSE(device.open(devicePath(letter)));
+}
+
+TEST_F(ImagesTest, WhatCannotBeAttachedIsSaidInWords) {
+    makeFile(dir_ / "empty", 0);
+    partition("ext4 only", "label: dos\\n1M,8M,83\\n");
+    EXPECT_EQ(attach("empty").error, L"The image is empty.");
+    EXPECT_EQ(attach("missing").error, L"There is no such file.");
+    EXPECT_EQ(attach(".").error, L"This is a folder, not a disk image.");
+    EXPECT_EQ(attach("ext4 only").error,
+              L"None of the partitions in this image holds NTFS or FAT.");
+    for (const char* const name : {"empty", "missing", ".", "ext4 only"}) {
+        EXPECT_TRUE(attach(name).drives.empty());
+        EXPECT_FALSE(attach(name).accessDenied);
+    }
+}
+
+TEST_F(ImagesTest, ADeviceOpensAnyPathItselfAndNeverForWriting) {
+    makeFile(dir_ / "image", 0);
+    std::ofstream(dir_ / "image") << "volume";
+    Device device;
+    EXPECT_FALSE(device.isOpen());
+    EXPECT_FALSE(device.isPresent());
+    ASSERT_TRUE(device.open(wide(dir_ / "image")));
+    EXPECT_EQ(device.size(), 6U);
+    EXPECT_EQ(readThrough(device, 2, 100), "lume");
+    Device moved(std::move(device));
+    EXPECT_EQ(readThrough(moved, 0, 3), "vol");
+    EXPECT_FALSE(moved.open(wide(dir_ / "missing")));
+    EXPECT_EQ(moved.error(), Error::NotFound);
+    EXPECT_FALSE(moved.errorText().empty());
+    EXPECT_FALSE(moved.isOpen());
+    EXPECT_FALSE(moved.open(wide(dir_.path())));
+    EXPECT_FALSE(moved.open(L""));
+}
+
+TEST(BootSector, WhatIsNotWholeOrNotSaneIsNothing) {
+    EXPECT_FALSE(identifyVolume({}));
+    std::vector<std::uint8_t> sector(kBootSectorBytes, 0);
+    EXPECT_FALSE(identifyVolume(sector));
+    sector.assign(kBootSectorBytes, 0xFF);
+    EXPECT_FALSE(identifyVolume(sector));
+    const std::string id = "NTFS    ";
+    std::copy(id.begin(), id.end(), sector.begin() + 3);
+    ASSERT_TRUE(identifyVolume(sector));
+    EXPECT_EQ(identifyVolume(sector)->sectorSize, 0U);
+    sector.pop_back();
+    EXPECT_FALSE(identifyVolume(sector));
+}
+
+} // namespace
+} // namespace platform::test
