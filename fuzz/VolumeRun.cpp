@@ -1,0 +1,111 @@
+#include "fuzz/VolumeRun.h"
+
+#include "engine/ZMemoryStream.h"
+#include "engine/ZTreeWalk.h"
+#include "engine/fat/ZFatVolume.h"
+#include "engine/ntfs/ZNtfsVolume.h"
+#include "tests/support/TestMedia.h"
+
+#include <cstdlib>
+
+namespace kova::fuzz {
+
+namespace {
+
+/// Larger files are not previewed, so they are not extracted into memory.
+constexpr int64 kLargestPreview = 20 * 1024 * 1024;
+/// Enough to reach every path of the extraction; all of them would take the time from the rest.
+constexpr int kMostExtractions = 200;
+/// A file's holes need not lie on the volume; the streams that people preview into are bounded
+/// by the file's size, this one by itself.
+constexpr int64 kLargestStream = 64 * 1024 * 1024;
+
+class BoundedStream : public ZMemoryStream {
+public:
+    uint64 write(const void* buffer, uint32 count) override {
+        check(count);
+        return ZMemoryStream::write(buffer, count);
+    }
+
+    uint64 fill(uint8 value, uint32 count) override {
+        check(count);
+        return ZMemoryStream::fill(value, count);
+    }
+
+private:
+    void check(uint32 count) {
+        if (size() + count > kLargestStream)
+            fail();
+    }
+};
+
+void check(bool holds) {
+    if (!holds)
+        std::abort();
+}
+
+void extractAll(ZVolume& volume, const ZFileTree& tree) {
+    int left = kMostExtractions;
+    for (const auto& [id, node] : tree.allNodes()) {
+        if (node.isDirectory || node.size > kLargestPreview || left-- == 0)
+            continue;
+        BoundedStream out;
+        try {
+            volume.extract(node, &out);
+        } catch (int) {
+            // What the stream refuses passes out of an extraction from FAT.
+        }
+    }
+}
+
+void walkAll(ZFileTree& tree) {
+    std::size_t visited = 0;
+    const auto enter = [&](const ZFileTreeNode& node, int depth) {
+        check(depth <= ZTreeWalk::kDeepest);
+        check(node.id == tree.rootId || node.id == node.parentId || tree.rowOf(node.id) >= 0);
+        ++visited;
+        return true;
+    };
+    ZTreeWalk walk(tree);
+    walk.below(kNoParent, enter);
+    walk.below(kLostFolder, enter, {}, 1);
+    for (auto strays = walk.strays(); !strays.empty(); strays = walk.strays()) {
+        for (const ZFileTreeNode* stray : strays)
+            walk.from(*stray, enter, {}, 1);
+    }
+    const bool rootIsListed = tree.find(tree.rootId) != nullptr && tree.rowOf(tree.rootId) >= 0;
+    check(visited + 1 >= tree.allNodes().size() || rootIsListed);
+}
+
+template <typename Volume>
+void run(std::span<const uint8> image) {
+    test::TestMedia media({image.begin(), image.end()});
+    for (const ScanOptions options : {ScanOptions{}, ScanOptions::today()}) {
+        media.seek(0);
+        Volume volume(&media);
+        volume.setScanOptions(options);
+        try {
+            volume.init();
+        } catch (...) {
+            continue;
+        }
+        ZFileTree tree;
+        volume.scan(&tree);
+        std::set<int64> missing;
+        check(!tree.getMissingParents(missing));
+        walkAll(tree);
+        extractAll(volume, tree);
+    }
+}
+
+} // namespace
+
+void runNtfs(std::span<const uint8> image) {
+    run<ZNtfsVolume>(image);
+}
+
+void runFat(std::span<const uint8> image) {
+    run<ZFatVolume>(image);
+}
+
+} // namespace kova::fuzz

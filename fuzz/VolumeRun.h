@@ -1,0 +1,16 @@
+#pragma once
+
+#include "engine/ZVolume.h"
+
+#include <span>
+
+namespace kova::fuzz {
+
+/// Takes a volume through all that the programs do with one: init, scan, a walk over what was
+/// found, and the extraction of every file into memory, up to the size that previews go to.
+/// Whatever the bytes are, this ends, throws nothing and stays small. Aborts when the scanned
+/// tree contradicts itself.
+void runNtfs(std::span<const uint8> image);
+void runFat(std::span<const uint8> image);
+
+} // namespace kova::fuzz

@@ -1,0 +1,120 @@
+// Writes the fuzzers' seeds: fuzz_seeds NTFS_FOLDER FAT_FOLDER [NTFS_IMAGE...]
+// The NTFS images are copied with every record from the first user record on marked free, so that
+// a scan finds them.
+
+#include "engine/ntfs/NtfsLayout.h"
+#include "tests/support/FatBuilder.h"
+#include "tests/support/NtfsBuilder.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+
+namespace {
+
+using namespace kova;
+namespace fs = std::filesystem;
+
+using Bytes = std::vector<uint8>;
+
+void save(const fs::path& path, const Bytes& bytes) {
+    std::ofstream out(path, std::ios::binary);
+    out.write(reinterpret_cast<const char*>(bytes.data()),
+              static_cast<std::streamsize>(bytes.size()));
+}
+
+Bytes load(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+/// Clears the bits of all but the system's records in the MFT's bitmap.
+void freeRecords(Bytes& image) {
+    const auto boot = ntfs::BootSector::decode(image);
+    const std::size_t clusterBytes = std::size_t{boot.clusterSectors()} * boot.bytesPerSector;
+    const std::size_t mft = boot.mftLcn * clusterBytes;
+    const std::span<const uint8> record(image.data() + mft, 1024);
+    for (std::size_t at = loadLe<uint16>(&record[ntfs::RecordHeader::kFirstAttribute]);
+         loadLe<uint32>(&record[at]) != ntfs::kEndOfAttributes;) {
+        const ntfs::AttributeHeader header(record, at);
+        if (header.type() == ntfs::kBitmap) {
+            // One run of at most 15 clusters, its LCN in up to 8 bytes.
+            const uint8* pairs = &record[at + header.runsOffset()];
+            uint64 lcn = 0;
+            std::memcpy(&lcn, pairs + 1 + (pairs[0] & 15), pairs[0] >> 4);
+            std::fill_n(&image[lcn * clusterBytes + 3], 64, uint8{0});
+        }
+        at += header.length();
+    }
+}
+
+Bytes builtNtfs() {
+    test::NtfsBuilder builder({.recordCount = 64, .clusters = 64});
+    const int64 lcn = builder.firstFreeLcn();
+    const uint32 cluster = builder.bytesPerCluster();
+    const auto file = [&](const char16_t* name) {
+        test::RecordBuilder record = builder.newRecord();
+        record.standardInformation(1000).fileName(24, name);
+        return record;
+    };
+    Bytes list;
+    for (const auto& entry :
+         {test::attributeListEntry(ntfs::kData, 41), test::attributeListEntry(ntfs::kData, 42, 2)})
+        list.insert(list.end(), entry.begin(), entry.end());
+    const auto extent = [&](int64 vcn, uint64 base) {
+        test::RecordBuilder record = builder.newRecord();
+        record.base(base).nonResident(
+            ntfs::kData, {{vcn, lcn + 8 + vcn, 2}},
+            {.firstVcn = vcn, .dataSize = 4 * cluster, .allocatedSize = 4 * cluster});
+        return record;
+    };
+    builder.directory(24, 5, u"folder", true)
+        .directory(25, 26, u"a", false)
+        .directory(26, 25, u"b", false)
+        .deletedFile(27, 24, u"resident.txt", "content")
+        .deletedFile(28, 60, u"orphan.txt", "content")
+        .put(29, file(u"runs.bin")
+                     .data({{0, lcn, 2}, {2, ZDatarun::Hole, 3}, {5, lcn + 4, 1}}, 6 * cluster - 7,
+                           cluster))
+        .put(30, file(u"streams.bin").resident(ntfs::kData, {1, 2, 3}, u"zone"))
+        .put(40, file(u"listed.bin").resident(ntfs::kAttributeList, list))
+        .put(41, extent(0, 40))
+        .put(42, extent(2, 40));
+    return builder.build();
+}
+
+Bytes builtFat(FatType type, uint32 clusters) {
+    test::FatBuilder builder({.type = type, .clusters = clusters});
+    const uint32 live = builder.addDirectory(0, {.name = "LIVE", .longName = u"a live folder"});
+    const uint32 gone = builder.addDirectory(live, {.name = "GONE", .deleted = true});
+    builder.addFile(live, {.name = "PHOTO.JPG", .longName = u"photo of us.jpg", .deleted = true},
+                    std::string(3000, 'p'));
+    builder.addFile(gone, {.name = "INSIDE.TXT"}, "inside");
+    builder.addFile(0, {.name = "TOP.TXT", .deleted = true}, "top");
+    builder.addFile(live, {.name = "EMPTY", .deleted = true}, "");
+    // A volume may be cut off; small inputs are tried more often.
+    builder.bytes().resize(std::min<std::size_t>(builder.bytes().size(), 256 * 1024));
+    return builder.bytes();
+}
+
+} // namespace
+
+int main(int count, char** arguments) {
+    if (count < 3) {
+        std::cerr << "usage: fuzz_seeds NTFS_FOLDER FAT_FOLDER [NTFS_IMAGE...]\n";
+        return 2;
+    }
+    const fs::path ntfsFolder = arguments[1];
+    const fs::path fatFolder = arguments[2];
+    save(ntfsFolder / "built.img", builtNtfs());
+    save(fatFolder / "built12.img", builtFat(FatType::Fat12, 300));
+    save(fatFolder / "built16.img", builtFat(FatType::Fat16, 0));
+    for (int i = 3; i < count; ++i) {
+        Bytes image = load(arguments[i]);
+        freeRecords(image);
+        save(ntfsFolder / fs::path(arguments[i]).filename(), image);
+    }
+    return 0;
+}
