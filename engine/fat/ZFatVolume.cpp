@@ -63,7 +63,13 @@ void ZFatVolume::readClusters(uint32 first, uint32 count, uint8* buffer) {
                     count * geometry_.sectorsPerCluster, geometry_.bytesPerSector, buffer);
 }
 
+void ZFatVolume::requireInit() const {
+    if (geometry_.type == FatType::Unknown)
+        fail();
+}
+
 void ZFatVolume::scan(ZFileTree* tree) {
+    requireInit();
     setProgress(kWalkProgress);
     FatDirectoryWalk(*this, *tree).run();
 
@@ -78,9 +84,8 @@ void ZFatVolume::scan(ZFileTree* tree) {
 }
 
 bool ZFatVolume::extract(const ZFileTreeNode& node, ZStream* out) {
+    requireInit();
     const int64 clusterBytes = geometry_.clusterBytes();
-    if (clusterBytes == 0)
-        fail(); // Not set up.
     const int64 size = std::max<int64>(node.size, 0);
     const int64 sizeBefore = out->size();
 

@@ -10,6 +10,8 @@ namespace kova {
 ///
 /// The id of a node is the first cluster of its entry, so of all entries that share one only the
 /// latest is kept, and empty files, which have none, share the root's id 0.
+///
+/// `scan` and `extract` throw the `int` 0 unless `init` has succeeded.
 class ZFatVolume : public ZVolume {
 public:
     /// `media` is opened, not owned, and outlives the calls made here.
@@ -36,6 +38,7 @@ private:
     friend class FatDirectoryWalk;
 
     void loadTable();
+    void requireInit() const;
 
     /// Reads `count` clusters from `first` on. What the media does not give is zero.
     void readClusters(uint32 first, uint32 count, uint8* buffer);

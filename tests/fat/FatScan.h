@@ -15,6 +15,14 @@
 
 namespace kova::test {
 
+/// What `extract` looks at in a node.
+inline ZFileTreeNode fileAt(int64 cluster, int64 size) {
+    ZFileTreeNode node;
+    node.id = cluster;
+    node.size = size;
+    return node;
+}
+
 /// A volume that has been scanned.
 struct FatScan {
     TestMedia media;

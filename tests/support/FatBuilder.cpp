@@ -37,16 +37,17 @@ std::size_t fatBytes(FatType type, std::size_t clusters) {
     }
 }
 
-/// "BASE.EXT" padded to 8 and 3 bytes.
+/// "BASE.EXT" padded, or cut, to 8 and 3 bytes.
 std::array<uint8, FatDirectoryEntry::kNameLength> padded(const std::string& name) {
     std::array<uint8, FatDirectoryEntry::kNameLength> bytes{};
     bytes.fill(' ');
     const bool isDots = name == "." || name == "..";
     const std::size_t dot = isDots ? name.size() : std::min(name.rfind('.'), name.size());
-    std::copy_n(name.begin(), std::min(dot, FatDirectoryEntry::kBaseLength), bytes.begin());
-    if (dot < name.size())
-        std::copy(name.begin() + static_cast<std::ptrdiff_t>(dot) + 1, name.end(),
-                  bytes.begin() + FatDirectoryEntry::kBaseLength);
+    const std::string base = name.substr(0, std::min(dot, FatDirectoryEntry::kBaseLength));
+    const std::string extension =
+        dot < name.size() ? name.substr(dot + 1, FatDirectoryEntry::kExtensionLength) : "";
+    std::copy(base.begin(), base.end(), bytes.begin());
+    std::copy(extension.begin(), extension.end(), bytes.begin() + FatDirectoryEntry::kBaseLength);
     return bytes;
 }
 
@@ -150,7 +151,7 @@ FatBuilder::FatBuilder(const FatShape& shape) : shape_(shape) {
         rootCluster_ = allocate();
         storeLe<uint32>(boot + 44, rootCluster_);
     }
-    ends_[0] = {rootCluster_, 0};
+    ends_[0] = {.cluster = rootCluster_, .used = 0};
 }
 
 std::size_t FatBuilder::offsetOf(uint32 cluster) const {
@@ -204,8 +205,8 @@ void FatBuilder::addRaw(uint32 directory, const FatRawEntry& entry) {
     const bool isFixedRoot = directory == 0 && rootCluster_ == 0;
     if (!isFixedRoot && end.used == clusterBytes()) {
         const uint32 grown = allocate();
-        setFat(end.cluster, grown);
-        end = {grown, 0};
+        setFat(end.isFree ? grown : end.cluster, end.isFree ? 0 : grown);
+        end = {grown, 0, end.isFree};
     }
     const std::size_t start = isFixedRoot ? rootOffset_ : offsetOf(end.cluster);
     std::memcpy(bytes_.data() + start + end.used, entry.data(), entry.size());
@@ -238,7 +239,7 @@ uint32 FatBuilder::addDirectory(uint32 directory, FatEntry entry) {
         setFat(entry.cluster, 0);
     add(directory, entry);
 
-    ends_[entry.cluster] = {entry.cluster, 0};
+    ends_[entry.cluster] = {entry.cluster, 0, entry.deleted};
     FatEntry dots;
     dots.attributes = FatDirectoryEntry::kDirectory;
     dots.name = ".";

@@ -29,7 +29,7 @@ struct FatShape {
 
 /// What a directory entry says.
 struct FatEntry {
-    std::string name;        ///< "BASE.EXT", up to 8 and 3 bytes.
+    std::string name;        ///< "BASE.EXT", cut to 8 and 3 bytes.
     std::u16string longName; ///< Empty: no long-name entries.
     bool deleted = false;
     uint32 cluster = 0; ///< `addFile` and `addDirectory` set it.
@@ -95,7 +95,8 @@ public:
 private:
     struct Slot {
         uint32 cluster;
-        uint32 used; ///< Bytes of entries in it.
+        uint32 used;         ///< Bytes of entries in it.
+        bool isFree = false; ///< The directory is deleted: its clusters belong to no chain.
     };
 
     FatShape shape_;
@@ -103,7 +104,7 @@ private:
     std::size_t fatOffset_ = 0;
     std::size_t rootOffset_ = 0;
     std::size_t dataOffset_ = 0;
-    uint32 rootCluster_ = 0;
+    uint32 rootCluster_ = 0; ///< 0 on FAT12 and FAT16.
     uint32 nextFree_ = 2;
     std::map<uint32, Slot> ends_; ///< Where each directory goes on.
 };

@@ -1,0 +1,127 @@
+#include "tests/fat/FatScan.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+using testing::ElementsAre;
+
+namespace kova::test {
+namespace {
+
+/// Text without a pattern that a misplaced cluster would fit into.
+std::string textOf(std::size_t length) {
+    std::string text;
+    for (std::size_t i = 0; text.size() < length; ++i)
+        text += std::to_string(i) + " ";
+    text.resize(length);
+    return text;
+}
+
+FatEntry deletedFile(const std::string& name) {
+    FatEntry entry;
+    entry.name = name;
+    entry.deleted = true;
+    return entry;
+}
+
+TEST(FatExtract, ReadsConsecutiveClustersWhateverTheChain) {
+    for (const std::size_t length : {1U, 511U, 512U, 513U, 100000U, 3000000U}) {
+        FatBuilder volume({.clusters = 8000});
+        const std::string text = textOf(length);
+        FatEntry entry;
+        entry.name = "FILE";
+        entry.cluster = volume.addFile(0, entry, text);
+        volume.setFat(entry.cluster, volume.endMark());
+        FatScan scan(volume);
+        EXPECT_EQ(scan.extract(fileAt(entry.cluster, static_cast<int64>(length))), text);
+    }
+}
+
+TEST(FatExtract, KeepsWhatTheStreamHeld) {
+    FatBuilder volume;
+    const std::string text = textOf(700);
+    volume.addFile(0, deletedFile("FILE"), text);
+    FatScan scan(volume);
+    const ZFileTreeNode& node = scan.named(L"?ILE");
+
+    ZMemoryStream out;
+    out.write("before", 6);
+    ASSERT_TRUE(scan.volume.extract(node, &out));
+    EXPECT_EQ(std::string(out.bytes().begin(), out.bytes().end()), "before" + text);
+
+    // The data goes to the position, yet the size grows by the file's.
+    out.seek(0, 0);
+    ASSERT_TRUE(scan.volume.extract(node, &out));
+    EXPECT_EQ(out.size(), 6 + 2 * 700);
+    EXPECT_EQ(std::string(out.bytes().begin(), out.bytes().begin() + 700), text);
+
+    const auto bytes = out.bytes();
+    ASSERT_TRUE(scan.volume.extract(fileAt(node.id, 0), &out));
+    EXPECT_EQ(out.bytes(), bytes);
+}
+
+TEST(FatExtract, StopsAtTheEndOfTheVolumeAndOfTheMedia) {
+    FatBuilder volume;
+    const uint32 last = volume.clusterCount();
+    const auto deliveredFrom = [&](FatScan& scan, uint32 cluster) {
+        return scan.extract(fileAt(cluster, 100000)).size();
+    };
+    FatScan whole(volume);
+    EXPECT_EQ(deliveredFrom(whole, last - 2), 3 * volume.clusterBytes());
+    EXPECT_EQ(deliveredFrom(whole, last), volume.clusterBytes());
+    EXPECT_EQ(deliveredFrom(whole, last + 1), 0U);
+    EXPECT_EQ(deliveredFrom(whole, 0xFFFFFFFF), 0U);
+    // The cut leaves one cluster and one byte, which is padded to a whole sector.
+    std::vector<uint8> cut = volume.bytes();
+    cut.resize(volume.offsetOf(last - 50) + volume.clusterBytes() + 1);
+    FatScan truncated(cut);
+    EXPECT_EQ(deliveredFrom(truncated, last - 50), 2 * volume.clusterBytes());
+    EXPECT_EQ(deliveredFrom(truncated, last - 48), 0U);
+}
+
+TEST(FatExtract, LeavesZerosWhereTheMediaFails) {
+    FatBuilder volume;
+    std::string text = textOf(5 * 512);
+    const uint32 cluster = volume.addFile(0, deletedFile("FILE"), text);
+    FatScan scan(volume);
+    scan.media.failSector(volume.offsetOf(cluster + 2) / 512);
+    text.replace(2 * 512, 512, 512, '\0');
+    EXPECT_EQ(scan.extract(scan.named(L"?ILE")), text);
+}
+
+TEST(FatExtract, PassesOnWhatTheStreamThrows) {
+    class FullStream : public ZMemoryStream {
+        uint64 write(const void*, uint32) override { throw std::runtime_error("full"); }
+    };
+
+    FatBuilder volume;
+    volume.addFile(0, deletedFile("FILE"), "text");
+    FatScan scan(volume);
+    FullStream out;
+    EXPECT_THROW(scan.volume.extract(scan.named(L"?ILE"), &out), std::runtime_error);
+}
+
+TEST(FatExtract, ReadsMediaWithOtherSectorsThanTheVolume) {
+    struct Sizes {
+        uint32 volume;
+        uint32 media;
+    };
+
+    for (const Sizes sizes : {Sizes{512, 4096}, Sizes{4096, 512}, Sizes{1024, 2048}}) {
+        FatBuilder volume({.type = FatType::Fat12,
+                           .bytesPerSector = sizes.volume,
+                           .sectorsPerCluster = 2,
+                           .clusters = 300});
+        const uint32 folder = volume.addDirectory(0, deletedFile("FOLDER"));
+        const std::string text = textOf(50000);
+        volume.addFile(folder, deletedFile("FILE"), text);
+        FatScan scan(volume.bytes(), {}, sizes.media);
+        EXPECT_THAT(scan.paths(), ElementsAre("?OLDER/", "?OLDER/?ILE"));
+        EXPECT_EQ(scan.extract(scan.named(L"?ILE")), text);
+    }
+}
+
+} // namespace
+} // namespace kova::test
