@@ -27,11 +27,13 @@ void compare(benchmark::State& state, double limit, const std::function<void()>&
     std::vector<double> baselines;
     std::vector<double> subjects;
     baseline();
+    cleanUp();
     subject();
     cleanUp();
     for (auto _ : state) {
         for (int round = 0; round < rounds; ++round) {
             baselines.push_back(seconds(baseline));
+            cleanUp();
             subjects.push_back(seconds(subject));
             cleanUp();
         }

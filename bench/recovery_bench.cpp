@@ -1,0 +1,85 @@
+#include "bench/NtfsImage.h"
+#include "bench/Ratio.h"
+#include "engine/ZFileStream.h"
+#include "engine/ZMemoryStream.h"
+#include "engine/ZTreeWalk.h"
+#include "engine/ntfs/ZNtfsVolume.h"
+#include "model/texts.h"
+#include "platform/File.h"
+#include "platform/WideText.h"
+#include "workers/RecoveryWorker.h"
+
+#include <benchmark/benchmark.h>
+
+#include <map>
+#include <optional>
+
+namespace kova::bench {
+namespace {
+
+/// Recovery of 20,000 small files against writing the same files from memory.
+void smallFiles(benchmark::State& state) {
+    constexpr uint32 kRecords = 28'600;
+    const auto image = NtfsImage::ofRecords(kRecords, 7, 600);
+    ZCustomMedia media(512);
+    media.open(image.path().c_str());
+    ZNtfsVolume volume(&media);
+    volume.setScanOptions(ScanOptions::today());
+    volume.init();
+    ZFileTree tree;
+    volume.scan(&tree);
+    QSet<int64> selected;
+    for (const int64 id : tree.childIds(kNoParent))
+        selected.insert(id);
+
+    std::map<int64, std::vector<uint8>> contents;
+    for (const auto& [id, node] : tree.allNodes()) {
+        ZMemoryStream content;
+        if (!node.isDirectory && volume.extract(node, &content))
+            contents[id] = std::move(content.bytes());
+    }
+    state.counters["files"] = static_cast<double>(contents.size());
+
+    std::optional<test::TempDir> folder;
+    const auto writeFromMemory = [&] {
+        folder.emplace();
+        std::wstring path = platform::wideFromUtf8(folder->path().string());
+        std::vector<std::size_t> lengths;
+        ZTreeWalk walk(tree);
+        walk.below(
+            kNoParent,
+            [&](const ZFileTreeNode& node, int) {
+                lengths.push_back(path.size());
+                path += L"/" + node.name;
+                if (node.isDirectory) {
+                    platform::makeDirectory(path);
+                    return true;
+                }
+                ZFileStream out(path.c_str(), static_cast<uint32>(platform::Disposition::CreateNew),
+                                platform::kGenericRead | platform::kGenericWrite);
+                const auto& bytes = contents.at(node.id);
+                out.write(bytes.data(), static_cast<uint32>(bytes.size()));
+                path.resize(lengths.back());
+                lengths.pop_back();
+                return false;
+            },
+            [&](const ZFileTreeNode&) {
+                path.resize(lengths.back());
+                lengths.pop_back();
+            });
+    };
+    const auto recover = [&] {
+        folder.emplace();
+        RecoveryWorker worker;
+        worker.setExistingFile(RecoveryWorker::ExistingFile::KeepBoth);
+        worker.init(toQString(platform::wideFromUtf8(folder->path().string())), &volume, &tree,
+                    selected);
+        worker.start();
+    };
+    compare(state, 1.5, writeFromMemory, recover, 5, [&] { folder.reset(); });
+}
+
+BENCHMARK(smallFiles)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+} // namespace
+} // namespace kova::bench
