@@ -1,0 +1,121 @@
+#include "cli/JsonLine.h"
+
+#include "platform/WideText.h"
+
+#include <array>
+#include <chrono>
+#include <cstdio>
+
+namespace {
+
+constexpr char16_t kFirstPrintable = 0x20;
+constexpr char16_t kFirstSurrogate = 0xD800;
+constexpr char16_t kFirstLowSurrogate = 0xDC00;
+constexpr char16_t kLastSurrogate = 0xDFFF;
+
+using FileTimeTicks = std::chrono::duration<kova::int64, std::ratio<1, 10'000'000>>;
+
+/// The first moment that is no longer written with four digits of the year.
+constexpr auto kFileTimeEpoch =
+    std::chrono::sys_days(std::chrono::year(1601) / std::chrono::January / 1);
+constexpr auto kEndOfTimes =
+    std::chrono::sys_days(std::chrono::year(10000) / std::chrono::January / 1);
+
+bool isHalfOfPair(std::u16string_view units, std::size_t at) {
+    const char16_t unit = units[at];
+    if (unit < kFirstSurrogate || unit > kLastSurrogate)
+        return false;
+    if (unit < kFirstLowSurrogate)
+        return at + 1 == units.size() || units[at + 1] < kFirstLowSurrogate ||
+               units[at + 1] > kLastSurrogate;
+    return at == 0 || units[at - 1] < kFirstSurrogate || units[at - 1] >= kFirstLowSurrogate;
+}
+
+void appendEscape(std::string& text, char16_t unit) {
+    std::array<char, 8> escape{};
+    std::snprintf(escape.data(), escape.size(), "\\u%04X", static_cast<unsigned>(unit));
+    text += escape.data();
+}
+
+} // namespace
+
+JsonLine& JsonLine::add(const char* key, std::wstring_view text) {
+    addKey(key);
+    addText(platform::utf16FromWide(text));
+    return *this;
+}
+
+JsonLine& JsonLine::add(const char* key, std::string_view asciiText) {
+    addKey(key);
+    addText(std::u16string(asciiText.begin(), asciiText.end()));
+    return *this;
+}
+
+JsonLine& JsonLine::add(const char* key, kova::int64 number) {
+    addKey(key);
+    text_ += std::to_string(number);
+    return *this;
+}
+
+JsonLine& JsonLine::add(const char* key, kova::uint64 number) {
+    addKey(key);
+    text_ += std::to_string(number);
+    return *this;
+}
+
+JsonLine& JsonLine::add(const char* key, bool value) {
+    addKey(key);
+    text_ += value ? "true" : "false";
+    return *this;
+}
+
+JsonLine& JsonLine::addTime(const char* key, kova::int64 fileTime) {
+    addKey(key);
+    const FileTimeTicks ticks(fileTime);
+    if (fileTime <= 0 || ticks >= kEndOfTimes - kFileTimeEpoch) {
+        text_ += "null";
+        return *this;
+    }
+    const auto days = std::chrono::duration_cast<std::chrono::days>(ticks);
+    const std::chrono::year_month_day date(kFileTimeEpoch + days);
+    const std::chrono::hh_mm_ss time(ticks - days);
+    std::array<char, 64> formatted{};
+    std::snprintf(formatted.data(), formatted.size(), "\"%04d-%02u-%02uT%02d:%02d:%02d.%07dZ\"",
+                  static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
+                  static_cast<unsigned>(date.day()), static_cast<int>(time.hours().count()),
+                  static_cast<int>(time.minutes().count()),
+                  static_cast<int>(time.seconds().count()),
+                  static_cast<int>(time.subseconds().count()));
+    text_ += formatted.data();
+    return *this;
+}
+
+void JsonLine::addKey(const char* key) {
+    if (text_.size() > 1)
+        text_ += ',';
+    text_ += '"';
+    text_ += key;
+    text_ += "\":";
+}
+
+void JsonLine::addText(std::u16string_view units) {
+    text_ += '"';
+    std::size_t plain = 0; // Start of what needs no escape.
+    const auto addPlain = [&](std::size_t end) {
+        text_ += platform::utf8FromWide(platform::wideFromUtf16(units.substr(plain, end - plain)));
+    };
+    for (std::size_t at = 0; at < units.size(); ++at) {
+        const char16_t unit = units[at];
+        const bool quoted = unit == u'"' || unit == u'\\';
+        if (!quoted && unit >= kFirstPrintable && !isHalfOfPair(units, at))
+            continue;
+        addPlain(at);
+        plain = at + 1;
+        if (quoted)
+            text_ += {'\\', static_cast<char>(unit)};
+        else
+            appendEscape(text_, unit);
+    }
+    addPlain(units.size());
+    text_ += '"';
+}

@@ -1,0 +1,107 @@
+#include "cli/OutputDirectory.h"
+
+#include "cli/CommandError.h"
+#include "model/texts.h"
+#include "platform/File.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <filesystem>
+#include <system_error>
+
+namespace {
+
+CommandError refused(const QString& message) {
+    return {ExitCode::OutputRefused, message};
+}
+
+std::filesystem::path toPath(const QString& path) {
+    return path.toStdU16String();
+}
+
+/// Whether `file` lies in `directory` or a folder below it, however either is spelled.
+bool liesBelow(const QString& file, const QString& directory) {
+    std::error_code error;
+    const std::filesystem::path top = toPath(directory);
+    std::filesystem::path folder = std::filesystem::canonical(toPath(file), error).parent_path();
+    for (; !folder.empty(); folder = folder.parent_path()) {
+        if (std::filesystem::equivalent(folder, top, error))
+            return true;
+        if (folder == folder.parent_path())
+            break;
+    }
+    return false;
+}
+
+} // namespace
+
+OutputDirectory::OutputDirectory(const QString& path, const Source& source, bool replaces)
+    : path_(QDir::fromNativeSeparators(path)) {
+    if (path_.isEmpty())
+        throw CommandError{ExitCode::WrongUsage, QStringLiteral("--to: the name is empty")};
+    while (path_.size() > 1 && path_.endsWith(u'/'))
+        path_.chop(1);
+    refuseHarm(source, replaces);
+    create();
+    QString reason;
+    if (!isWritable(reason))
+        throw refused(
+            QStringLiteral("the output directory \"%1\" cannot be written: %2").arg(path_, reason));
+}
+
+OutputDirectory::CreatedFolders::~CreatedFolders() {
+    while (!paths.isEmpty() && QDir().rmdir(paths.constLast()))
+        paths.removeLast();
+}
+
+void OutputDirectory::refuseHarm(const Source& source, bool replaces) const {
+    const char letter = source.drive().letter;
+    if (platform::isImageFile(toWide(path_), letter))
+        throw refused(
+            QStringLiteral("\"%1\" is the image that is read; name a directory").arg(path_));
+    if (platform::liesOnDrive(toWide(path_), letter))
+        throw refused(QStringLiteral("the output directory \"%1\" lies on the drive that is read, "
+                                     "where each file written can destroy files still to be "
+                                     "recovered; choose one on another drive")
+                          .arg(path_));
+    if (replaces && source.drive().isImage && liesBelow(source.imagePath(), path_))
+        throw refused(QStringLiteral("the image lies below the output directory \"%1\", where "
+                                     "--overwrite could replace it; choose another directory, or "
+                                     "leave --overwrite out")
+                          .arg(path_));
+    if (QFileInfo::exists(path_) && !QFileInfo(path_).isDir())
+        throw refused(QStringLiteral("\"%1\" is a file, not a directory").arg(path_));
+}
+
+void OutputDirectory::create() {
+    for (QString folder = path_; !QFileInfo::exists(folder); folder = QFileInfo(folder).path())
+        created_.paths.prepend(folder);
+    std::wstring reason;
+    if (!platform::makePath(toWide(path_), &reason))
+        throw refused(QStringLiteral("the output directory \"%1\" cannot be created: %2")
+                          .arg(path_, toQString(reason)));
+}
+
+bool OutputDirectory::isWritable(QString& reason) const {
+    constexpr int kMostAttempts = 100;
+    for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+        const std::wstring trial =
+            toWide(path_ + QStringLiteral("/.orvane-write-test-%1").arg(attempt));
+        platform::File file;
+        const bool created =
+            file.open(trial, static_cast<std::uint32_t>(platform::Disposition::CreateNew),
+                      platform::kGenericRead | platform::kGenericWrite);
+        if (!created && file.error() == platform::Error::Exists)
+            continue;
+        const char byte = 0;
+        const bool written = created && file.writeAt(0, &byte, sizeof byte) && file.close();
+        reason = toQString(file.errorText());
+        file.close();
+        if (created)
+            platform::removeFile(trial);
+        return written;
+    }
+    reason = QStringLiteral("every name tried exists");
+    return false;
+}

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "cli/Source.h"
+
+#include <QString>
+#include <QStringList>
+
+/// The directory that files are recovered to.
+class OutputDirectory {
+public:
+    /// Sees to it, before anything else is done, that `path` is a directory that can be written
+    /// and that writing there cannot harm what is to be recovered. Creates it if need be. Throws
+    /// `CommandError`. `replaces`: existing files will be overwritten.
+    OutputDirectory(const QString& path, const Source& source, bool replaces);
+    OutputDirectory(const OutputDirectory&) = delete;
+    OutputDirectory& operator=(const OutputDirectory&) = delete;
+    ~OutputDirectory() = default;
+
+    /// Without a trailing separator.
+    [[nodiscard]] const QString& path() const { return path_; }
+
+    /// Whether files can be written, found out by writing one; if not, `reason` gets the system's
+    /// words.
+    [[nodiscard]] bool isWritable(QString& reason) const;
+
+private:
+    /// Folders from the outermost to the innermost. Those that have stayed empty go with it.
+    struct CreatedFolders {
+        CreatedFolders() = default;
+        CreatedFolders(const CreatedFolders&) = delete;
+        CreatedFolders& operator=(const CreatedFolders&) = delete;
+        ~CreatedFolders();
+
+        QStringList paths;
+    };
+
+    void refuseHarm(const Source& source, bool replaces) const;
+    void create();
+
+    QString path_;
+    CreatedFolders created_;
+};

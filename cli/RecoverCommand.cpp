@@ -1,0 +1,112 @@
+#include "cli/RecoverCommand.h"
+
+#include "cli/CommandError.h"
+#include "cli/Filters.h"
+#include "cli/OutputDirectory.h"
+#include "cli/Recovery.h"
+#include "cli/Source.h"
+#include "cli/recoveryTree.h"
+
+namespace {
+
+using ExistingFile = RecoveryWorker::ExistingFile;
+
+const QString kTo = QStringLiteral("to");
+const QString kId = QStringLiteral("id");
+const QString kPath = QStringLiteral("path");
+const QString kOverwrite = QStringLiteral("overwrite");
+const QString kKeepTimes = QStringLiteral("keep-times");
+
+Picks picksIn(const QCommandLineParser& parser) {
+    Picks picks;
+    for (const QString& text : parser.values(kId)) {
+        bool isNumber = false;
+        picks.ids.push_back(text.toLongLong(&isNumber));
+        if (!isNumber)
+            throw CommandError{ExitCode::WrongUsage,
+                               QStringLiteral("--id: \"%1\" is not a number").arg(text)};
+    }
+    for (QString path : parser.values(kPath)) {
+        if (path.startsWith(u'/'))
+            path.remove(0, 1);
+        if (path.endsWith(u'/'))
+            path.chop(1);
+        picks.paths.push_back(path);
+    }
+    return picks;
+}
+
+} // namespace
+
+QString RecoverCommand::name() const {
+    return QStringLiteral("recover");
+}
+
+QString RecoverCommand::summary() const {
+    return QStringLiteral("Copy deleted files out to a directory on another drive.");
+}
+
+QString RecoverCommand::description() const {
+    return QStringLiteral(
+        "Finds the deleted files on SOURCE, a drive letter (\"D\" or \"D:\"), a device or a disk\n"
+        "image, and writes them with their folders to DIR, which must be on another drive.\n"
+        "Nothing is ever written to SOURCE. Everything found is recovered unless --id or --path\n"
+        "pick files and folders; these are then written directly below DIR. The filters leave\n"
+        "out files that do not pass. Existing files are kept: a file whose name is taken becomes\n"
+        "\"name (2).ext\". What could be read of a damaged file is written, too, and reported.");
+}
+
+QString RecoverCommand::examples() const {
+    return QStringLiteral(
+        "  orvane-cli recover D --to C:/recovered\n"
+        "  sudo orvane-cli recover /dev/sdb1 --to ~/recovered --types pictures --keep-times\n"
+        "  orvane-cli recover stick.img --to out --path \"Photos/beach.jpg\" --path Letters\n"
+        "  orvane-cli recover disk.img --partition 2 --to out --name \"*.doc*\" --max-size 10M\n");
+}
+
+QStringList RecoverCommand::arguments() const {
+    return {QStringLiteral("SOURCE")};
+}
+
+void RecoverCommand::addOptions(QCommandLineParser& parser) const {
+    parser.addOptions({
+        {kTo, QStringLiteral("Where to write; created if need be. Has to be given."),
+         QStringLiteral("DIR")},
+        {kId, QStringLiteral("Recover the file or folder with this id. May be repeated."),
+         QStringLiteral("N")},
+        {kPath,
+         QStringLiteral("Recover what is found at this path, as --list shows it. May be repeated."),
+         QStringLiteral("PATH")},
+        {kOverwrite, QStringLiteral("Replace files that exist in DIR.")},
+        {kKeepTimes, QStringLiteral("Give the files their former times of modification.")},
+    });
+    Source::addOptions(parser);
+    Filters::addOptions(parser);
+}
+
+ExitCode RecoverCommand::run(const QCommandLineParser& parser) const {
+    if (!parser.isSet(kTo))
+        throw CommandError{ExitCode::WrongUsage, QStringLiteral("recover needs --to DIR")};
+    const Filters filters(parser);
+    const Picks picks = picksIn(parser);
+    const bool overwrite = parser.isSet(kOverwrite);
+
+    Source source(parser);
+    const OutputDirectory directory(parser.value(kTo), source, overwrite);
+    kova::ZFileTree found;
+    filters.install(found);
+    source.scan(found);
+
+    kova::ZFileTree wanted;
+    {
+        const kova::ZTreeListing listing(found);
+        buildRecoveryTree(listing, Selection(listing, filters), picks, wanted);
+    }
+    Recovery recovery(source, wanted, directory,
+                      overwrite ? ExistingFile::Replace : ExistingFile::KeepBoth,
+                      parser.isSet(kKeepTimes));
+    recovery.run();
+    Output output;
+    recovery.report(output);
+    return recovery.exitCode();
+}
