@@ -1,0 +1,1 @@
+"""What make-samples is built from: content, the two volumes, and readers that check them."""
