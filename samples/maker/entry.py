@@ -7,7 +7,6 @@ from datetime import datetime, timezone
 # What can become of a file.
 FULL = "full"                  # found, and recovered byte for byte
 OTHER_CONTENT = "other content"  # found and copied out, but its clusters hold something else by now
-CUT_SHORT = "cut short"        # found, but only its first part can be read
 FAILS = "fails"                # found, but its content cannot be read
 NOT_LISTED = "not listed"      # not found at all
 
@@ -44,7 +43,7 @@ class Entry:
         row = {"id": self.id, "path": self.shown_as or self.path, "state": self.state,
                "kinds": list(self.kinds), "size": len(self.content),
                "sha256": sha256(self.content), "recovery": self.recovery}
-        if self.recovery in (FULL, OTHER_CONTENT, CUT_SHORT):
+        if self.recovery in (FULL, OTHER_CONTENT):
             row["recoveredSize"] = len(self.recovered)
             row["recoveredSha256"] = sha256(self.recovered)
         if self.why:

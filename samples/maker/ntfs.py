@@ -82,6 +82,11 @@ class NtfsImage:
     def base_of(self, number):
         return struct.unpack_from("<Q", self.record(number), 0x20)[0] & 0xFFFFFFFFFFFF
 
+    def records_of(self, number):
+        """How many records describe a file."""
+        return 1 + sum(1 for other in range(24, self.record_count)
+                       if self.record(other) and self.base_of(other) == number)
+
     def allocated(self, number):
         return bool(self.bitmap[number // 8] >> number % 8 & 1)
 

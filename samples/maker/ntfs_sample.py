@@ -12,8 +12,8 @@ import subprocess
 from contextlib import contextmanager
 
 from . import content as c
-from .entry import (CUT_SHORT, FAILS, FULL, NOT_LISTED, ORPHANS, OTHER_CONTENT, Entry, require)
-from .ntfs import DATA, DIRECTORY, FILE_NAME, IN_USE, NtfsImage
+from .entry import FAILS, FULL, NOT_LISTED, ORPHANS, OTHER_CONTENT, Entry, require
+from .ntfs import DIRECTORY, IN_USE, NtfsImage
 
 IMAGE_BYTES = 10 << 20
 CLUSTER = 4096
@@ -142,8 +142,7 @@ def plan():
         Entry(FRAGMENTED_TOO, c.ledger("other", 40 * CLUSTER - 300), ("fragmented",), live=True,
               recovery=NOT_LISTED),
         Entry(MANY_PIECES, c.ledger("pieces", PIECES * CLUSTER - 7),
-              ("fragmented", "attribute list"), recovery=CUT_SHORT,
-              why="the list of its pieces goes on in a second record"),
+              ("fragmented", "attribute list")),
         Entry(f"{COMPRESSED_FOLDER}/compressed.txt", c.prose(22, 90_000), ("compressed",), recovery=FAILS,
               why="its content is compressed by the file system"),
     ]
@@ -317,11 +316,6 @@ def finish_as_windows_does(before, volume, entries):
     volume.set_flag_in_use(by_path[HALF_DELETED].id)
 
 
-def first_extent(volume, number):
-    """What can be read of a file by the first of its records alone."""
-    return volume.content(next(a for a in volume.own_attributes(number) if a.type == DATA))
-
-
 def check(volume, entries):
     """Compares the plan with the volume and notes what a recovery has to give."""
     by_path = {}
@@ -347,8 +341,9 @@ def check(volume, entries):
         require(("fragmented" in entry.kinds) <= (len(data.runs) > 3), f"{entry.path}: in one piece")
         refused = data.compression_unit != 0
         require(refused == (entry.recovery == FAILS), f"{entry.path}: compression unit")
-        entry.recovered = first_extent(volume, entry.id) if entry.recovery == CUT_SHORT \
-            else volume.content(data)
+        require(("attribute list" in entry.kinds) <= (volume.records_of(entry.id) > 2),
+                f"{entry.path}: all in one record")
+        entry.recovered = volume.content(data)
         same = entry.recovered == entry.content
         if not entry.live and entry.recovery != FAILS:
             require(same == (entry.recovery == FULL), f"{entry.path}: content")
