@@ -161,8 +161,8 @@ void RecoveryWorker::Run::recoverFile(const ZFileTreeNode& node) {
 
     ++worker_.processedFiles;
     const uint32 processed = worker_.processedFiles;
-    // A whole division: the progress stays 0 until the last file.
-    emit worker_.progressChanged(processed / worker_.totalFiles);
+    const uint32 wholeProgress = processed / worker_.totalFiles; // 0 until the last file.
+    emit worker_.progressChanged(wholeProgress);
     QCoreApplication::processEvents();
     if (auto late = close(stream); late && !failure)
         failure = std::move(late);
@@ -236,8 +236,6 @@ RecoveryWorker::Run::Failure RecoveryWorker::Run::cannotWrite(const OutputStream
 }
 
 RecoveryWorker::RecoveryWorker(QObject* parent) : QObject(parent) {}
-
-RecoveryWorker::~RecoveryWorker() = default;
 
 void RecoveryWorker::setExistingFile(ExistingFile policy) {
     existingFile_ = policy;

@@ -8,7 +8,6 @@
 #include <QString>
 
 #include <atomic>
-#include <memory>
 
 /// Writes selected nodes, folders with all that is below them, into an output directory.
 ///
@@ -41,7 +40,6 @@ public:
     Q_ENUM(Problem)
 
     explicit RecoveryWorker(QObject* parent = nullptr);
-    ~RecoveryWorker() override;
 
     /// Before `start`. `Open` unless set.
     void setExistingFile(ExistingFile policy);

@@ -186,7 +186,7 @@ TEST_F(RecoveryWorkerTest, StopsBeforeTheNextFile) {
     addFile(2, 0, L"b", "2");
     volume.extracts[2] = [this](kova::ZStream& stream) {
         // As it comes from the thread of the window.
-        QMetaObject::invokeMethod(&worker, &RecoveryWorker::stop, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(&worker, "stop", Qt::QueuedConnection);
         put(stream, "2");
         return true;
     };
@@ -447,7 +447,7 @@ TEST_F(RecoveryWorkerTest, ReportsWhatTheVolumeDoesNotGive) {
 }
 
 TEST_F(RecoveryWorkerTest, ReportsZerosInThePlaceOfBadSectors) {
-    kova::test::TestMedia media(std::vector<kova::uint8>(3 * 512, 'x'));
+    kova::test::TestMedia media(std::vector<kova::uint8>(1536, 'x'));
     media.failSector(1);
     ScriptedVolume damaged(&media);
     for (const int64 id : {1, 2, 3}) {
@@ -537,7 +537,7 @@ TEST_F(RecoveryWorkerTest, WritesEachNodeOfACircleOnce) {
 }
 
 TEST_F(RecoveryWorkerTest, LosesNothingInEndlessDepth) {
-    constexpr int64 kDepth = 20 * kova::ZTreeWalk::kDeepest;
+    constexpr int64 kDepth = int64{2} * kova::ZTreeWalk::kDeepest;
     for (int64 id = 1; id <= kDepth; ++id)
         addFolder(id, id - 1, std::to_wstring(id % 10));
     addFile(kDepth + 1, kDepth, L"bottom", "reached");
