@@ -83,11 +83,12 @@ TEST(FatExtract, StopsAtTheEndOfTheVolumeAndOfTheMedia) {
 
 TEST(FatExtract, LeavesZerosWhereTheMediaFails) {
     FatBuilder volume;
-    std::string text = textOf(5 * 512);
+    constexpr std::size_t kSector = 512;
+    std::string text = textOf(5 * kSector);
     const uint32 cluster = volume.addFile(0, deletedFile("FILE"), text);
     FatScan scan(volume);
-    scan.media.failSector(volume.offsetOf(cluster + 2) / 512);
-    text.replace(2 * 512, 512, 512, '\0');
+    scan.media.failSector(volume.offsetOf(cluster + 2) / kSector);
+    text.replace(2 * kSector, kSector, kSector, '\0');
     EXPECT_EQ(scan.extract(scan.named(L"?ILE")), text);
 }
 

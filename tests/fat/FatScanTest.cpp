@@ -8,7 +8,6 @@
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::UnorderedElementsAre;
 
 namespace kova::test {
 namespace {

@@ -175,15 +175,16 @@ uint32 FatBuilder::endMark() const {
 
 void FatBuilder::setFat(uint32 cluster, uint32 value) {
     uint8* const fat = bytes_.data() + fatOffset_;
+    const std::size_t index = cluster;
     switch (shape_.type) {
     case FatType::Fat16:
-        storeLe<uint16>(fat + cluster * 2, static_cast<uint16>(value));
+        storeLe<uint16>(fat + index * 2, static_cast<uint16>(value));
         break;
     case FatType::Fat32:
-        storeLe<uint32>(fat + cluster * 4, value);
+        storeLe<uint32>(fat + index * 4, value);
         break;
     default: {
-        uint8* const word = fat + cluster + cluster / 2;
+        uint8* const word = fat + index + index / 2;
         const uint32 old = loadLe<uint16>(word);
         storeLe<uint16>(word, static_cast<uint16>(cluster % 2 == 0 ? (old & 0xF000) | value
                                                                    : (old & 0x000F) | value << 4));
