@@ -1,5 +1,6 @@
 #include "engine/fat/FatDirectoryWalk.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace kova {
@@ -41,6 +42,7 @@ void FatDirectoryWalk::open(uint32 cluster) {
     level.isDeleted = volume_.table_.isFree(cluster);
     level.runCount = 0;
     level.runUsed = 0;
+    level.runMost = 1;
     level.nextCluster = kChainEnd;
     level.entries = {};
 
@@ -87,10 +89,13 @@ bool FatDirectoryWalk::nextCluster(Level& level) {
     return true;
 }
 
-/// Reads the chain as far as it goes on in consecutive clusters; false when it ends.
+/// Reads the chain as far as it goes on in consecutive clusters; false when it ends. At most as
+/// much is read ahead as has been used before: chains may share clusters, and the buffers of all
+/// levels together have to stay within the size of the volume.
 bool FatDirectoryWalk::readAhead(Level& level) {
     const FatGeometry& geometry = volume_.geometry_;
-    const uint32 most = geometry.clustersWithin(kReadAheadBytes);
+    const uint32 most = std::min(level.runMost, geometry.clustersWithin(kReadAheadBytes));
+    level.runMost = 2 * most;
     uint32 cluster = level.nextCluster;
     level.runFirst = cluster;
     level.runCount = 0;

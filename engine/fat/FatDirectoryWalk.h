@@ -32,6 +32,7 @@ private:
         uint32 runFirst = 0;
         uint32 runCount = 0;
         uint32 runUsed = 0;
+        uint32 runMost = 1; ///< Clusters that the next run may have.
         /// Where the chain goes on; `kChainEnd`: nowhere.
         uint32 nextCluster = 0;
         /// The entries in hand.

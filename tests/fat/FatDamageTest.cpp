@@ -181,6 +181,39 @@ TEST(FatDamage, ReadsEachClusterOnce) {
     EXPECT_LT(scan.media.requests(), static_cast<int>(kFolders) + 10);
 }
 
+/// Chains that all run through the rest of the volume, each with a folder in its first cluster.
+TEST(FatDamage, ReadsLittleAheadOfChainsThatShareClusters) {
+    class CountingMedia : public TestMedia {
+    public:
+        using TestMedia::TestMedia;
+        uint64 bytesRead = 0;
+
+    private:
+        int64 readDevice(uint64 offset, std::span<uint8> bytes) override {
+            bytesRead += bytes.size();
+            return TestMedia::readDevice(offset, bytes);
+        }
+    };
+
+    FatBuilder volume;
+    const uint32 first = volume.allocate(4000);
+    volume.add(0, directory("D", first));
+    for (uint32 cluster = first; cluster < first + 4000; ++cluster) {
+        const auto entries = volume.cluster(cluster);
+        for (std::size_t at = 0; at < entries.size(); at += FatDirectoryEntry::kBytes) {
+            const FatRawEntry raw = shortEntry(directory("D", cluster + 1, true));
+            std::copy(raw.begin(), raw.end(), entries.begin() + static_cast<std::ptrdiff_t>(at));
+        }
+    }
+    CountingMedia media(volume.bytes());
+    ZFatVolume fat(&media);
+    ASSERT_TRUE(fat.init());
+    ZFileTree tree;
+    fat.scan(&tree);
+    EXPECT_EQ(tree.allNodes().size(), 4002U);
+    EXPECT_LT(media.bytesRead, 2 * volume.bytes().size());
+}
+
 TEST(FatDamage, EndsWithWhateverBytesThereAre) {
     FatBuilder volume({.type = FatType::Fat12, .sectorsPerCluster = 2});
     const uint32 live = volume.addDirectory(0, directory("LIVE", 0));
