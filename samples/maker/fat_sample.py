@@ -78,7 +78,7 @@ def plan():
         Entry("Größe und Maß/Élève à l'école.txt", c.prose(40, 1100), ("name",)),
         Entry("Größe und Maß/日本語のノート.txt", c.prose(41, 2600), ("name",)),
         Entry("Größe und Maß/🎉 Party 🥳.txt", c.prose(42, 333), ("name",)),
-        Entry("Größe und Maß/" + "A name of 250 characters " + "x" * 221 + ".txt",
+        Entry("Größe und Maß/" + "A name of 255 characters " + "x" * 226 + ".txt",
               c.prose(43, 800), ("name", "long name")),
 
         Entry(f"{DROPPED}/Still marked as live.txt", c.prose(44, 1500), ("live in deleted folder",)),
