@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <tuple>
 
 namespace platform {
 
@@ -36,7 +37,11 @@ enum class Error {
 struct FileIdentity {
     std::uint64_t device = 0;
     std::uint64_t index = 0;
-    friend auto operator<=>(const FileIdentity&, const FileIdentity&) = default;
+    friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
+
+    friend bool operator<(const FileIdentity& left, const FileIdentity& right) {
+        return std::tie(left.device, left.index) < std::tie(right.device, right.index);
+    }
 };
 
 /// One open file, read and written at given positions. Closed when destroyed. Used by one thread

@@ -127,7 +127,7 @@ bool comesBefore(const std::string& left, const std::string& right) {
             ++r;
         }
     }
-    return left.size() - l < right.size() - r;
+    return r < right.size(); // left is the start of right
 }
 
 /// udev writes what could upset a reader as \x and two hexadecimal digits.

@@ -139,50 +139,6 @@ bool isGone(const VolumeSource& source) {
     return source.isImage ? isImageGone(source) : !presentDevice(source);
 }
 
-/// A drive's device and, if it is a mapped one, the devices that it is made of.
-void addWithSlaves(dev_t device, std::vector<dev_t>& all) {
-    if (std::find(all.begin(), all.end(), device) != all.end())
-        return;
-    all.push_back(device);
-    for (const dev_t slave : blockDevices().slaves(device))
-        addWithSlaves(slave, all);
-}
-
-/// Whether two devices share sectors: the same, or one a partition of the other.
-bool overlap(dev_t left, dev_t right) {
-    return left == right || blockDevices().diskOf(left) == right ||
-           blockDevices().diskOf(right) == left;
-}
-
-bool overlapsAny(dev_t device, const std::vector<dev_t>& others) {
-    return std::any_of(others.begin(), others.end(),
-                       [device](dev_t other) { return overlap(device, other); });
-}
-
-dev_t diskOrSelf(dev_t device) {
-    return blockDevices().diskOf(device).value_or(device);
-}
-
-bool liesOnDevice(const WriteTargets& targets, dev_t drive) {
-    std::vector<dev_t> parts;
-    addWithSlaves(drive, parts);
-    if (overlapsAny(drive, targets.devices) ||
-        (targets.device != 0 && overlapsAny(targets.device, parts)))
-        return true;
-    // Another way into the same image; partitions of one and the same loop device are told apart
-    // by their devices.
-    const std::string image = blockDevices().backingFile(drive);
-
-    struct stat status {};
-
-    if (image.empty() || ::stat(image.c_str(), &status) != 0 ||
-        (targets.device != 0 && diskOrSelf(targets.device) == diskOrSelf(drive)))
-        return false;
-    const FileIdentity identity{status.st_dev, status.st_ino};
-    return std::find(targets.images.begin(), targets.images.end(), identity) !=
-           targets.images.end();
-}
-
 } // namespace
 
 std::vector<Drive> listDrives() {
@@ -235,7 +191,7 @@ bool liesOnDrive(const std::wstring& directory, char letter) {
         return false;
     const WriteTargets targets = writeTargets(nearestExisting(*path), blockDevices());
     if (!source->isImage)
-        return liesOnDevice(targets, static_cast<dev_t>(source->identity.device));
+        return reachesDevice(targets, static_cast<dev_t>(source->identity.device), blockDevices());
     return std::find(targets.images.begin(), targets.images.end(), source->identity) !=
            targets.images.end();
 }

@@ -2,6 +2,7 @@
 
 #include "platform/linux/Descriptor.h"
 
+#include <algorithm>
 #include <charconv>
 #include <filesystem>
 #include <fstream>
@@ -69,6 +70,25 @@ std::string overlayUpperFolder(const Mount& mount) {
     return {};
 }
 
+/// A device and, if it is a mapped one, the devices that it is made of.
+void addWithSlaves(dev_t device, const BlockDevices& devices, std::vector<dev_t>& all) {
+    if (std::find(all.begin(), all.end(), device) != all.end())
+        return;
+    all.push_back(device);
+    for (const dev_t slave : devices.slaves(device))
+        addWithSlaves(slave, devices, all);
+}
+
+/// Whether two devices share sectors: the same, or one a partition of the other.
+bool overlap(dev_t left, dev_t right, const BlockDevices& devices) {
+    return left == right || devices.diskOf(left) == right || devices.diskOf(right) == left;
+}
+
+bool overlapsAny(dev_t device, const std::vector<dev_t>& others, const BlockDevices& devices) {
+    return std::any_of(others.begin(), others.end(),
+                       [device, &devices](dev_t other) { return overlap(device, other, devices); });
+}
+
 class TargetFinder {
 public:
     TargetFinder(const BlockDevices& devices, WriteTargets& targets)
@@ -105,8 +125,7 @@ public:
         return device;
     }
 
-private:
-    void addDevice(dev_t device, int depth) {
+    void addDevice(dev_t device, int depth = 0) {
         if (depth > kDeepestStack)
             return;
         targets_.devices.push_back(device);
@@ -124,6 +143,7 @@ private:
         }
     }
 
+private:
     void addImage(const std::string& path, const FileIdentity& identity, int depth) {
         targets_.images.push_back(identity);
         addPath(path, depth + 1);
@@ -163,11 +183,10 @@ std::optional<Mount> mountOf(const std::string& path) {
     const std::optional<int> id = folder ? mountId(folder.get()) : std::nullopt;
     if (!id)
         return std::nullopt;
-    for (Mount& mount : parseMounts(fileText("/proc/self/mountinfo"))) {
-        if (mount.id == *id)
-            return std::move(mount);
-    }
-    return std::nullopt;
+    const std::vector<Mount> mounts = parseMounts(fileText("/proc/self/mountinfo"));
+    const auto found = std::find_if(mounts.begin(), mounts.end(),
+                                    [id](const Mount& mount) { return mount.id == *id; });
+    return found != mounts.end() ? std::optional(*found) : std::nullopt;
 }
 
 std::string nearestExisting(const std::string& path) {
@@ -192,6 +211,36 @@ WriteTargets writeTargets(const std::string& existingPath, const BlockDevices& d
     WriteTargets targets;
     targets.device = TargetFinder(devices, targets).addPath(existingPath);
     return targets;
+}
+
+WriteTargets writeTargets(dev_t device, const BlockDevices& devices) {
+    WriteTargets targets;
+    targets.device = device;
+    TargetFinder(devices, targets).addDevice(device);
+    return targets;
+}
+
+bool reachesDevice(const WriteTargets& targets, dev_t device, const BlockDevices& devices) {
+    std::vector<dev_t> parts;
+    addWithSlaves(device, devices, parts);
+    if (overlapsAny(device, targets.devices, devices) ||
+        (targets.device != 0 && overlapsAny(targets.device, parts, devices)))
+        return true;
+    // Another way into the same image; partitions of one and the same loop device are told apart
+    // by their devices.
+    const auto diskOrSelf = [&devices](dev_t number) {
+        return devices.diskOf(number).value_or(number);
+    };
+    const std::string image = devices.backingFile(device);
+
+    struct stat status {};
+
+    if (image.empty() || ::stat(image.c_str(), &status) != 0 ||
+        (targets.device != 0 && diskOrSelf(targets.device) == diskOrSelf(device)))
+        return false;
+    const FileIdentity identity{status.st_dev, status.st_ino};
+    return std::find(targets.images.begin(), targets.images.end(), identity) !=
+           targets.images.end();
 }
 
 } // namespace platform

@@ -42,4 +42,12 @@ struct WriteTargets {
 [[nodiscard]] WriteTargets writeTargets(const std::string& existingPath,
                                         const BlockDevices& devices);
 
+/// As above, for a folder on a file system that lies on this block device.
+[[nodiscard]] WriteTargets writeTargets(dev_t device, const BlockDevices& devices);
+
+/// Whether writing to `targets` could change what is read from a block device: they share
+/// sectors, or come from the same image file. Two partitions of a disk share none.
+[[nodiscard]] bool reachesDevice(const WriteTargets& targets, dev_t device,
+                                 const BlockDevices& devices);
+
 } // namespace platform

@@ -10,7 +10,7 @@
 namespace platform::test {
 namespace {
 
-constexpr std::uint64_t kMiB = 1024 * 1024;
+constexpr std::uint64_t kMiB = 1024ULL * 1024;
 
 std::wstring devicePath(char letter) {
     return L"\\\\.\\" + std::wstring(1, static_cast<wchar_t>(letter)) + L":";

@@ -8,7 +8,7 @@
 namespace platform::test {
 namespace {
 
-constexpr std::uint64_t kMiB = 1024 * 1024;
+constexpr std::uint64_t kMiB = 1024ULL * 1024;
 
 /// A disk image in memory that is made by the system's own partitioning tools.
 class PartitionTableTest : public testing::Test {
@@ -154,7 +154,7 @@ TEST_F(PartitionTableTest, WhatIsNoTableIsNone) {
     const std::string gpt = bytes_;
     makeFat(path_, 64 * kMiB, "-F 32");
     load();
-    put(512, gpt.substr(512, 33 * 512));
+    put(512, gpt.substr(512, 33UL * 512));
     EXPECT_EQ(read().kind, TableKind::None);
     makeNtfs(path_, 64 * kMiB);
     load();

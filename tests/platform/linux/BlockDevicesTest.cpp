@@ -1,5 +1,6 @@
 #include "platform/linux/BlockDevices.h"
 
+#include "platform/linux/Mounts.h"
 #include "tests/support/TempDir.h"
 
 #include <gmock/gmock.h>
@@ -131,6 +132,47 @@ TEST_F(BlockDevicesTest, PartitionsOfALoopDeviceReadFromItsFile) {
     EXPECT_EQ(devices().backingFile(makedev(7, 0)), "/images/a disk.img");
     EXPECT_EQ(devices().backingFile(makedev(259, 0)), "/images/a disk.img");
     EXPECT_EQ(devices().backingFile(makedev(8, 0)), "");
+}
+
+TEST_F(BlockDevicesTest, WritingReachesWhatSharesSectorsAndNothingElse) {
+    add(kDisk, "8:0");
+    for (const int number : {1, 2, 3})
+        add(std::string(kDisk) + "/sda" + std::to_string(number), "8:" + std::to_string(number),
+            {{"partition", std::to_string(number)}});
+    // An encrypted volume on one partition, two logical volumes on another.
+    for (const int number : {0, 1, 2}) {
+        const std::string path = "virtual/block/dm-" + std::to_string(number);
+        add(path, "254:" + std::to_string(number));
+        addSlave(path, std::string(kDisk) + (number == 0 ? "/sda2" : "/sda3"));
+    }
+    // Two loop devices on one file, partitions on the first.
+    const std::string image = (root_ / "image").string();
+    std::ofstream(image) << "image";
+    add("virtual/block/loop0", "7:0", {{"loop/backing_file", image}});
+    add("virtual/block/loop0/loop0p1", "259:0", {{"partition", "1"}});
+    add("virtual/block/loop0/loop0p2", "259:1", {{"partition", "2"}});
+    add("virtual/block/loop1", "7:1", {{"loop/backing_file", image}});
+
+    const dev_t disk = makedev(8, 0);
+    const dev_t first = makedev(8, 1);
+    const dev_t encrypted = makedev(254, 0);
+    const auto reaches = [this](dev_t written, dev_t drive) {
+        return reachesDevice(writeTargets(written, devices()), drive, devices());
+    };
+    EXPECT_TRUE(reaches(first, first));
+    EXPECT_TRUE(reaches(first, disk));
+    EXPECT_TRUE(reaches(disk, first));
+    EXPECT_FALSE(reaches(first, makedev(8, 2)));
+    EXPECT_TRUE(reaches(encrypted, makedev(8, 2)));
+    EXPECT_TRUE(reaches(encrypted, disk));
+    EXPECT_TRUE(reaches(makedev(8, 2), encrypted));
+    EXPECT_TRUE(reaches(disk, encrypted));
+    EXPECT_FALSE(reaches(encrypted, first));
+    EXPECT_FALSE(reaches(makedev(254, 1), makedev(254, 2)));
+    EXPECT_FALSE(reaches(makedev(259, 0), makedev(259, 1)));
+    EXPECT_TRUE(reaches(makedev(259, 0), makedev(7, 0)));
+    EXPECT_TRUE(reaches(makedev(259, 0), makedev(7, 1)));
+    EXPECT_FALSE(reaches(makedev(7, 0), first));
 }
 
 } // namespace

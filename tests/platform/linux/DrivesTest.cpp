@@ -16,7 +16,7 @@
 namespace platform::test {
 namespace {
 
-constexpr std::uint64_t kMiB = 1024 * 1024;
+constexpr std::uint64_t kMiB = 1024ULL * 1024;
 
 /// A loop device on a file; without a name when the machine has none to give.
 class LoopDevice {

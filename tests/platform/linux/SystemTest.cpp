@@ -61,7 +61,7 @@ TEST(LinuxFile, MissingRightsAreSaid) {
 
 TEST(LinuxFile, UdevIsAskedAboutADeviceThatMayNotBeRead) {
     const kova::test::TempDir dir;
-    makeFat(dir / "node", 2 * 1024 * 1024, "-n OWN");
+    makeFat(dir / "node", 2ULL * 1024 * 1024, "-n OWN");
     std::ofstream(dir / "b8:17") << "E:ID_FS_TYPE=vfat\nE:ID_FS_VERSION=FAT32\n"
                                     "E:ID_FS_LABEL=other\nE:ID_FS_LABEL_ENC=By\\x20udev\\x\n"
                                     "E:ID_FS_UUID_ENC=1234-ABCD\n";
