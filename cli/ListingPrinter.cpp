@@ -1,5 +1,6 @@
 #include "cli/ListingPrinter.h"
 
+#include "cli/Interruption.h"
 #include "cli/JsonLine.h"
 #include "cli/counted.h"
 #include "model/texts.h"
@@ -12,6 +13,7 @@ using Entry = kova::ZTreeListing::Entry;
 template <typename Print>
 void ListingPrinter::forEachSelected(Print print) {
     for (std::size_t i = 0; i < listing_.entries().size(); ++i) {
+        Interruption::throwIfRequested();
         if (selection_.contains(i))
             print(listing_.entries()[i], i);
     }

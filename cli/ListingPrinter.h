@@ -4,7 +4,8 @@
 #include "cli/Selection.h"
 #include "engine/ZTreeListing.h"
 
-/// Prints what a scan has found.
+/// Prints what a scan has found. Each way of printing throws what `Output` does, and
+/// `Interruption::Stop` when the user asks to stop.
 class ListingPrinter {
 public:
     ListingPrinter(const kova::ZTreeListing& listing, const Selection& selection, Output& output)

@@ -1,7 +1,6 @@
 #include "cli/Output.h"
 
 #include "cli/CommandError.h"
-#include "cli/Interruption.h"
 #include "model/texts.h"
 #include "platform/Terminal.h"
 
@@ -44,7 +43,6 @@ void Output::printRaw(std::string_view line) {
 }
 
 void Output::append(std::string_view line) {
-    Interruption::throwIfRequested();
     buffer_ += line;
     buffer_ += '\n';
     if (buffer_.size() >= kBufferBytes)

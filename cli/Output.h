@@ -18,7 +18,7 @@ public:
     [[nodiscard]] bool isTerminal() const { return isTerminal_; }
 
     /// Prints one line; `line` has no line end of its own. Throws `CommandError` when writing
-    /// fails, `ClosedPipe` when nobody reads any more, `Interruption::Stop` on Ctrl-C.
+    /// fails, `ClosedPipe` when nobody reads any more.
     void print(const QString& line);
 
     /// Prints bytes as they are, adding a line end.

@@ -93,12 +93,11 @@ ExitCode RecoverCommand::run(const QCommandLineParser& parser) const {
 
     Source source(parser);
     const OutputDirectory directory(parser.value(kTo), source, overwrite);
-    kova::ZFileTree found;
-    filters.install(found);
-    source.scan(found);
-
     kova::ZFileTree wanted;
     {
+        kova::ZFileTree found;
+        filters.install(found);
+        source.scan(found);
         const kova::ZTreeListing listing(found);
         buildRecoveryTree(listing, Selection(listing, filters), picks, wanted);
     }
