@@ -22,8 +22,13 @@ struct ScanOptions {
     /// gaps counts as extracted; each can give a file that is not what was deleted.
     bool wholeFiles = false;
 
+    /// FAT: a long name ends at its first 0, which keeps what pads names of 248 to 254 characters
+    /// out of them; and the root directory is walked even where the FAT's first entry, which says
+    /// nothing about it, has been wiped.
+    bool lenientFat = false;
+
     /// What the programs use.
-    static ScanOptions today() { return {true, true, true}; }
+    static ScanOptions today() { return {true, true, true, true}; }
 };
 
 /// One file system on a media: finds what was deleted and reads it out.

@@ -38,8 +38,9 @@ void FatDirectoryWalk::open(uint32 cluster) {
     if (depth_ == levels_.size())
         levels_.emplace_back();
     Level& level = levels_[depth_++];
-    level.parser.begin(cluster, volume_.scanOptions().unsetDates);
-    level.isDeleted = volume_.table_.isFree(cluster);
+    level.parser.begin(cluster, volume_.scanOptions());
+    level.isDeleted = volume_.table_.isFree(cluster) &&
+                      !(cluster == kRootDirectory && volume_.scanOptions().lenientFat);
     level.runCount = 0;
     level.runUsed = 0;
     level.runMost = 1;

@@ -68,11 +68,11 @@ FatEntryParser::FatEntryParser() : entry_(kNoEntry) {
     longName_.reserve(kLongNameCapacity);
 }
 
-void FatEntryParser::begin(uint32 directoryCluster, bool unsetDates) {
+void FatEntryParser::begin(uint32 directoryCluster, const ScanOptions& options) {
     reset();
     endOfDirectory_ = false;
     directoryCluster_ = directoryCluster;
-    unsetDates_ = unsetDates;
+    options_ = options;
 }
 
 void FatEntryParser::reset() {
@@ -118,14 +118,16 @@ void FatEntryParser::finishLongName() {
         longName_.resize(kLongNameCapacity - 1);
         longName_.push_back(0);
     }
-    const std::size_t end = longName_.rfind(char16_t{0});
+    // What pads a name of 248 to 254 units stands before the last 0, the one added here.
+    const std::size_t end =
+        options_.lenientFat ? longName_.find(char16_t{0}) : longName_.rfind(char16_t{0});
     if (end != std::u16string::npos)
         longName_.resize(end);
     longNameValid_ = true;
 }
 
 bool FatEntryParser::isDateAcceptable(uint16 date, bool mayBeUnset) const {
-    if (date == 0 && mayBeUnset && unsetDates_)
+    if (date == 0 && mayBeUnset && options_.unsetDates)
         return true;
     return date >= kFirstDate && date <= kLastDate;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/ZFileTreeNode.h"
+#include "engine/ZVolume.h"
 #include "engine/fat/FatLayout.h"
 
 #include <string>
@@ -19,8 +20,7 @@ public:
     FatEntryParser();
 
     /// Starts a directory whose first cluster is `directoryCluster` (0: the root).
-    /// `unsetDates` takes entries whose creation or access date is 0.
-    void begin(uint32 directoryCluster, bool unsetDates);
+    void begin(uint32 directoryCluster, const ScanOptions& options);
 
     /// Takes the next entry, `FatDirectoryEntry::kBytes` bytes that stay in place until the next
     /// call.
@@ -65,7 +65,7 @@ private:
     /// Back to front while it is collected.
     std::u16string longName_;
     uint32 directoryCluster_ = 0;
-    bool unsetDates_ = false;
+    ScanOptions options_;
 };
 
 } // namespace kova

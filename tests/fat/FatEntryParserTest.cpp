@@ -13,9 +13,9 @@ namespace {
 using Names = std::vector<std::wstring>;
 
 /// The names of the entries that a directory of these is taken to hold.
-Names namesOf(const std::vector<FatRawEntry>& entries, bool unsetDates = false) {
+Names namesOf(const std::vector<FatRawEntry>& entries, const ScanOptions& options = {}) {
     FatEntryParser parser;
-    parser.begin(0, unsetDates);
+    parser.begin(0, options);
     Names names;
     for (const FatRawEntry& entry : entries) {
         parser.feed(entry.data());
@@ -154,7 +154,7 @@ TEST(FatEntryParser, RefusesImplausibleEntries) {
     const auto isAccepted = [](const auto& change, bool unsetDates = false) {
         FatEntry entry = withNames("NAME.TXT");
         change(entry);
-        return !namesOf({shortEntry(entry)}, unsetDates).empty();
+        return !namesOf({shortEntry(entry)}, ScanOptions{.unsetDates = unsetDates}).empty();
     };
     for (const auto date : {&FatEntry::creationDate, &FatEntry::accessDate, &FatEntry::writeDate}) {
         const auto withDate = [&](uint16 value, bool unsetDates = false) {
@@ -194,7 +194,7 @@ TEST(FatEntryParser, BuildsNodes) {
     entry.accessDate = 0;
     const auto entries = joined({longEntries(entry), {shortEntry(entry)}});
     FatEntryParser parser;
-    parser.begin(77, true);
+    parser.begin(77, {.unsetDates = true});
     for (const FatRawEntry& raw : entries)
         parser.feed(raw.data());
     ASSERT_TRUE(parser.entryComplete());
@@ -216,15 +216,25 @@ TEST(FatEntryParser, BuildsNodes) {
 
 TEST(FatEntryParser, SeesTheEndOfTheDirectory) {
     FatEntryParser parser;
-    parser.begin(0, false);
+    parser.begin(0, {});
     parser.feed(accepted().data());
     EXPECT_FALSE(parser.endOfDirectory());
     const FatRawEntry end{};
     parser.feed(end.data());
     EXPECT_TRUE(parser.endOfDirectory());
     EXPECT_FALSE(parser.entryComplete());
-    parser.begin(0, false);
+    parser.begin(0, {});
     EXPECT_FALSE(parser.endOfDirectory());
+}
+
+TEST(FatEntryParser, EndsALongNameAtItsFirstZeroOnRequest) {
+    // What pads a name of 250 units in its 20 entries is taken for a part of it otherwise.
+    const std::u16string longName(250, u'x');
+    const auto entries = longEntries(withNames("SHORT.TXT", longName));
+    const auto all = joined({entries, {accepted()}});
+    const std::wstring wide(250, L'x');
+    EXPECT_EQ(namesOf(all, {.lenientFat = true}).front(), wide);
+    EXPECT_EQ(namesOf(all).front(), wide + L'\0' + std::wstring(4, L'\uFFFF'));
 }
 
 } // namespace

@@ -209,6 +209,14 @@ FatBuilder withOrphan() {
     return volume;
 }
 
+TEST(FatScan, WalksTheRootOfAWipedTableOnRequest) {
+    FatBuilder volume;
+    volume.addFile(0, named("gone", kDeleted), "1");
+    volume.setFat(0, 0);
+    EXPECT_THAT(FatScan(volume.bytes()).paths(), IsEmpty());
+    EXPECT_THAT(FatScan(volume.bytes(), {.lenientFat = true}).paths(), ElementsAre("gone"));
+}
+
 TEST(FatScan, ReportsProgressAndCannotBeStopped) {
     FatBuilder volume = withOrphan();
     TestMedia media(volume.bytes());
