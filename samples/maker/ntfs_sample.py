@@ -269,6 +269,7 @@ def delete(root, entries):
         elif not entry.live:
             (root / entry.path).unlink()
     for folder in DELETED_FOLDERS:
+        set_times(root / folder, Entry(folder, b"", day=3))
         (root / folder).rmdir()
 
 
@@ -291,6 +292,8 @@ def reuse(root, records):
         set_times(root / entry.path, entry)
         entry.id = (root / entry.path).stat().st_ino
     (root / NEW_DELETED_FILE).unlink()
+    for folder in (*(path for path in root.rglob("*") if path.is_dir()), root):
+        set_times(folder, Entry(str(folder), b"", day=4))
     return new
 
 
