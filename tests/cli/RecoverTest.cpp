@@ -1,0 +1,303 @@
+#include "tests/cli/Program.h"
+#include "tests/platform/Tools.h"
+#include "tests/support/FatBuilder.h"
+#include "tests/support/NtfsBuilder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+#include <sys/mount.h>
+#include <sys/stat.h>
+
+namespace cli::test {
+namespace {
+
+namespace fs = std::filesystem;
+using kova::int64;
+using kova::test::FatBuilder;
+using kova::test::NtfsBuilder;
+using platform::test::succeeds;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Key;
+using testing::Pair;
+using testing::UnorderedElementsAre;
+
+constexpr int64 kRoot = 5;
+
+class RecoverTest : public testing::Test {
+protected:
+    Result recover(const std::vector<std::string>& options = {}) {
+        std::vector<std::string> arguments{"recover", image.string(), "--to", out.string()};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        return run(arguments);
+    }
+
+    /// A live and a deleted folder, an orphan, a file in a file, and equal names.
+    void makeTree() {
+        NtfsBuilder builder;
+        builder.directory(30, kRoot, u"live", true)
+            .directory(31, kRoot, u"gone", false)
+            .directory(32, 31, u"empty", false)
+            .deletedFile(40, 30, u"same.txt", "first")
+            .deletedFile(41, 30, u"same.txt", "second")
+            .deletedFile(42, 31, u"a?b.jpg", "picture")
+            .deletedFile(43, 42, u"in a file", "found")
+            .deletedFile(44, 60, u"orphan", "lost");
+        write(image, builder.build());
+    }
+
+    kova::test::TempDir dir;
+    fs::path image = dir / "volume.img";
+    fs::path out = dir / "new" / "out";
+};
+
+TEST_F(RecoverTest, EverythingWithItsFolders) {
+    makeTree();
+    const Result result = recover();
+    EXPECT_EQ(result.code, 0) << result.err;
+    EXPECT_EQ(result.out, "Recovered 5 files to \"" + out.string() + "\"; 0 failed.\n");
+    EXPECT_EQ(result.err, "");
+    EXPECT_THAT(filesBelow(out),
+                UnorderedElementsAre(Pair("live", "/"), Pair("live/same.txt", "first"),
+                                     Pair("live/same (2).txt", "second"), Pair("gone", "/"),
+                                     Pair("gone/empty", "/"), Pair("gone/a_b.jpg", "picture"),
+                                     Pair("Files with unknown path", "/"),
+                                     Pair("Files with unknown path/orphan", "lost"),
+                                     Pair("Files with unknown path/in a file", "found")));
+}
+
+TEST_F(RecoverTest, FiltersLeaveOutFilesAndEmptyFolders) {
+    makeTree();
+    EXPECT_EQ(recover({"--types", "documents"}).code, 0);
+    EXPECT_THAT(filesBelow(out),
+                UnorderedElementsAre(Key("live"), Key("live/same.txt"), Key("live/same (2).txt")));
+    fs::remove_all(out);
+    EXPECT_EQ(recover({"--max-size", "4"}).code, 0);
+    EXPECT_THAT(filesBelow(out), UnorderedElementsAre(Key("Files with unknown path"),
+                                                      Key("Files with unknown path/orphan")));
+}
+
+TEST_F(RecoverTest, PicksAreWrittenDirectlyBelow) {
+    makeTree();
+    EXPECT_EQ(recover({"--id", "42", "--path", "live/same.txt", "--id", "32", "--id", "31"}).code,
+              0);
+    EXPECT_THAT(filesBelow(out),
+                UnorderedElementsAre(Pair("same.txt", "first"), Pair("same (2).txt", "second"),
+                                     Pair("gone", "/"), Pair("gone/a_b.jpg", "picture"),
+                                     Pair("gone/empty", "/")))
+        << "what a picked folder holds is written once";
+    fs::remove_all(dir / "new");
+    EXPECT_EQ(recover({"--id", "-2", "--name", "orphan"}).code, 0);
+    EXPECT_THAT(filesBelow(out), UnorderedElementsAre(Key("Files with unknown path"),
+                                                      Key("Files with unknown path/orphan")));
+    fs::remove_all(dir / "new");
+
+    for (const auto& [options, words] : std::map<std::vector<std::string>, std::string>{
+             {{"--id", "40", "--id", "99"}, "99"},
+             {{"--path", "live/Same.txt"}, "live/Same"},
+             {{"--id", "x"}, "x"},
+             {{"--id", "40", "--min-size", "9"}, "40"}}) {
+        const Result result = recover(options);
+        EXPECT_EQ(result.code, 2);
+        EXPECT_THAT(result.err, HasSubstr(words));
+        EXPECT_FALSE(fs::exists(dir / "new"));
+    }
+}
+
+TEST_F(RecoverTest, ExistingFilesAreKeptUnlessToBeOverwritten) {
+    makeTree();
+    fs::create_directories(out);
+    write(out / "orphan", "mine");
+    EXPECT_EQ(recover({"--id", "44"}).code, 0);
+    EXPECT_THAT(filesBelow(out),
+                UnorderedElementsAre(Pair("orphan", "mine"), Pair("orphan (2)", "lost")));
+    EXPECT_EQ(recover({"--id", "44", "--overwrite", "--keep-times"}).code, 0);
+    EXPECT_EQ(contentOf(out / "orphan"), "lost");
+
+    struct stat status {};
+
+    ASSERT_EQ(::stat((out / "orphan").c_str(), &status), 0);
+    EXPECT_LT(status.st_mtime, 0) << "the volume says the year 1601";
+}
+
+TEST_F(RecoverTest, RefusesAnOutputThatCannotBeOrMustNotBe) {
+    makeTree();
+    write(dir / "file", "x");
+    const auto refusal = [&](const fs::path& to, const std::vector<std::string>& options = {}) {
+        out = to;
+        const Result result = recover(options);
+        EXPECT_EQ(result.code, 4) << to << result.err;
+        EXPECT_EQ(result.out, "");
+        return result.err;
+    };
+    const std::string bytes = contentOf(image);
+    fs::create_symlink(image, dir / "link");
+    EXPECT_THAT(refusal(image), HasSubstr("the image that is read"));
+    EXPECT_THAT(refusal(dir / "link"), HasSubstr("the image that is read"));
+    EXPECT_THAT(refusal(dir / "file"), HasSubstr("is a file"));
+    EXPECT_THAT(refusal(dir / "file" / "below"), HasSubstr("cannot be created"));
+    EXPECT_THAT(refusal("/proc/orvane"), HasSubstr("cannot be created"));
+    fs::create_directory_symlink(dir.path().parent_path(), dir / "above");
+    EXPECT_THAT(refusal(dir / "above", {"--overwrite"}), HasSubstr("--overwrite"));
+    EXPECT_EQ(contentOf(image), bytes);
+    out = dir.path();
+    EXPECT_EQ(recover().code, 0) << "beside the image is no harm while nothing is replaced";
+    EXPECT_EQ(contentOf(image), bytes);
+}
+
+TEST_F(RecoverTest, RefusesADirectoryInAMountOfTheImage) {
+    const fs::path mount = dir / "mount";
+    platform::test::makeNtfs(image, 16 << 20);
+    fs::create_directory(mount);
+    if (!succeeds("ntfs-3g '" + image.string() + "' '" + mount.string() + "'"))
+        GTEST_SKIP() << "no FUSE here";
+    out = mount / "new" / "out";
+    const Result result = recover();
+    const bool created = fs::exists(mount / "new");
+    succeeds("umount '" + mount.string() + "'");
+    EXPECT_FALSE(created);
+    EXPECT_EQ(result.code, 4) << result.err;
+    EXPECT_THAT(result.err, HasSubstr("lies on the drive that is read"));
+}
+
+TEST_F(RecoverTest, SaysWhatIsNotWhole) {
+    FatBuilder builder;
+    builder.addFile(0, {.name = "WHOLE.TXT", .longName = u"whole.txt", .deleted = true}, "whole");
+    const std::string data = noise(20'000, 1);
+    const kova::uint32 cluster =
+        builder.addFile(0, {.name = "CUT.BIN", .longName = u"cut.bin", .deleted = true}, data);
+    auto bytes = builder.bytes();
+    bytes.resize(builder.offsetOf(cluster) + 8192);
+    write(image, bytes);
+    const Result result = recover();
+    EXPECT_EQ(result.code, 1);
+    EXPECT_THAT(result.lines(),
+                ElementsAre("Recovered 1 file to \"" + out.string() + "\"; 1 failed.",
+                            "Failed:", HasSubstr("cut.bin: the drive does not hold all of it")));
+    EXPECT_EQ(contentOf(out / "whole.txt"), "whole");
+    EXPECT_EQ(contentOf(out / "cut.bin").substr(0, 8192), data.substr(0, 8192));
+}
+
+/// A FAT volume of a real tool with a small deleted file and one of nearly 4 GiB behind it.
+class LongRecoverTest : public RecoverTest {
+protected:
+    void SetUp() override {
+        constexpr std::uintmax_t kImageBytes = 6ULL << 30;
+        platform::test::makeFat(image, kImageBytes, "-F 32");
+        write(dir / "data", small);
+        const std::string name = "'" + image.string() + "'";
+        platform::test::run("mcopy -i " + name + " '" + (dir / "data").string() +
+                            "' ::/FIRST.BIN && mcopy -i " + name + " '" + (dir / "data").string() +
+                            "' ::/SECOND.BIN && mdel -i " + name + " ::/FIRST.BIN ::/SECOND.BIN");
+        std::string start(64 << 20, '\0');
+        std::ifstream(image, std::ios::binary)
+            .read(start.data(), static_cast<std::streamsize>(start.size()));
+        const std::size_t entry = start.find("\xE5"
+                                             "ECOND  BIN");
+        ASSERT_NE(entry, std::string::npos);
+        constexpr std::size_t kSizeField = 28;
+        platform::test::overwrite(image, entry + kSizeField, {0xFF, 0xFF, 0xFF, 0xFF});
+    }
+
+    const std::string small = noise(5000, 2);
+};
+
+TEST_F(LongRecoverTest, StopsWithoutAHalfWrittenFile) {
+    QProcess process;
+    start(process, {"recover", image.string(), "--to", out.string()});
+    const fs::path second = out / "_ECOND.BIN";
+    std::error_code missing;
+    while (process.state() != QProcess::NotRunning && fs::file_size(second, missing) + 1 <= 1)
+        process.waitForFinished(1);
+    ::kill(static_cast<pid_t>(process.processId()), SIGINT);
+    const Result result = waitFor(process);
+    EXPECT_EQ(result.code, 130) << result.err;
+    EXPECT_THAT(result.lines(),
+                ElementsAre("Recovered 1 file to \"" + out.string() + "\"; 0 failed.",
+                            "1 file not recovered yet."));
+    EXPECT_EQ(result.err, "orvane-cli: stopped\n");
+    EXPECT_THAT(filesBelow(out), ElementsAre(Pair("_IRST.BIN", small)));
+}
+
+TEST_F(LongRecoverTest, EndsWhenTheOutputIsFull) {
+    const fs::path mount = dir / "small";
+    fs::create_directory(mount);
+    if (::mount("tmpfs", mount.c_str(), "tmpfs", 0, "size=1M") != 0)
+        GTEST_SKIP() << "no right to mount";
+    out = mount / "out";
+    const Result result = recover();
+    EXPECT_EQ(result.code, 4);
+    EXPECT_THAT(result.out, HasSubstr("Recovered 1 file"));
+    EXPECT_THAT(result.out, HasSubstr("_ECOND.BIN: is not complete"));
+    EXPECT_THAT(result.err, HasSubstr("the output drive is full"));
+    EXPECT_EQ(contentOf(out / "_IRST.BIN"), small);
+
+    const Result before = recover();
+    EXPECT_EQ(before.code, 4) << "full from the start";
+    EXPECT_THAT(before.err, HasSubstr("cannot be written"));
+    ::umount(mount.c_str());
+}
+
+/// Volumes written by the systems' own tools: what was deleted comes back byte for byte.
+class RealVolumeTest : public RecoverTest {
+protected:
+    const std::map<std::string, std::string> files{
+        {"Photos/Gr\u00FC\u00DFe.jpg", noise(300'000, 3)},
+        {"Photos/\u5199\u771F.png", noise(70'001, 4)},
+        {"Letters/Year 2024/to whom it may concern.txt", "Dear all,\n"},
+    };
+};
+
+TEST_F(RealVolumeTest, Fat) {
+    for (const std::string type : {"-F 12", "-F 16", "-F 32"}) {
+        fs::remove(image);
+        fs::remove_all(out);
+        platform::test::makeFat(image, type == "-F 12" ? 4 << 20 : 64 << 20, type);
+        const std::string tools =
+            "export LC_ALL=C.UTF-8 MTOOLS_SKIP_CHECK=1; I='" + image.string() + "'; ";
+        platform::test::run(tools + "mmd -i $I ::/Photos ::/Letters '::/Letters/Year 2024'");
+        for (const auto& [path, content] : files) {
+            write(dir / "data", content);
+            platform::test::run(tools + "mcopy -i $I '" + (dir / "data").string() + "' '::/" +
+                                path + "'");
+        }
+        platform::test::run(tools + "mdeltree -i $I ::/Photos ::/Letters");
+        EXPECT_EQ(recover().code, 0);
+        auto found = filesBelow(out);
+        for (const auto& [path, content] : files)
+            EXPECT_EQ(found[path], content) << type << " " << path;
+        EXPECT_EQ(found.size(), files.size() + 3) << type;
+    }
+}
+
+TEST_F(RealVolumeTest, Ntfs) {
+    const fs::path mount = dir / "mount";
+    fs::create_directory(mount);
+    platform::test::makeNtfs(image, 32 << 20);
+    if (!succeeds("ntfs-3g '" + image.string() + "' '" + mount.string() + "'"))
+        GTEST_SKIP() << "no FUSE here";
+    fs::create_directories(mount / "Photos");
+    fs::create_directories(mount / "Letters" / "Year 2024");
+    for (const auto& [path, content] : files)
+        write(mount / path, content);
+    write(mount / "Photos" / "live.jpg", "live");
+    EXPECT_TRUE(succeeds("umount '" + mount.string() + "' && ntfs-3g '" + image.string() + "' '" +
+                         mount.string() + "'"));
+    fs::remove_all(mount / "Letters");
+    fs::remove(mount / "Photos/Gr\u00FC\u00DFe.jpg");
+    fs::remove(mount / "Photos/\u5199\u771F.png");
+    EXPECT_TRUE(succeeds("umount '" + mount.string() + "'"));
+
+    EXPECT_EQ(recover().code, 0);
+    auto found = filesBelow(out);
+    for (const auto& [path, content] : files)
+        EXPECT_EQ(found[path], content) << path;
+    EXPECT_EQ(found.size(), files.size() + 3);
+}
+
+} // namespace
+} // namespace cli::test
