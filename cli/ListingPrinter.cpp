@@ -23,7 +23,7 @@ void ListingPrinter::forEachSelected(Print print) {
 void ListingPrinter::printTree() {
     constexpr int kSizeColumns = 12;
     constexpr int kTimeColumns = 17;
-    constexpr int kIndent = 2;
+    constexpr qsizetype kIndent = 2;
     const auto line = [&](const QString& size, const QString& time, bool exists) {
         return QStringLiteral("%1  %2  %3 ")
             .arg(size, kSizeColumns)

@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr std::size_t kBufferBytes = 256 * 1024;
+constexpr std::size_t kBufferBytes = std::size_t{256} << 10;
 
 /// Cleaned line by line, as a line end is a control character too.
 QString cleaned(const QString& text) {

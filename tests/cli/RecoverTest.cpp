@@ -21,7 +21,6 @@ using kova::test::NtfsBuilder;
 using platform::test::succeeds;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::Key;
 using testing::Pair;
 using testing::UnorderedElementsAre;
@@ -261,9 +260,11 @@ TEST_F(RealVolumeTest, Fat) {
             "export LC_ALL=C.UTF-8 MTOOLS_SKIP_CHECK=1; I='" + image.string() + "'; ";
         platform::test::run(tools + "mmd -i $I ::/Photos ::/Letters '::/Letters/Year 2024'");
         for (const auto& [path, content] : files) {
-            write(dir / "data", content);
-            platform::test::run(tools + "mcopy -i $I '" + (dir / "data").string() + "' '::/" +
-                                path + "'");
+            const fs::path data = dir / "data";
+            write(data, content);
+            std::string copy = tools;
+            copy.append("mcopy -i $I '").append(data).append("' '::/").append(path).append("'");
+            platform::test::run(copy);
         }
         platform::test::run(tools + "mdeltree -i $I ::/Photos ::/Letters");
         EXPECT_EQ(recover().code, 0);

@@ -10,6 +10,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <algorithm>
 #include <limits>
 
 namespace cli::test {
@@ -76,12 +77,10 @@ TEST_F(ScanTest, JsonTellsEverythingAsItIs) {
         .deletedFile(37, 35, u"in a file", "3");
     const auto objects = scanJson(builder);
 
-    const auto paths = [&] {
-        std::vector<std::string> all;
-        for (const QJsonObject& object : objects)
-            all.push_back(object["path"].toString().toStdString());
-        return all;
-    }();
+    std::vector<std::string> paths(objects.size());
+    std::transform(objects.begin(), objects.end(), paths.begin(), [](const QJsonObject& object) {
+        return object["path"].toString().toStdString();
+    });
     ASSERT_EQ(objects.size(), 9U) << testing::PrintToString(paths);
     const QString oddName(reinterpret_cast<const QChar*>(odd.data()),
                           static_cast<qsizetype>(odd.size()));

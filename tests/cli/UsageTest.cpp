@@ -114,11 +114,12 @@ TEST_F(SourceTest, APartitionIsChosenByItsNumber) {
     fat.addFile(0, {.name = "ON.FAT", .longName = u"on.fat", .deleted = true}, "x");
     kova::test::NtfsBuilder ntfs;
     ntfs.deletedFile(40, 5, u"on ntfs", "y");
-    constexpr uint32 kSector = 512;
+    constexpr std::size_t kSector = 512;
     constexpr uint32 kFatStart = 64;
     constexpr uint32 kNtfsStart = 16384;
     std::vector<uint8> disk(kFatStart * kSector);
-    const auto append = [&](const std::vector<uint8>& volume, uint32 start, int entry, uint8 type) {
+    const auto append = [&](const std::vector<uint8>& volume, uint32 start, std::size_t entry,
+                            uint8 type) {
         disk.resize(start * kSector);
         disk.insert(disk.end(), volume.begin(), volume.end());
         uint8* record = disk.data() + 446 + entry * 16;
