@@ -29,13 +29,13 @@ public:
 
     /// The value of `id`, added as `Value{}` when it has none.
     Value& operator[](int64 id) {
+        if (Value* value = find(id))
+            return *value;
         if (3 * (count_ + 1) > 2 * slots_.size())
             grow();
         Slot& slot = slots_[slotOf(id)];
-        if (slot.id != id) {
-            slot.id = id;
-            ++count_;
-        }
+        slot.id = id;
+        ++count_;
         return slot.value;
     }
 

@@ -112,6 +112,12 @@ const std::vector<int64>& ZFileTree::childIds(int64 parentId) const {
     return list == nullptr ? none : *list;
 }
 
+void ZFileTree::settle() {
+    const std::vector<int64> sparse(sparseLists_.begin(), sparseLists_.end());
+    for (const int64 parentId : sparse)
+        listOf(parentId);
+}
+
 /// The child list of `parentId` with its gaps closed, null when there is none.
 const std::vector<int64>* ZFileTree::listOf(int64 parentId) const {
     const auto found = children.find(parentId);

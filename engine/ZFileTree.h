@@ -18,7 +18,8 @@ namespace kova {
 /// have no node themselves are kept as missing parents until they are inserted or their children
 /// are moved. Nothing here says that parents form a tree: use `ZTreeWalk` to walk one.
 ///
-/// Used by one thread at a time, reads included. Fails only when memory runs out.
+/// Used by one thread at a time, reads included; after `settle` and until the next change, several
+/// threads may read what is stored. Fails only when memory runs out.
 class ZFileTree {
 public:
     ZFileTree() = default;
@@ -56,6 +57,9 @@ public:
     /// Ids of the children of `parentId` in row order, empty when there are none; `kNoParent`
     /// stands for the root. Valid until the tree changes.
     [[nodiscard]] const std::vector<int64>& childIds(int64 parentId) const;
+
+    /// Does now what reads otherwise do when they come by, so that they change nothing.
+    void settle();
 
     /// Every stored node by id.
     [[nodiscard]] const std::map<int64, ZFileTreeNode>& allNodes() const { return nodes; }

@@ -156,6 +156,7 @@ bool RecoveryWorker::Run::enterFolder(const ZFileTreeNode& node) {
 void RecoveryWorker::Run::recoverFile(const ZFileTreeNode& node) {
     output_.choose(node.name, OutputName::Kind::File);
     qCDebug(recoveryLog).noquote().nospace() << "Recovering " << outputPath();
+    emit worker_.fileStarted(outputPath(), worker_.processedFiles + 1, worker_.totalFiles);
     OutputStream stream(worker_.interrupted_);
     auto failure = write(node, stream);
 

@@ -68,6 +68,10 @@ signals:
     void progressChanged(double value);
     void finished(uint totalFiles, uint recoveredFiles);
 
+    /// A file is about to be written: its path, to which a number may still be added, and which
+    /// of how many it is, counted from 1.
+    void fileStarted(QString path, uint number, uint totalFiles);
+
     /// One file is done: the path it was written to, and how many of how many have been
     /// attempted with it.
     void fileFinished(QString path, bool extracted, uint processedFiles, uint totalFiles);
