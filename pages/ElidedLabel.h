@@ -1,0 +1,18 @@
+#pragma once
+
+#include <QLabel>
+
+/// A line of text that is shortened in its middle to the width there is, so that it never asks
+/// for more.
+class ElidedLabel : public QLabel {
+    Q_OBJECT
+
+public:
+    explicit ElidedLabel(QWidget* parent = nullptr);
+
+    [[nodiscard]] QSize sizeHint() const override;
+    [[nodiscard]] QSize minimumSizeHint() const override;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+};

@@ -1,0 +1,75 @@
+#pragma once
+
+#include "workers/RecoveryWorker.h"
+
+#include <QStringList>
+#include <QTimer>
+#include <QWidget>
+
+#include <memory>
+
+namespace Ui {
+class RecoveryWidget;
+} // namespace Ui
+
+/// Shows how a recovery goes on, and at its end what came of it.
+///
+/// The bar fills by itself on the worker's coarse reports. After a cancellation it never does, and
+/// Cancel stays; it deletes the page then. Pressed a second time while the worker still writes, it
+/// asks for an end in the middle of the file.
+class RecoveryWidget : public QWidget {
+    Q_OBJECT
+
+public:
+    explicit RecoveryWidget(QWidget* parent = nullptr);
+    RecoveryWidget(const RecoveryWidget&) = delete;
+    RecoveryWidget& operator=(const RecoveryWidget&) = delete;
+    ~RecoveryWidget() override;
+
+    /// Before the worker starts: paths below it are shown from there on.
+    void setOutputDirectory(const QString& directory);
+
+    /// Before `finished`: why the recovery ends early, in a sentence, when the user did not ask.
+    void setEndReason(const QString& reason);
+
+public slots:
+    void progressChanged(double value);
+    void statusChanged(QString newStatus);
+    void finished(uint totalFiles, uint recoveredFiles);
+    void incrementProgress();
+
+    void fileStarted(QString path, uint number, uint totalFiles);
+    void fileFailed(QString path, RecoveryWorker::Problem problem, QString detail);
+
+signals:
+    void cancel();
+    void modalAllowClose(bool allow);
+    void cancelAtOnce();
+
+protected:
+    bool event(QEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+
+private:
+    void onCancelClicked();
+    void refresh();
+    void scheduleRefresh();
+    void growFrame();
+
+    [[nodiscard]] QString shownPath(const QString& path) const;
+
+    std::unique_ptr<Ui::RecoveryWidget> ui;
+    QString outputDirectory_;
+    QString endReason_;
+
+    bool cancelled_ = false;  ///< The user has asked.
+    bool reachedEnd_ = false; ///< The worker has reported all of it, and the bar fills.
+    bool finished_ = false;
+
+    /// The worker may report thousands of files a second; they are shown now and then.
+    QTimer refreshTimer_;
+    QString line_;
+    QString count_;
+    uint failed_ = 0;
+    QStringList newFailures_;
+};
