@@ -1,0 +1,282 @@
+#include "pages/ResultFrame.h"
+
+#include "model/FileModel.h"
+#include "model/NameDelegate.h"
+#include "model/texts.h"
+#include "pages/PagePalette.h"
+#include "pages/RecoveryWidget.h"
+#include "platform/Drives.h"
+#include "ui_ResultFrame.h"
+#include "workers/RecoveryWorker.h"
+
+#include <QCursor>
+#include <QFileDialog>
+#include <QMenu>
+#include <QMessageBox>
+
+#include <utility>
+
+namespace {
+
+constexpr QSize kPlayerButton{24, 24};
+
+/// "C:" at the end of "\\.\C:".
+constexpr int kDrivePrefixLength = 2;
+
+} // namespace
+
+ResultFrame::ResultFrame(QWidget* parent)
+    : QWidget(parent), ui(std::make_unique<Ui::ResultFrame>()) {
+    ui->setupUi(this);
+    setPalette(pagePalette());
+    setFocusProxy(ui->tree);
+    ui->tree->setItemDelegate(new NameDelegate(ui->tree));
+    ui->btnPlay->setFixedSize(kPlayerButton);
+    ui->btnStop->setFixedSize(kPlayerButton);
+    ui->cmbView->hide();
+    chooseDirectory_ = [this](const QString& start) {
+        return QFileDialog::getExistingDirectory(
+            this, tr("Select output directory"), start,
+            QFileDialog::ShowDirsOnly | QFileDialog::DontResolveSymlinks);
+    };
+    connect(ui->tree, &QTreeView::clicked, this, &ResultFrame::onItemClicked);
+
+    recoverAction_ = new QAction(tr("Recover the file(s)..."), this);
+    asTextAction_ = new QAction(tr("as text"), this);
+    asSoundAction_ = new QAction(tr("as sound"), this);
+    asImageAction_ = new QAction(tr("as image"), this);
+    // There are no viewers yet.
+    for (QAction* action : {asTextAction_, asSoundAction_, asImageAction_})
+        action->setEnabled(false);
+    connect(ui->tree, &QTreeView::customContextMenuRequested, this,
+            &ResultFrame::customContextMenuRequested);
+    connect(recoverAction_, &QAction::triggered, this, &ResultFrame::recoverSelectedFiles);
+}
+
+ResultFrame::~ResultFrame() {
+    cleanup();
+}
+
+void ResultFrame::setDirectoryChooser(DirectoryChooser chooser) {
+    chooseDirectory_ = std::move(chooser);
+}
+
+void ResultFrame::init(kova::ZVolume* newVolume, kova::ZFileTree* newTree) {
+    if (volume != nullptr || tree != nullptr)
+        cleanup();
+    volume.reset(newVolume);
+    media_.reset(newVolume == nullptr ? nullptr : newVolume->media());
+    tree.reset(newTree);
+    if (volume != nullptr) {
+        ui->lblFailure->hide();
+        ui->horSplitter->show();
+    }
+    ui->lblSubtitle->setText(volume == nullptr ? tr("Results")
+                                               : tr("Results for drive ") + drivePrefix());
+    if (tree == nullptr)
+        return;
+
+    if (tree->childCount(kova::kLostFolder) > 0) {
+        kova::ZFileTreeNode lost;
+        lost.id = kova::kLostFolder;
+        lost.parentId = tree->rootId;
+        lost.name = L"Files with unknown path";
+        lost.isDirectory = true;
+        tree->insert(lost);
+    }
+    // The view is painted while a recovery reads the tree in another thread.
+    tree->settle();
+    ui->tree->setModel(new FileModel(tree.get()));
+    QHeaderView* header = ui->tree->header();
+    header->setSectionResizeMode(QHeaderView::Interactive);
+    header->setSectionResizeMode(0, QHeaderView::Stretch);
+    header->setStretchLastSection(false);
+}
+
+void ResultFrame::showFailure(const QString& reason) {
+    ui->lblFailure->setText(reason);
+    ui->horSplitter->hide();
+    ui->lblFailure->show();
+}
+
+void ResultFrame::cleanup() {
+    stopRecovery();
+    previewStop();
+    const QAbstractItemModel* model = ui->tree->model();
+    ui->tree->setModel(nullptr);
+    delete model;
+    ui->lblFailure->hide();
+    ui->horSplitter->show();
+    tree.reset();
+    media_.reset();
+    if (volume != nullptr)
+        volume->setProgressCallback({});
+    volume.reset();
+}
+
+void ResultFrame::customContextMenuRequested(QPoint /*pos*/) {
+    auto* menu = new QMenu(this);
+    auto* preview = new QMenu(tr("Force preview"), menu);
+    preview->addAction(asTextAction_);
+    preview->addAction(asSoundAction_);
+    preview->addAction(asImageAction_);
+    menu->addAction(recoverAction_);
+    menu->addSeparator();
+    menu->addMenu(preview);
+    menu->exec(QCursor::pos());
+    menu->deleteLater();
+}
+
+void ResultFrame::onItemClicked(QModelIndex index) {
+    const auto* model = qobject_cast<const FileModel*>(index.model());
+    const kova::ZFileTreeNode* node = model == nullptr ? nullptr : model->nodeFromIndex(index);
+    previewError(node == nullptr || node->isDirectory ? tr("Please, select a file")
+                                                      : tr("Files cannot be previewed yet"));
+}
+
+void ResultFrame::previewError(QString message) {
+    ui->previewStack->setCurrentWidget(ui->pageNoPreview);
+    ui->whyNoPreview->setText(message);
+}
+
+void ResultFrame::previewStop() {
+    previewError(tr("Please, select a file"));
+}
+
+void ResultFrame::recoverSelectedFiles() {
+    if (ui->tree->selectionModel() == nullptr || volume == nullptr || isRecovering())
+        return;
+    const QSet<kova::int64> ids = selectedIds();
+    if (ids.isEmpty()) {
+        notify(tr("Please, select files you want to recover"));
+        return;
+    }
+    const QString directory = chooseDirectory_(lastOutputDir);
+    // Events have been processed meanwhile.
+    if (directory.isEmpty() || volume == nullptr || isRecovering())
+        return;
+    if (liesOnScannedDrive(directory)) {
+        notify(tr("Please, select another logical drive to avoid overwriting of your deleted "
+                  "files"));
+        return;
+    }
+    lastOutputDir = directory;
+    startRecovery(directory, ids);
+}
+
+QSet<kova::int64> ResultFrame::selectedIds() const {
+    QSet<kova::int64> ids;
+    for (const QModelIndex& row : ui->tree->selectionModel()->selectedRows(0))
+        ids.insert(static_cast<const kova::ZFileTreeNode*>(row.internalPointer())->id);
+    return ids;
+}
+
+QString ResultFrame::drivePrefix() const {
+    return toQString(media_->path()).right(kDrivePrefixLength);
+}
+
+/// By its spelling, and by the device it really lies on: a drive may be mounted anywhere.
+bool ResultFrame::liesOnScannedDrive(const QString& directory) const {
+    const QString prefix = drivePrefix();
+    if (prefix.size() < kDrivePrefixLength)
+        return false;
+    return directory.startsWith(prefix) ||
+           platform::liesOnDrive(toWide(directory), prefix.front().toLatin1());
+}
+
+void ResultFrame::notify(const QString& text) {
+    QMessageBox::information(this, QStringLiteral(" "), text, QMessageBox::Ok,
+                             QMessageBox::NoButton);
+}
+
+void ResultFrame::startRecovery(const QString& directory, const QSet<kova::int64>& ids) {
+    stopRecovery(); // The last worker has finished, its thread perhaps not yet.
+    QString outputDir = directory;
+    while (outputDir.size() > 1 && outputDir.endsWith(QLatin1Char('/')))
+        outputDir.chop(1);
+
+    auto* worker = new RecoveryWorker;
+    // Deleted files often share a name with one that exists, or with each other. Opening what
+    // exists would mix two files in one; so each gets a name of its own.
+    worker->setExistingFile(RecoveryWorker::ExistingFile::KeepBoth);
+    worker->init(outputDir, volume.get(), tree.get(), ids);
+    auto* thread = new QThread(this);
+    auto* widget = new RecoveryWidget;
+    widget->setOutputDirectory(outputDir);
+    recoveryWorker_ = worker;
+    recoveryThread_ = thread;
+    recoveryWidget_ = widget;
+
+    connect(thread, &QThread::started, worker, &RecoveryWorker::start);
+    connect(thread, &QThread::finished, worker, &QObject::deleteLater);
+    connect(thread, &QThread::finished, thread, &QObject::deleteLater);
+    watch(*worker);
+    connect(worker, &RecoveryWorker::finished, thread, &QThread::quit);
+    worker->moveToThread(thread);
+
+    connect(worker, &RecoveryWorker::progressChanged, widget, &RecoveryWidget::progressChanged);
+    connect(worker, &RecoveryWorker::statusChanged, widget, &RecoveryWidget::statusChanged);
+    connect(widget, &RecoveryWidget::cancel, worker, &RecoveryWorker::stop);
+    connect(worker, &RecoveryWorker::finished, widget, &RecoveryWidget::finished);
+    connect(worker, &RecoveryWorker::fileStarted, widget, &RecoveryWidget::fileStarted);
+    connect(worker, &RecoveryWorker::fileFailed, widget, &RecoveryWidget::fileFailed);
+    connect(widget, &RecoveryWidget::cancelAtOnce, this, &ResultFrame::interruptRecovery);
+    // Its frame may be closed until the worker first reports.
+    connect(widget, &QObject::destroyed, this, &ResultFrame::interruptRecovery);
+
+    emit showOverlay(widget);
+    thread->start(QThread::InheritPriority);
+}
+
+/// The page's own connections to a worker that has not been moved to its thread yet.
+void ResultFrame::watch(RecoveryWorker& worker) {
+    // Comes before the thread is told to quit, so that the worker exists while it is remembered.
+    connect(&worker, &RecoveryWorker::finished, this,
+            [this, of = &worker](uint totalFiles, uint attemptedFiles) {
+                if (of == recoveryWorker_)
+                    onRecoveryFinished(totalFiles, attemptedFiles);
+            });
+    // Without the drive, or room for more, all that is left would fail: what was written before is
+    // all there will be. In the worker's thread, which alone uses the media.
+    connect(
+        &worker, &RecoveryWorker::fileFailed, &worker,
+        [of = &worker, media = media_.get()](const QString& /*path*/,
+                                             RecoveryWorker::Problem problem) {
+            if (problem == RecoveryWorker::Problem::OutputFull ||
+                media->error() == platform::Error::DeviceGone)
+                of->interrupt();
+        },
+        Qt::DirectConnection);
+    connect(&worker, &RecoveryWorker::fileFailed, this,
+            [this](const QString& /*path*/, RecoveryWorker::Problem problem) {
+                if (problem == RecoveryWorker::Problem::OutputFull && recoveryWidget_ != nullptr)
+                    recoveryWidget_->setEndReason(tr("The output drive is full"));
+            });
+}
+
+void ResultFrame::onRecoveryFinished(uint totalFiles, uint attemptedFiles) {
+    recoveryWorker_ = nullptr;
+    if (recoveryWidget_ == nullptr) {
+        notify(tr("The recovery was stopped after %1 of %2 files")
+                   .arg(attemptedFiles)
+                   .arg(totalFiles));
+        return;
+    }
+    if (media_->error() == platform::Error::DeviceGone)
+        recoveryWidget_->setEndReason(tr("The drive was removed"));
+}
+
+void ResultFrame::interruptRecovery() {
+    if (recoveryWorker_ != nullptr)
+        recoveryWorker_->interrupt();
+}
+
+void ResultFrame::stopRecovery() {
+    interruptRecovery();
+    recoveryWorker_ = nullptr;
+    if (recoveryThread_ == nullptr)
+        return;
+    recoveryThread_->quit();
+    recoveryThread_->wait();
+    recoveryThread_.clear();
+}

@@ -1,0 +1,105 @@
+#pragma once
+
+#include "engine/ZCustomMedia.h"
+#include "engine/ZFileTree.h"
+#include "engine/ZVolume.h"
+
+#include <QAction>
+#include <QModelIndex>
+#include <QPointer>
+#include <QSet>
+#include <QThread>
+#include <QWidget>
+
+#include <functional>
+#include <memory>
+
+namespace Ui {
+class ResultFrame;
+} // namespace Ui
+
+class RecoveryWidget;
+class RecoveryWorker;
+
+/// Shows what a scan found and recovers what is selected of it.
+///
+/// A recovery runs in a thread of its own and reads the volume and the tree, which the page owns;
+/// they are not freed before that thread has ended. Meanwhile the page only reads what a settled
+/// tree holds.
+class ResultFrame : public QWidget {
+    Q_OBJECT
+
+public:
+    /// Asks the user for a directory, starting from the given one; empty when there is no answer.
+    using DirectoryChooser = std::function<QString(const QString& start)>;
+
+    explicit ResultFrame(QWidget* parent = nullptr);
+    ResultFrame(const ResultFrame&) = delete;
+    ResultFrame& operator=(const ResultFrame&) = delete;
+    ~ResultFrame() override;
+
+    /// True from `init` with a volume until `cleanup`: there is something to recover from.
+    [[nodiscard]] bool hasVolume() const { return volume != nullptr; }
+
+    /// True while a recovery reads the volume.
+    [[nodiscard]] bool isRecovering() const { return recoveryWorker_ != nullptr; }
+
+    /// Ends a running recovery in the middle of a file, if need be, and waits for its thread.
+    /// Its page is still told how far it came.
+    void stopRecovery();
+
+    /// A dialog of the desktop unless set.
+    void setDirectoryChooser(DirectoryChooser chooser);
+
+public slots:
+    /// Takes both over, with the volume's media, and shows the tree. Without a volume, as when a
+    /// scan could not start, there is nothing to recover from; see `showFailure`.
+    void init(kova::ZVolume* volume, kova::ZFileTree* tree);
+
+    /// Shows why there are no results in the place of the tree, until the next `cleanup` or `init`
+    /// with a volume.
+    void showFailure(const QString& reason);
+
+    /// Ends what runs and frees what `init` was given. At any time, any number of times.
+    void cleanup();
+
+    void recoverSelectedFiles();
+
+signals:
+    void showOverlay(QWidget* w);
+
+private slots:
+    void customContextMenuRequested(QPoint pos);
+    void onItemClicked(QModelIndex index);
+    void previewError(QString message);
+    void previewStop();
+
+private:
+    [[nodiscard]] QSet<kova::int64> selectedIds() const;
+    [[nodiscard]] QString drivePrefix() const;
+    [[nodiscard]] bool liesOnScannedDrive(const QString& directory) const;
+    void notify(const QString& text);
+
+    void startRecovery(const QString& directory, const QSet<kova::int64>& ids);
+    void watch(RecoveryWorker& worker);
+    void onRecoveryFinished(uint totalFiles, uint attemptedFiles);
+    void interruptRecovery();
+
+    std::unique_ptr<Ui::ResultFrame> ui;
+    QAction* recoverAction_;
+    QAction* asTextAction_;
+    QAction* asSoundAction_;
+    QAction* asImageAction_;
+
+    // Freed in the order tree, media, volume.
+    std::unique_ptr<kova::ZVolume> volume;
+    std::unique_ptr<kova::ZCustomMedia> media_;
+    std::unique_ptr<kova::ZFileTree> tree;
+
+    QString lastOutputDir; ///< The last one accepted.
+    DirectoryChooser chooseDirectory_;
+
+    QPointer<QThread> recoveryThread_;
+    RecoveryWorker* recoveryWorker_ = nullptr; ///< While it runs; belongs to its thread.
+    QPointer<RecoveryWidget> recoveryWidget_;
+};
