@@ -1,0 +1,123 @@
+#include "pages/SourceFrame.h"
+
+#include "model/texts.h"
+
+#include "ui_SourceFrame.h"
+
+#include <QIcon>
+#include <QMessageBox>
+#include <QShortcut>
+#include <QTimer>
+#include <QVariant>
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+constexpr int kRefreshMilliseconds = 2000;
+constexpr int kRowHeight = 24;
+
+/// What an item holds besides its text and icon.
+constexpr int kLetterRole = Qt::UserRole;
+constexpr int kRemovableRole = Qt::UserRole + 1;
+
+QListWidgetItem* newItem(const DriveInfo& drive) {
+    const QString icon = drive.removable != 0 ? QStringLiteral(":/icons/24/flashdisk")
+                                              : QStringLiteral(":/icons/24/harddisk");
+    auto* item = new QListWidgetItem(QIcon(icon), drive.label);
+    item->setSizeHint(QSize(0, kRowHeight));
+    item->setData(kLetterRole, int(drive.letter));
+    item->setData(kRemovableRole, drive.removable);
+    return item;
+}
+
+} // namespace
+
+SourceFrame::SourceFrame(QWidget* parent, DriveSource drives)
+    : QWidget(parent), ui(std::make_unique<Ui::SourceFrame>()), drives_(std::move(drives)) {
+    ui->setupUi(this);
+    showSources();
+
+    auto* refresh = new QTimer(this);
+    connect(refresh, &QTimer::timeout, this, &SourceFrame::showSources);
+    refresh->start(kRefreshMilliseconds);
+
+    // The list's own `activated` would come together with a double click on some desktops and
+    // with a single one on others.
+    connect(ui->lstSource, &QListWidget::doubleClicked, this, &SourceFrame::sourceSelected);
+    for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter}) {
+        auto* enter = new QShortcut(key, ui->lstSource);
+        enter->setContext(Qt::WidgetShortcut);
+        enter->setAutoRepeat(false);
+        connect(enter, &QShortcut::activated, this, &SourceFrame::sourceSelected);
+    }
+}
+
+SourceFrame::~SourceFrame() = default;
+
+void SourceFrame::listDrives(QList<DriveInfo>& out) const {
+    for (const platform::Drive& drive : drives_()) {
+        if (drive.kind == platform::DriveKind::Other)
+            continue;
+        DriveInfo info;
+        info.label =
+            QStringLiteral("%1 (%2:)")
+                .arg(displayName(toQString(drive.volumeName)), QString(QLatin1Char(drive.letter)));
+        info.letter = drive.letter;
+        info.removable = drive.kind == platform::DriveKind::Removable ? 1 : 0;
+        out.append(info);
+    }
+}
+
+void SourceFrame::showSources() {
+    QList<DriveInfo> drives;
+    listDrives(drives);
+    // Left alone while nothing has changed, so that a double click is not cut in two and a long
+    // list stays where it was scrolled to.
+    if (!shows(drives))
+        fill(drives);
+}
+
+bool SourceFrame::shows(const QList<DriveInfo>& drives) const {
+    const QListWidget& list = *ui->lstSource;
+    if (list.count() != drives.size())
+        return false;
+    for (int row = 0; row < list.count(); ++row) {
+        const QListWidgetItem& item = *list.item(row);
+        const DriveInfo& drive = drives[row];
+        if (item.text() != drive.label || item.data(kLetterRole).toInt() != drive.letter ||
+            item.data(kRemovableRole).toInt() != drive.removable)
+            return false;
+    }
+    return true;
+}
+
+void SourceFrame::fill(const QList<DriveInfo>& drives) {
+    QListWidget& list = *ui->lstSource;
+    const QList<QListWidgetItem*> selected = list.selectedItems();
+    const QString chosen = selected.isEmpty() ? QString() : selected.constFirst()->text();
+    list.clear();
+    for (const DriveInfo& drive : drives)
+        list.addItem(newItem(drive));
+    if (chosen.isEmpty())
+        return;
+    for (QListWidgetItem* item : list.findItems(chosen, Qt::MatchExactly))
+        list.setCurrentItem(item); // Selects it, and the arrow keys go on from there.
+}
+
+char SourceFrame::selectedLetter() const {
+    const QList<QListWidgetItem*> selected = ui->lstSource->selectedItems();
+    return selected.isEmpty() ? char(0)
+                              : static_cast<char>(selected.constFirst()->data(kLetterRole).toInt());
+}
+
+bool SourceFrame::validateSelection() {
+    const char letter = selectedLetter();
+    if (letter == 0) {
+        QMessageBox::information(this, QStringLiteral(" "), tr("Please, select drive to scan"));
+        return false;
+    }
+    setProperty("volumeLetter", int(letter));
+    return true;
+}

@@ -1,0 +1,111 @@
+#include "platform/desktop/Elevation.h"
+
+#include <QDir>
+#include <QFile>
+#include <QMessageBox>
+#include <QStandardPaths>
+#include <QStringList>
+#include <QThread>
+
+#include <optional>
+#include <vector>
+
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr auto kPkexec = "pkexec";
+/// Exit codes of pkexec when the user declined, and when it could not ask or start anything.
+constexpr int kRefused = 126;
+constexpr int kNotStarted = 127;
+
+constexpr unsigned long kPollMilliseconds = 50;
+
+/// What tells a graphical program where and how large to draw; handed on as it is.
+constexpr const char* kDisplayVariables[] = {"DISPLAY", "QT_QPA_PLATFORM", "QT_SCALE_FACTOR",
+                                             "QT_SCREEN_SCALE_FACTORS", "QT_FONT_DPI"};
+
+QString assignment(const QString& name, const QString& value) {
+    return name + QLatin1Char('=') + value;
+}
+
+/// The variables, as arguments of env(1), that let another user's process use this display:
+/// pkexec starts programs with next to no environment.
+QStringList displayEnvironment() {
+    QStringList variables;
+    for (const char* name : kDisplayVariables) {
+        if (qEnvironmentVariableIsSet(name))
+            variables << assignment(QString::fromLatin1(name), qEnvironmentVariable(name));
+    }
+    // What X takes when the variable is not set lies in the home of whoever asks.
+    const QString authority =
+        qEnvironmentVariable("XAUTHORITY", QDir::home().filePath(QStringLiteral(".Xauthority")));
+    if (QFile::exists(authority))
+        variables << assignment(QStringLiteral("XAUTHORITY"), authority);
+    // By its whole path, so that root leaves no files of its own in the user's runtime folder.
+    const QString wayland = qEnvironmentVariable("WAYLAND_DISPLAY");
+    if (!wayland.isEmpty())
+        variables << assignment(
+            QStringLiteral("WAYLAND_DISPLAY"),
+            QDir(qEnvironmentVariable("XDG_RUNTIME_DIR")).absoluteFilePath(wayland));
+    return variables;
+}
+
+/// The name of the program that a process runs now; nothing when that cannot be learned.
+std::optional<QByteArray> programOf(pid_t process) {
+    QFile name(QStringLiteral("/proc/%1/comm").arg(process));
+    if (!name.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    return name.readAll().trimmed();
+}
+
+/// Waits until pkexec, our child, has asked the user. It turns into the program when the user
+/// agrees and ends when not, and it insists on a living parent meanwhile.
+bool waitForConsent(pid_t child) {
+    for (;;) {
+        int status = 0;
+        const pid_t ended = ::waitpid(child, &status, WNOHANG);
+        if (ended != 0) // A code other than these two is that of the program, soon done.
+            return ended == child && WIFEXITED(status) && WEXITSTATUS(status) != kRefused &&
+                   WEXITSTATUS(status) != kNotStarted;
+        const std::optional<QByteArray> name = programOf(child);
+        if (name && *name != kPkexec)
+            return true;
+        QThread::msleep(kPollMilliseconds);
+    }
+}
+
+} // namespace
+
+bool isAdmin() {
+    return ::geteuid() == 0;
+}
+
+bool relaunchElevated(const QString& program, const QString& argument) {
+    const QString pkexec = QStandardPaths::findExecutable(QString::fromLatin1(kPkexec));
+    const QString env = QStandardPaths::findExecutable(QStringLiteral("env"));
+    if (pkexec.isEmpty() || env.isEmpty())
+        return false;
+    const QStringList words =
+        QStringList{pkexec, env} + displayEnvironment() + QStringList{program, argument};
+    std::vector<QByteArray> bytes;
+    for (const QString& word : words)
+        bytes.push_back(QFile::encodeName(word));
+    std::vector<char*> arguments;
+    for (QByteArray& word : bytes)
+        arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+
+    pid_t child = 0;
+    if (::posix_spawn(&child, arguments.front(), nullptr, nullptr, arguments.data(), environ) != 0)
+        return false;
+    return waitForConsent(child);
+}
+
+void showMessageBeforeWindows(const QString& text, const QString& caption) {
+    QMessageBox::information(nullptr, caption, text);
+}
+
+void initialiseCom() {} // Nothing to prepare here.
