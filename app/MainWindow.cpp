@@ -1,0 +1,253 @@
+#include "app/MainWindow.h"
+
+#include "pages/AboutWidget.h"
+#include "pages/FormatsFrame.h"
+#include "pages/ModalFrame.h"
+#include "pages/ResultFrame.h"
+#include "pages/ScanFrame.h"
+#include "pages/SourceFrame.h"
+#include "pages/WelcomeFrame.h"
+#include "pages/firstFocus.h"
+#include "pages/homePage.h"
+#include "platform/desktop/OpenUrl.h"
+
+#include "ui_MainWindow.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QKeyEvent>
+#include <QMessageBox>
+#include <QScreen>
+#include <QSet>
+
+namespace {
+
+constexpr QSize kWizardSize(640, 480);
+constexpr Qt::WindowFlags kMinMaxHints = Qt::WindowMinMaxButtonsHint;
+
+enum ButtonBarFace { WizardFace, ResultsFace };
+
+/// No is what a hasty Enter gives.
+QMessageBox::StandardButton ask(QWidget* window, const QString& question) {
+    return QMessageBox::warning(window, QStringLiteral(" "), question,
+                                QMessageBox::Yes | QMessageBox::No, QMessageBox::No);
+}
+
+/// The pages are drawn for a light ground, whatever the desktop's colours are.
+QPalette lightPalette() {
+    const QColor ground(0xff, 0xff, 0xff);
+    const QColor ink(0x1e, 0x1e, 0x1e);
+    const QColor faded(0x90, 0x90, 0x90);
+    const QColor accent(0x2b, 0x5c, 0x8a);
+    QPalette palette(QColor(0xef, 0xef, 0xef), ground);
+    for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
+        palette.setColor(role, ink);
+        palette.setColor(QPalette::Disabled, role, faded);
+    }
+    palette.setColor(QPalette::Base, ground);
+    palette.setColor(QPalette::AlternateBase, QColor(0xf5, 0xf7, 0xfa));
+    palette.setColor(QPalette::Highlight, accent);
+    palette.setColor(QPalette::HighlightedText, Qt::white);
+    palette.setColor(QPalette::PlaceholderText, faded);
+    palette.setColor(QPalette::Link, accent);
+    return palette;
+}
+
+} // namespace
+
+MainWindow::MainWindow(QWidget* parent)
+    : QMainWindow(parent), ui(std::make_unique<Ui::MainWindow>()) {
+    ui->setupUi(this);
+    pageStack = ui->frameContainer;
+
+    setWindowFlags(Qt::WindowTitleHint | Qt::CustomizeWindowHint | Qt::WindowCloseButtonHint);
+    setPalette(lightPalette());
+    QFont font = QApplication::font();
+    font.setStyleStrategy(QFont::PreferAntialias);
+    QApplication::setFont(font);
+
+    connect(ui->btnNext, &QPushButton::clicked, this, &MainWindow::onNextClicked);
+    connect(ui->btnBack, &QPushButton::clicked, this, &MainWindow::onBackClicked);
+    connect(ui->btnClose, &QPushButton::clicked, this, &MainWindow::close);
+    connect(ui->lblTitle, &QPushButton::clicked, this, &MainWindow::launchBrowser);
+    connect(ui->btnScanAgain, &QPushButton::clicked, this, &MainWindow::scanAgain);
+    connect(ui->btnAbout, &QPushButton::clicked, this, &MainWindow::showAbout);
+
+    initPages();
+}
+
+MainWindow::~MainWindow() = default;
+
+void MainWindow::initPages() {
+    while (QWidget* page = pageStack->widget(0)) {
+        pageStack->removeWidget(page);
+        delete page;
+    }
+
+    welcomeFrame = new WelcomeFrame;
+    sourceFrame = new SourceFrame;
+    formatsFrame = new FormatsFrame;
+    scanFrame = new ScanFrame;
+    resultFrame = new ResultFrame;
+    for (QWidget* page : std::initializer_list<QWidget*>{welcomeFrame, sourceFrame, formatsFrame,
+                                                         scanFrame, resultFrame})
+        pageStack->addWidget(page);
+
+    ui->btnBack->setEnabled(false);
+    ui->btnNext->setEnabled(true);
+
+    connect(sourceFrame, &SourceFrame::sourceSelected, ui->btnNext,
+            [this] { emit ui->btnNext->clicked(); });
+    // The results page is filled before it is shown, and shown before it learns of a failure.
+    connect(scanFrame, &ScanFrame::finished, resultFrame, &ResultFrame::init);
+    connect(scanFrame, &ScanFrame::finished, this, &MainWindow::onNextClicked);
+    connect(scanFrame, &ScanFrame::finished, this, &MainWindow::onScanEnded);
+    connect(resultFrame, &ResultFrame::showOverlay, this, &MainWindow::showModalFrame);
+    connect(this, &MainWindow::startScan, scanFrame, &ScanFrame::startScan);
+    connect(ui->btnRecover, &QPushButton::clicked, resultFrame, &ResultFrame::recoverSelectedFiles);
+
+    updateView();
+}
+
+void MainWindow::updateView() {
+    const QWidget* const page = pageStack->currentWidget();
+    const int index = pageStack->currentIndex();
+    const bool scanning = page == scanFrame;
+    ui->btnNext->setEnabled(index != pageStack->count() - 1 && !scanning);
+    ui->btnBack->setEnabled(index != 0 && !scanning);
+
+    if (page == resultFrame)
+        growForResults();
+    else if ((windowFlags() & kMinMaxHints) == kMinMaxHints)
+        shrinkToWizard();
+    ui->stackButtons->setCurrentIndex(page == resultFrame ? ResultsFace : WizardFace);
+    focusPage();
+}
+
+void MainWindow::shrinkToWizard() {
+    setWindowFlags(windowFlags() & ~kMinMaxHints);
+    setFixedSize(kWizardSize);
+    QRect frame = frameGeometry();
+    frame.moveCenter(QGuiApplication::primaryScreen()->availableGeometry().center());
+    move(frame.topLeft());
+    show();
+}
+
+void MainWindow::growForResults() {
+    setWindowFlags(windowFlags() | kMinMaxHints);
+    setFixedSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
+    // Changing flags hides a window. One that was closed while it scanned stays hidden, so that
+    // the program ends.
+    if (!closing_)
+        show();
+}
+
+/// The page's first control has the focus, so that Tab goes through the page and on to the bar.
+void MainWindow::focusPage() {
+    QWidget* target = firstFocus(*pageStack->currentWidget());
+    if (target == nullptr)
+        target = ui->btnNext->isEnabled() ? ui->btnNext : ui->btnClose;
+    target->setFocus();
+}
+
+void MainWindow::onNextClicked() {
+    const QWidget* const page = pageStack->currentWidget();
+    if (page == sourceFrame && !sourceFrame->validateSelection())
+        return;
+    if (page == formatsFrame && !formatsFrame->hasSelection()) {
+        QMessageBox::information(this, QStringLiteral(" "),
+                                 tr("Please select at least one file format"));
+        return;
+    }
+
+    pageStack->setCurrentIndex(pageStack->currentIndex() + 1);
+    updateView();
+    if (pageStack->currentWidget() != scanFrame)
+        return;
+
+    QSet<QString> allowed;
+    QSet<QString> denied;
+    formatsFrame->getFilter(allowed, denied);
+    scanFrame->installFilter(allowed, denied);
+    // Returns when the scan has ended and the results page is shown.
+    emit startScan(static_cast<char>(sourceFrame->property("volumeLetter").toInt()));
+}
+
+void MainWindow::onBackClicked() {
+    pageStack->setCurrentIndex(pageStack->currentIndex() - 1);
+    updateView();
+}
+
+/// Without results there is only the way back.
+void MainWindow::onScanEnded() {
+    const QString reason = scanFrame->failureReason();
+    ui->btnRecover->setEnabled(reason.isEmpty());
+    if (reason.isEmpty())
+        return;
+    resultFrame->showFailure(reason);
+    ui->btnScanAgain->setFocus();
+}
+
+void MainWindow::scanAgain() {
+    const auto answer =
+        ask(this, tr("The results will be lost. Are you sure you want to scan another drive?"));
+    if (answer == QMessageBox::No)
+        return;
+    if (resultFrame->isRecovering())
+        resultFrame->stopRecovery();
+    resultFrame->cleanup();
+    pageStack->setCurrentWidget(sourceFrame);
+    updateView();
+}
+
+void MainWindow::launchBrowser() {
+    QString target;
+    if (sender() == ui->lblTitle)
+        target = QString::fromLatin1(kHomePage);
+    openUrl(target);
+}
+
+void MainWindow::showModalFrame(QWidget* widget) {
+    modalFrame = new ModalFrame(widget, ui->wgtCentral, this);
+    modalFrame->show();
+    modalFrame->setAllowClose(true);
+    connect(this, &MainWindow::resized, modalFrame, &ModalFrame::updatePosition);
+}
+
+void MainWindow::showAbout() {
+    showModalFrame(new AboutWidget);
+}
+
+void MainWindow::resizeEvent(QResizeEvent* event) {
+    emit resized(event->size());
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    const QWidget* const page = pageStack->currentWidget();
+    if (page == scanFrame) {
+        closing_ = ask(this, tr("Scanning is in progress. Are you sure you want to quit?")) ==
+                   QMessageBox::Yes;
+        if (closing_)
+            scanFrame->stop();
+        event->setAccepted(closing_);
+    } else if (page == resultFrame) {
+        closing_ = ask(this, tr("The results will be lost. Are you sure you want to quit?")) ==
+                   QMessageBox::Yes;
+        // Its thread reads what goes with the results page.
+        if (closing_ && resultFrame->isRecovering())
+            resultFrame->stopRecovery();
+        event->setAccepted(closing_);
+    }
+}
+
+void MainWindow::keyPressEvent(QKeyEvent* event) {
+    const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (!enter || event->isAutoRepeat()) {
+        QMainWindow::keyPressEvent(event);
+        return;
+    }
+    auto* button = qobject_cast<QPushButton*>(focusWidget());
+    if (button == nullptr)
+        button = ui->stackButtons->currentIndex() == WizardFace ? ui->btnNext : ui->btnRecover;
+    button->click();
+}

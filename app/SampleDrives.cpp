@@ -1,0 +1,50 @@
+#include "app/SampleDrives.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QProcess>
+
+namespace {
+
+/// Where an installed program has the samples, and where its sources had them.
+QStringList sampleFolders() {
+    return {QCoreApplication::applicationDirPath() + QStringLiteral("/../share/orvane/samples"),
+            QStringLiteral(ORVANE_SOURCE_DIR "/samples")};
+}
+
+QFileInfoList findSamples() {
+    for (const QString& folder : sampleFolders()) {
+        QFileInfoList samples =
+            QDir(folder).entryInfoList({QStringLiteral("*.img.xz")}, QDir::Files, QDir::Name);
+        if (!samples.isEmpty())
+            return samples;
+    }
+    return {};
+}
+
+void unpack(const QString& packed, const QString& target) {
+    constexpr int kNoTimeout = -1;
+    QProcess xz;
+    xz.setStandardOutputFile(target);
+    xz.start(QStringLiteral("xz"), {QStringLiteral("-dc"), packed});
+    if (!xz.waitForFinished(kNoTimeout))
+        throw QStringLiteral("xz, which unpacks the sample drives, cannot be started: ") +
+            xz.errorString();
+    if (xz.exitStatus() != QProcess::NormalExit || xz.exitCode() != 0)
+        throw packed + QStringLiteral(" cannot be unpacked: ") +
+            QString::fromLocal8Bit(xz.readAllStandardError()).trimmed();
+}
+
+} // namespace
+
+SampleDrives::SampleDrives() {
+    if (!folder_.isValid())
+        throw folder_.errorString();
+    for (const QFileInfo& sample : findSamples()) {
+        images_.append(folder_.filePath(sample.completeBaseName()));
+        unpack(sample.filePath(), images_.constLast());
+    }
+    if (images_.isEmpty())
+        throw QStringLiteral("The sample drives are not where this program was installed.");
+}

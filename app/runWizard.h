@@ -1,0 +1,4 @@
+#pragma once
+
+/// Shows the window and returns the exit code once it has been closed.
+[[nodiscard]] int runWizard();
