@@ -147,7 +147,7 @@ void MainWindow::focusPage() {
     QWidget* target = firstFocus(*pageStack->currentWidget());
     if (target == nullptr)
         target = ui->btnNext->isEnabled() ? ui->btnNext : ui->btnClose;
-    target->setFocus();
+    target->setFocus(Qt::TabFocusReason); // Shown, as it is not where the user clicked.
 }
 
 void MainWindow::onNextClicked() {
