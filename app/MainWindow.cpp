@@ -3,6 +3,7 @@
 #include "pages/AboutWidget.h"
 #include "pages/FormatsFrame.h"
 #include "pages/ModalFrame.h"
+#include "pages/PagePalette.h"
 #include "pages/ResultFrame.h"
 #include "pages/ScanFrame.h"
 #include "pages/SourceFrame.h"
@@ -33,26 +34,6 @@ QMessageBox::StandardButton ask(QWidget* window, const QString& question) {
                                 QMessageBox::Yes | QMessageBox::No, QMessageBox::No);
 }
 
-/// The pages are drawn for a light ground, whatever the desktop's colours are.
-QPalette lightPalette() {
-    const QColor ground(0xff, 0xff, 0xff);
-    const QColor ink(0x1e, 0x1e, 0x1e);
-    const QColor faded(0x90, 0x90, 0x90);
-    const QColor accent(0x2b, 0x5c, 0x8a);
-    QPalette palette(QColor(0xef, 0xef, 0xef), ground);
-    for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
-        palette.setColor(role, ink);
-        palette.setColor(QPalette::Disabled, role, faded);
-    }
-    palette.setColor(QPalette::Base, ground);
-    palette.setColor(QPalette::AlternateBase, QColor(0xf5, 0xf7, 0xfa));
-    palette.setColor(QPalette::Highlight, accent);
-    palette.setColor(QPalette::HighlightedText, Qt::white);
-    palette.setColor(QPalette::PlaceholderText, faded);
-    palette.setColor(QPalette::Link, accent);
-    return palette;
-}
-
 } // namespace
 
 MainWindow::MainWindow(QWidget* parent)
@@ -61,7 +42,7 @@ MainWindow::MainWindow(QWidget* parent)
     pageStack = ui->frameContainer;
 
     setWindowFlags(Qt::WindowTitleHint | Qt::CustomizeWindowHint | Qt::WindowCloseButtonHint);
-    setPalette(lightPalette());
+    setPalette(pagePalette());
     QFont font = QApplication::font();
     font.setStyleStrategy(QFont::PreferAntialias);
     QApplication::setFont(font);
@@ -193,8 +174,6 @@ void MainWindow::scanAgain() {
         ask(this, tr("The results will be lost. Are you sure you want to scan another drive?"));
     if (answer == QMessageBox::No)
         return;
-    if (resultFrame->isRecovering())
-        resultFrame->stopRecovery();
     resultFrame->cleanup();
     pageStack->setCurrentWidget(sourceFrame);
     updateView();
