@@ -48,6 +48,8 @@ void ZVolume::collectOrphans(ZFileTree& tree, const std::function<bool(int64)>& 
 }
 
 void ZVolume::readSectors(uint64 sector, uint32 count, uint32 bytesPerSector, uint8* buffer) {
+    if (count == 0)
+        return;
     const uint32 mediaSector = media_->sectorSize();
     if (mediaSector == 0) {
         std::memset(buffer, 0, static_cast<std::size_t>(count) * bytesPerSector);
