@@ -1,7 +1,6 @@
 #include "pages/RecoveryWidget.h"
 
 #include "model/texts.h"
-#include "pages/PagePalette.h"
 #include "ui_RecoveryWidget.h"
 
 #include <QDir>
@@ -25,7 +24,6 @@ constexpr uint kMostNamed = 10'000;
 RecoveryWidget::RecoveryWidget(QWidget* parent)
     : QWidget(parent), ui(std::make_unique<Ui::RecoveryWidget>()) {
     ui->setupUi(this);
-    setPalette(pagePalette());
     setFocusPolicy(Qt::StrongFocus);
     ui->progress->setValue(0);
     refreshTimer_.setSingleShot(true);
@@ -87,9 +85,10 @@ void RecoveryWidget::finished(uint totalFiles, uint recoveredFiles) {
     else if (!reachedEnd_)
         line_ = tr("Stopped");
     else
-        line_ = totalFiles == 0 ? QString()
-                                : tr("Saved in %1").arg(displayName(QDir::toNativeSeparators(
-                                      outputDirectory_)));
+        line_ =
+            totalFiles == 0
+                ? QString()
+                : tr("Saved in %1").arg(displayName(QDir::toNativeSeparators(outputDirectory_)));
     if (!reachedEnd_)
         count_ = tr("%1 of %2").arg(recoveredFiles).arg(totalFiles);
     if (failed_ > kMostNamed)

@@ -3,7 +3,6 @@
 #include "model/FileModel.h"
 #include "model/NameDelegate.h"
 #include "model/texts.h"
-#include "pages/PagePalette.h"
 #include "pages/RecoveryWidget.h"
 #include "platform/Drives.h"
 #include "ui_ResultFrame.h"
@@ -14,7 +13,9 @@
 #include <QMenu>
 #include <QMessageBox>
 
+#include <unordered_set>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -28,16 +29,15 @@ constexpr int kDrivePrefixLength = 2;
 ResultFrame::ResultFrame(QWidget* parent)
     : QWidget(parent), ui(std::make_unique<Ui::ResultFrame>()) {
     ui->setupUi(this);
-    setPalette(pagePalette());
     setFocusProxy(ui->tree);
     ui->tree->setItemDelegate(new NameDelegate(ui->tree));
     ui->btnPlay->setFixedSize(kPlayerButton);
     ui->btnStop->setFixedSize(kPlayerButton);
     ui->cmbView->hide();
     chooseDirectory_ = [this](const QString& start) {
-        return QFileDialog::getExistingDirectory(
-            this, tr("Select output directory"), start,
-            QFileDialog::ShowDirsOnly | QFileDialog::DontResolveSymlinks);
+        return QFileDialog::getExistingDirectory(this, tr("Select output directory"), start,
+                                                 QFileDialog::ShowDirsOnly |
+                                                     QFileDialog::DontResolveSymlinks);
     };
     connect(ui->tree, &QTreeView::clicked, this, &ResultFrame::onItemClicked);
 
@@ -168,7 +168,25 @@ QSet<kova::int64> ResultFrame::selectedIds() const {
     QSet<kova::int64> ids;
     for (const QModelIndex& row : ui->tree->selectionModel()->selectedRows(0))
         ids.insert(static_cast<const kova::ZFileTreeNode*>(row.internalPointer())->id);
+    addRowsBelowFiles(ids);
     return ids;
+}
+
+/// A file may have rows below it, when its record was a folder's before. The recovery of a file
+/// does not go there, so what is selected with it is named.
+void ResultFrame::addRowsBelowFiles(QSet<kova::int64>& ids) const {
+    std::vector<kova::int64> pending(ids.cbegin(), ids.cend());
+    std::unordered_set<kova::int64> entered{tree->rootId};
+    while (!pending.empty()) {
+        const kova::int64 id = pending.back();
+        pending.pop_back();
+        const std::vector<kova::int64>& children = tree->childIds(id);
+        if (children.empty() || !entered.insert(id).second)
+            continue;
+        pending.insert(pending.end(), children.begin(), children.end());
+        if (!tree->find(id)->isDirectory)
+            ids.unite(QSet<kova::int64>(children.begin(), children.end()));
+    }
 }
 
 QString ResultFrame::drivePrefix() const {

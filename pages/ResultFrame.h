@@ -76,6 +76,7 @@ private slots:
 
 private:
     [[nodiscard]] QSet<kova::int64> selectedIds() const;
+    void addRowsBelowFiles(QSet<kova::int64>& ids) const;
     [[nodiscard]] QString drivePrefix() const;
     [[nodiscard]] bool liesOnScannedDrive(const QString& directory) const;
     void notify(const QString& text);

@@ -1,0 +1,155 @@
+#include "pages/RecoveryWidget.h"
+
+#include <gtest/gtest.h>
+
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QPointer>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QStackedWidget>
+#include <QTest>
+#include <QVBoxLayout>
+
+namespace {
+
+using Problem = RecoveryWorker::Problem;
+
+class RecoveryWidgetTest : public testing::Test {
+protected:
+    RecoveryWidgetTest()
+        : page(new RecoveryWidget), closing(page, &RecoveryWidget::modalAllowClose) {
+        page->setOutputDirectory(QStringLiteral("/out"));
+        page->show();
+    }
+
+    ~RecoveryWidgetTest() override { delete page; }
+
+    template <typename Widget>
+    Widget* child(const char* name) {
+        return page->findChild<Widget*>(QLatin1String(name));
+    }
+
+    QString label(const char* name) { return child<QLabel>(name)->text(); }
+
+    int shownResult() { return child<QStackedWidget>("stackResult")->currentIndex(); }
+
+    int barValue() { return child<QProgressBar>("progress")->value(); }
+
+    void clickCancel() { QTest::mouseClick(child<QPushButton>("btnCancel"), Qt::LeftButton); }
+
+    QPointer<RecoveryWidget> page;
+    QSignalSpy closing;
+};
+
+TEST_F(RecoveryWidgetTest, TheBarFillsByItselfOnCoarseReports) {
+    EXPECT_EQ(label("lblSubtitle"), QStringLiteral("Recovering..."));
+    page->progressChanged(0.5);
+    ASSERT_EQ(closing.size(), 1);
+    EXPECT_FALSE(closing[0][0].toBool());
+    QTest::qWait(1);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return barValue() == 501; }));
+    page->progressChanged(0.1);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(barValue(), 501);
+    EXPECT_EQ(shownResult(), 0);
+
+    page->progressChanged(1.0);
+    page->progressChanged(1.0);
+    page->statusChanged(QStringLiteral("Completed"));
+    page->finished(5, 5);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return closing.size() >= 3; }));
+    EXPECT_EQ(barValue(), 1000);
+    EXPECT_EQ(shownResult(), 1);
+    EXPECT_TRUE(closing[1][0].toBool());
+    EXPECT_TRUE(closing[2][0].toBool());
+    EXPECT_EQ(label("lblSubtitle"), QStringLiteral("Completed"));
+    EXPECT_EQ(label("lblFile"), QStringLiteral("Saved in /out"));
+    EXPECT_EQ(child<QStackedWidget>("stackedWidget")->currentIndex(), 0);
+}
+
+TEST_F(RecoveryWidgetTest, CountsWhatWasRecovered) {
+    const auto textAfter = [this](uint total, uint recovered) {
+        page->finished(total, recovered);
+        return label("lblResult").toStdString();
+    };
+    EXPECT_EQ(textAfter(1, 0), "0 file was successfully recovered");
+    EXPECT_EQ(textAfter(5, 5), "5 files were successfully recovered");
+    EXPECT_EQ(textAfter(5, 3), "3 out of 5 files were successfully recovered");
+    EXPECT_EQ(textAfter(0, 0), "0 files were successfully recovered");
+}
+
+TEST_F(RecoveryWidgetTest, NamesTheFileBeingWritten) {
+    page->fileStarted(QStringLiteral("/out/folder/a\u202Eb.txt"), 12, 300);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !label("lblFile").isEmpty(); }));
+    EXPECT_EQ(label("lblFile"), QStringLiteral("folder/a\uFFFDb.txt"));
+    EXPECT_EQ(label("lblCount"), QStringLiteral("12 of 300"));
+}
+
+TEST_F(RecoveryWidgetTest, CancelClosesThePageOnceTheWorkerHasFinished) {
+    QSignalSpy cancelled(page, &RecoveryWidget::cancel);
+    QSignalSpy atOnce(page, &RecoveryWidget::cancelAtOnce);
+    page->progressChanged(0.0);
+    page->fileStarted(QStringLiteral("/out/a"), 1, 3);
+    clickCancel();
+    EXPECT_EQ(cancelled.size(), 1);
+    EXPECT_EQ(atOnce.size(), 0);
+    clickCancel();
+    EXPECT_EQ(atOnce.size(), 1);
+
+    page->statusChanged(QStringLiteral("Canceling"));
+    page->statusChanged(QStringLiteral("Cancelled"));
+    page->finished(3, 1);
+    page->statusChanged(QStringLiteral("Canceling")); // The second click's answer.
+    EXPECT_EQ(label("lblSubtitle"), QStringLiteral("Cancelled"));
+    EXPECT_EQ(label("lblFile"), QStringLiteral("Stopped"));
+    EXPECT_EQ(label("lblCount"), QStringLiteral("1 of 3"));
+    EXPECT_EQ(shownResult(), 0);
+    EXPECT_EQ(closing.size(), 1);
+
+    clickCancel();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return page.isNull(); }));
+}
+
+TEST_F(RecoveryWidgetTest, SaysWhatIsMissingAndFindsRoomForIt) {
+    QWidget window;
+    window.resize(400, 300);
+    QFrame frame(&window);
+    QVBoxLayout layout(&frame);
+    layout.addWidget(page);
+    frame.adjustSize();
+    window.show();
+    const QSize before = frame.size();
+    EXPECT_FALSE(child<QLabel>("lblFailed")->isVisible());
+
+    page->fileFailed(QStringLiteral("/out/a.txt"), Problem::Unreadable, {});
+    page->fileFailed(QStringLiteral("/out/b/c\n.txt"), Problem::CannotWrite,
+                     QStringLiteral("No such device"));
+    page->setEndReason(QStringLiteral("The drive was removed"));
+    page->finished(9, 2);
+    EXPECT_EQ(label("lblFailed"), QStringLiteral("Missing or incomplete: 2"));
+    EXPECT_EQ(child<QPlainTextEdit>("txtFailed")->toPlainText(),
+              QStringLiteral("a.txt: the drive does not hold all of it any more\n"
+                             "b/c\uFFFD.txt: could not be written (No such device)"));
+    EXPECT_EQ(label("lblFile"), QStringLiteral("The drive was removed"));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return frame.height() > before.height(); }));
+    EXPECT_TRUE(child<QPlainTextEdit>("txtFailed")->isVisible());
+    EXPECT_TRUE(window.rect().contains(frame.geometry().size().isValid() ? QRect({}, frame.size())
+                                                                         : QRect()));
+    EXPECT_GE(frame.height(), frame.sizeHint().height());
+    page->setParent(nullptr);
+}
+
+TEST_F(RecoveryWidgetTest, ManyFailuresAreNamedUpToALimit) {
+    constexpr int kMany = 10'003;
+    for (int i = 0; i < kMany; ++i)
+        page->fileFailed(QStringLiteral("/out/%1").arg(i), Problem::Unreadable, {});
+    page->finished(kMany, kMany);
+    EXPECT_EQ(label("lblFailed"), QStringLiteral("Missing or incomplete: %1").arg(kMany));
+    const auto* list = child<QPlainTextEdit>("txtFailed");
+    EXPECT_EQ(list->blockCount(), 10'001);
+    EXPECT_TRUE(list->toPlainText().endsWith(QStringLiteral("... and 3 more")));
+}
+
+} // namespace

@@ -1,0 +1,483 @@
+#include "pages/ResultFrame.h"
+
+#include "engine/openVolume.h"
+#include "model/FileModel.h"
+#include "model/texts.h"
+#include "pages/RecoveryWidget.h"
+#include "platform/Drives.h"
+#include "platform/WideText.h"
+#include "tests/support/TempDir.h"
+#include "tests/support/TestMedia.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <QAbstractItemModelTester>
+#include <QApplication>
+#include <QCryptographicHash>
+#include <QDirIterator>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLabel>
+#include <QMenu>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QStackedWidget>
+#include <QTest>
+#include <QTimer>
+#include <QTreeView>
+
+#include <cstdlib>
+#include <mutex>
+#include <semaphore>
+#include <set>
+
+#include <sys/mount.h>
+
+namespace {
+
+using kova::int64;
+using kova::ZFileTree;
+using kova::ZFileTreeNode;
+using kova::test::TempDir;
+using kova::test::TestMedia;
+
+QString sha256(const QByteArray& bytes) {
+    return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
+}
+
+QString toPath(const TempDir& folder) {
+    return QString::fromStdString(folder.path().string());
+}
+
+/// What the files below a folder hold.
+std::multiset<QString> contentsBelow(const QString& folder) {
+    std::multiset<QString> contents;
+    QDirIterator files(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        QFile file(files.next());
+        EXPECT_TRUE(file.open(QIODevice::ReadOnly));
+        contents.insert(sha256(file.readAll()));
+    }
+    return contents;
+}
+
+/// A volume whose files wait to be let go, one at a time. Each holds its name.
+class GatedVolume : public kova::ZVolume {
+public:
+    GatedVolume(kova::ZCustomMedia* media, bool& alive) : ZVolume(media), alive_(alive) {
+        alive_ = true;
+    }
+
+    GatedVolume(const GatedVolume&) = delete;
+    GatedVolume& operator=(const GatedVolume&) = delete;
+
+    ~GatedVolume() override { alive_ = false; }
+
+    bool init() override { return true; }
+
+    void scan(ZFileTree* /*tree*/) override {}
+
+    bool extract(const ZFileTreeNode& node, kova::ZStream* out) override {
+        out->write(node.name.data(), static_cast<kova::uint32>(node.name.size()));
+        // An interrupted output ends the wait by what it throws.
+        while (!gate.try_acquire_for(std::chrono::milliseconds(1)))
+            out->write(node.name.data(), 1);
+        return !fails;
+    }
+
+    std::counting_semaphore<> gate{0};
+    bool fails = false;
+
+private:
+    bool& alive_;
+};
+
+/// Runs `action` and answers the message boxes it shows with their default; returns their texts.
+template <typename Action>
+QStringList boxesOf(Action action) {
+    QStringList texts;
+    QTimer timer;
+    timer.setInterval(5);
+    QObject::connect(&timer, &QTimer::timeout, [&] {
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (box == nullptr)
+            return;
+        EXPECT_EQ(box->windowTitle(), QStringLiteral(" "));
+        texts.append(box->text());
+        QTest::mouseClick(box->button(QMessageBox::Ok), Qt::LeftButton);
+    });
+    timer.start();
+    action();
+    return texts;
+}
+
+class ResultFrameTest : public testing::Test {
+protected:
+    ResultFrameTest() : page(std::make_unique<ResultFrame>()) {
+        page->setDirectoryChooser([this](const QString& start) {
+            starts.append(start);
+            return answer;
+        });
+        QObject::connect(page.get(), &ResultFrame::showOverlay, [this](QWidget* shown) {
+            progress = qobject_cast<RecoveryWidget*>(shown);
+            progress->show();
+        });
+        page->resize(640, 480);
+        page->show();
+        answer = toPath(output);
+    }
+
+    ~ResultFrameTest() override {
+        page.reset();
+        delete progress;
+    }
+
+    QTreeView* view() { return page->findChild<QTreeView*>(QStringLiteral("tree")); }
+
+    QString label(const char* name) {
+        return page->findChild<QLabel*>(QLatin1String(name))->text();
+    }
+
+    QString shownPreview() {
+        return page->findChild<QStackedWidget*>(QStringLiteral("previewStack"))
+            ->currentWidget()
+            ->objectName();
+    }
+
+    QString progressLabel(const char* name) {
+        return progress->findChild<QLabel*>(QLatin1String(name))->text();
+    }
+
+    void clickCancel() {
+        QTest::mouseClick(progress->findChild<QPushButton*>(QStringLiteral("btnCancel")),
+                          Qt::LeftButton);
+    }
+
+    void recover() { page->recoverSelectedFiles(); }
+
+    bool waitUntilRecovered() {
+        return QTest::qWaitFor([this] { return !page->isRecovering(); }, 60'000);
+    }
+
+    bool waitForCount(const QString& text) {
+        return QTest::qWaitFor([&] { return progressLabel("lblCount") == text; });
+    }
+
+    /// Clicks a row as a user does.
+    void click(const QModelIndex& index, Qt::KeyboardModifiers modifiers = {}) {
+        view()->scrollTo(index);
+        QTest::mouseClick(view()->viewport(), Qt::LeftButton, modifiers,
+                          view()->visualRect(index).center());
+    }
+
+    /// A drive "Q:" with the files a, b and c.
+    GatedVolume& openGated() {
+        auto* media = new TestMedia;
+        media->open(L"\\\\.\\Q:");
+        auto* volume = new GatedVolume(media, volumeAlive);
+        auto* tree = new ZFileTree;
+        tree->rootId = 5;
+        ZFileTreeNode node;
+        node.id = 5;
+        node.parentId = kova::kNoParent;
+        node.isDirectory = true;
+        tree->insert(node);
+        for (const wchar_t* name : {L"a", L"b", L"c"}) {
+            ++node.id;
+            node.parentId = 5;
+            node.name = name;
+            node.isDirectory = false;
+            tree->insert(node);
+        }
+        page->init(volume, tree);
+        return *volume;
+    }
+
+    TempDir output;
+    QString answer;
+    QStringList starts;
+    bool volumeAlive = false;
+    QPointer<RecoveryWidget> progress;
+    std::unique_ptr<ResultFrame> page;
+};
+
+/// The page on one of the sample volumes, attached and scanned.
+class SampleResults : public ResultFrameTest, public testing::WithParamInterface<const char*> {
+protected:
+    void SetUp() override {
+        QFile file(QStringLiteral(ORVANE_SOURCE_DIR "/samples/manifest.json"));
+        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+        for (const QJsonValueConstRef volume : QJsonDocument::fromJson(file.readAll())
+                                                   .object()[QStringLiteral("volumes")]
+                                                   .toArray()) {
+            if (volume[QStringLiteral("image")].toString() == QLatin1String(GetParam()))
+                files = volume[QStringLiteral("files")].toArray();
+        }
+        image = (temporary / GetParam()).string();
+        const std::string unpack =
+            "xz -dc '" ORVANE_SOURCE_DIR "/samples/" + std::string(GetParam()) + ".xz' > " + image;
+        ASSERT_EQ(std::system(unpack.c_str()), 0); // NOLINT(cert-env33-c): a test's own words
+        const auto attached = platform::attachImage(platform::wideFromUtf8(image));
+        ASSERT_EQ(attached.drives.size(), 1U);
+        letter = attached.drives.front().letter;
+        scan();
+    }
+
+    void scan() {
+        auto media = std::make_unique<kova::ZCustomMedia>();
+        ASSERT_TRUE(media->openDrive(letter));
+        std::unique_ptr<kova::ZVolume> volume(kova::openVolume(media.get()));
+        ASSERT_NE(volume, nullptr);
+        volume->setScanOptions(kova::ScanOptions::today());
+        ASSERT_TRUE(volume->init());
+        auto tree = std::make_unique<ZFileTree>();
+        volume->scan(tree.get());
+        media.release(); // With the volume.
+        page->init(volume.release(), tree.release());
+    }
+
+    QModelIndex rowNamed(const QString& name, const QModelIndex& parent = {}) {
+        const QAbstractItemModel* model = view()->model();
+        for (int row = 0; row < model->rowCount(parent); ++row) {
+            const QModelIndex index = model->index(row, 0, parent);
+            if (index.data().toString() == name)
+                return index;
+        }
+        return {};
+    }
+
+    TempDir temporary;
+    std::string image;
+    QJsonArray files;
+    char letter = 0;
+};
+
+TEST_P(SampleResults, ShowsTheTreeAndRecoversAllOfIt) {
+    const QAbstractItemModelTester tester(view()->model(),
+                                          QAbstractItemModelTester::FailureReportingMode::Fatal);
+    EXPECT_EQ(label("lblSubtitle"), QStringLiteral("Results for drive %1:").arg(QChar(letter)));
+    EXPECT_EQ(shownPreview(), QStringLiteral("pageText"));
+    const QModelIndex lost = rowNamed(QStringLiteral("Files with unknown path"));
+    const bool isNtfs = std::string(GetParam()).starts_with("ntfs");
+    EXPECT_EQ(lost.isValid(), isNtfs);
+    if (isNtfs) {
+        EXPECT_EQ(lost.row(), view()->model()->rowCount() - 1);
+    }
+
+    std::multiset<QString> wanted;
+    int fails = 0;
+    for (const QJsonValueConstRef file : std::as_const(files)) {
+        const QString recovery = file[QStringLiteral("recovery")].toString();
+        fails += recovery == QLatin1String("fails") ? 1 : 0;
+        if (recovery != QLatin1String("not listed") && recovery != QLatin1String("fails"))
+            wanted.insert(file[QStringLiteral("recoveredSha256")].toString());
+    }
+    view()->selectAll();
+    recover();
+    ASSERT_NE(progress, nullptr);
+    ASSERT_TRUE(waitUntilRecovered());
+
+    EXPECT_TRUE(QTest::qWaitFor([&] {
+        return progress->findChild<QStackedWidget*>(QStringLiteral("stackResult"))
+                   ->currentIndex() == 1;
+    }));
+    EXPECT_EQ(progressLabel("lblSubtitle"), QStringLiteral("Completed"));
+    const auto* missing = progress->findChild<QPlainTextEdit*>(QStringLiteral("txtFailed"));
+    EXPECT_EQ(missing->isVisible(), fails > 0);
+    if (fails > 0) {
+        EXPECT_EQ(missing->blockCount(), fails);
+    }
+    std::multiset<QString> written = contentsBelow(answer);
+    for (const QString& content : wanted) {
+        const auto found = written.find(content);
+        ASSERT_NE(found, written.end());
+        written.erase(found);
+    }
+    EXPECT_EQ(static_cast<int>(written.size()), fails);
+}
+
+TEST_P(SampleResults, RecoversTheRowsThatAreClickedBesideWhatExists) {
+    const QModelIndex folder = rowNamed(QStringLiteral("Documents"));
+    ASSERT_TRUE(folder.isValid());
+    view()->expand(folder);
+    click(folder.siblingAtColumn(2));
+    EXPECT_EQ(label("whyNoPreview"), QStringLiteral("Please, select a file"));
+    click(view()->model()->index(0, 0, folder), Qt::ControlModifier);
+    EXPECT_EQ(shownPreview(), QStringLiteral("pageNoPreview"));
+
+    std::multiset<QString> wanted;
+    for (const QJsonValueConstRef file : std::as_const(files)) {
+        if (file[QStringLiteral("path")].toString().startsWith(QLatin1String("Documents/")) &&
+            file[QStringLiteral("recovery")] != QLatin1String("not listed"))
+            wanted.insert(file[QStringLiteral("recoveredSha256")].toString());
+    }
+    recover();
+    ASSERT_TRUE(waitUntilRecovered());
+    EXPECT_EQ(contentsBelow(answer), wanted);
+
+    // A second run keeps what the first has written.
+    recover();
+    ASSERT_TRUE(waitUntilRecovered());
+    std::multiset<QString> twice = wanted;
+    twice.insert(wanted.begin(), wanted.end());
+    EXPECT_EQ(contentsBelow(answer), twice);
+    EXPECT_EQ(starts, QStringList({QString(), answer}));
+}
+
+TEST_P(SampleResults, RefusesADirectoryOnTheScannedDrive) {
+    view()->selectAll();
+    const QStringList refusal{QStringLiteral("Please, select another logical drive to avoid "
+                                             "overwriting of your deleted files")};
+    answer = QStringLiteral("%1:/out").arg(QChar(letter));
+    EXPECT_EQ(boxesOf([this] { recover(); }), refusal);
+    EXPECT_FALSE(page->isRecovering());
+
+    const TempDir mountPoint;
+    const std::string mount =
+        "mount -o loop,ro " + image + " " + mountPoint.path().string() + " 2>/dev/null";
+    const bool mounted = std::system(mount.c_str()) == 0; // NOLINT(cert-env33-c): as above
+    if (mounted) {
+        answer = toPath(mountPoint) + QStringLiteral("/out");
+        EXPECT_EQ(boxesOf([this] { recover(); }), refusal);
+        umount2(mountPoint.path().c_str(), MNT_DETACH);
+    }
+    // Neither starts the next dialog.
+    answer.clear();
+    EXPECT_TRUE(boxesOf([this] { recover(); }).isEmpty());
+    EXPECT_TRUE(starts.constLast().isEmpty());
+    EXPECT_EQ(progress, nullptr);
+    if (!mounted)
+        GTEST_SKIP() << "the volume cannot be mounted here";
+}
+
+INSTANTIATE_TEST_SUITE_P(Volumes, SampleResults, testing::Values("ntfs.img", "fat.img"),
+                         [](const auto& parameter) {
+                             return std::string(parameter.param).starts_with("ntfs") ? "Ntfs"
+                                                                                     : "Fat";
+                         });
+
+TEST_F(ResultFrameTest, AsksForASelection) {
+    openGated();
+    EXPECT_EQ(boxesOf([this] { recover(); }),
+              QStringList{QStringLiteral("Please, select files you want to recover")});
+    EXPECT_TRUE(starts.isEmpty());
+}
+
+TEST_F(ResultFrameTest, TheContextMenuRecovers) {
+    openGated().gate.release(1);
+    click(view()->model()->index(1, 0));
+    QStringList texts;
+    QTimer::singleShot(0, [&] {
+        auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+        ASSERT_NE(menu, nullptr);
+        for (const QAction* action : menu->actions())
+            texts.append(action->text());
+        for (const QAction* action : menu->actions().constLast()->menu()->actions())
+            texts.append(action->text());
+        QTest::mouseClick(menu, Qt::LeftButton, {},
+                          menu->actionGeometry(menu->actions().constFirst()).center());
+    });
+    emit view()->customContextMenuRequested({});
+    EXPECT_EQ(texts, QStringList({QStringLiteral("Recover the file(s)..."), QString(),
+                                  QStringLiteral("Force preview"), QStringLiteral("as text"),
+                                  QStringLiteral("as sound"), QStringLiteral("as image")}));
+    ASSERT_TRUE(waitUntilRecovered());
+    EXPECT_TRUE(QFile::exists(answer + QStringLiteral("/b")));
+}
+
+TEST_F(ResultFrameTest, CancelEndsAfterTheFileOrOnASecondClickInIt) {
+    GatedVolume& volume = openGated();
+    view()->selectAll();
+    recover();
+    ASSERT_TRUE(waitForCount(QStringLiteral("1 of 3")));
+    EXPECT_TRUE(page->isRecovering());
+    recover(); // Ignored while one runs.
+    EXPECT_EQ(starts.size(), 1);
+    clickCancel();
+    volume.gate.release();
+    ASSERT_TRUE(waitUntilRecovered());
+    QCoreApplication::processEvents();
+    EXPECT_EQ(progressLabel("lblSubtitle"), QStringLiteral("Cancelled"));
+    EXPECT_EQ(progressLabel("lblCount"), QStringLiteral("1 of 3"));
+    EXPECT_EQ(QDir(answer).entryList(QDir::Files), QStringList{QStringLiteral("a")});
+    clickCancel();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return progress.isNull(); }));
+
+    recover();
+    ASSERT_TRUE(waitForCount(QStringLiteral("1 of 3")));
+    clickCancel();
+    clickCancel();
+    ASSERT_TRUE(waitUntilRecovered());
+    QCoreApplication::processEvents();
+    EXPECT_EQ(progressLabel("lblCount"), QStringLiteral("0 of 3"));
+    EXPECT_EQ(QDir(answer).entryList(QDir::Files), QStringList{QStringLiteral("a")});
+}
+
+TEST_F(ResultFrameTest, WhatIsReadIsFreedOnlyAfterTheRecovery) {
+    for (const bool byCleanup : {true, false}) {
+        openGated();
+        view()->selectAll();
+        recover();
+        ASSERT_TRUE(waitForCount(QStringLiteral("1 of 3")));
+        if (byCleanup)
+            page->cleanup();
+        else
+            page.reset();
+        EXPECT_FALSE(volumeAlive);
+        EXPECT_TRUE(QDir(answer).entryList(QDir::Files).isEmpty());
+        ASSERT_TRUE(QTest::qWaitFor(
+            [&] { return progressLabel("lblSubtitle") == QStringLiteral("Cancelled"); }));
+        delete progress;
+    }
+}
+
+TEST_F(ResultFrameTest, ClosingTheProgressStopsAndSaysSo) {
+    openGated();
+    view()->selectAll();
+    recover();
+    ASSERT_TRUE(waitForCount(QStringLiteral("1 of 3")));
+    const QStringList boxes = boxesOf([this] {
+        delete progress;
+        EXPECT_TRUE(waitUntilRecovered());
+    });
+    EXPECT_EQ(boxes, QStringList{QStringLiteral("The recovery was stopped after 0 of 3 files")});
+}
+
+TEST_F(ResultFrameTest, CleanupCanBeRepeatedAndThePageUsedAgain) {
+    page->cleanup();
+    openGated();
+    EXPECT_TRUE(page->hasVolume());
+    page->cleanup();
+    page->cleanup();
+    EXPECT_FALSE(volumeAlive);
+    EXPECT_FALSE(page->hasVolume());
+    EXPECT_EQ(view()->model(), nullptr);
+    EXPECT_EQ(shownPreview(), QStringLiteral("pageNoPreview"));
+    EXPECT_EQ(label("whyNoPreview"), QStringLiteral("Please, select a file"));
+    openGated();
+    EXPECT_EQ(view()->model()->rowCount(), 3);
+    EXPECT_EQ(label("lblSubtitle"), QStringLiteral("Results for drive Q:"));
+}
+
+TEST_F(ResultFrameTest, WithoutAVolumeItOnlySaysWhy) {
+    page->init(nullptr, new ZFileTree);
+    page->showFailure(QStringLiteral("The drive is gone <b>"));
+    const auto* reason = page->findChild<QLabel*>(QStringLiteral("lblFailure"));
+    EXPECT_TRUE(reason->isVisible());
+    EXPECT_EQ(reason->text(), QStringLiteral("The drive is gone <b>"));
+    EXPECT_FALSE(view()->isVisible());
+    EXPECT_TRUE(boxesOf([this] { recover(); }).isEmpty());
+    EXPECT_TRUE(starts.isEmpty());
+
+    page->cleanup();
+    openGated();
+    EXPECT_FALSE(reason->isVisible());
+    EXPECT_TRUE(view()->isVisible());
+}
+
+} // namespace
