@@ -3,6 +3,7 @@
 #include "model/FileModel.h"
 #include "model/NameDelegate.h"
 #include "model/texts.h"
+#include "pages/PagePalette.h"
 #include "pages/RecoveryWidget.h"
 #include "platform/Drives.h"
 #include "ui_ResultFrame.h"
@@ -29,6 +30,7 @@ constexpr int kDrivePrefixLength = 2;
 ResultFrame::ResultFrame(QWidget* parent)
     : QWidget(parent), ui(std::make_unique<Ui::ResultFrame>()) {
     ui->setupUi(this);
+    setPalette(pagePalette());
     setFocusProxy(ui->tree);
     ui->tree->setItemDelegate(new NameDelegate(ui->tree));
     ui->btnPlay->setFixedSize(kPlayerButton);
