@@ -7,10 +7,12 @@
 #include <QStringList>
 #include <QThread>
 
+#include <array>
 #include <optional>
 #include <vector>
 
 #include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -24,8 +26,9 @@ constexpr int kNotStarted = 127;
 constexpr unsigned long kPollMilliseconds = 50;
 
 /// What tells a graphical program where and how large to draw; handed on as it is.
-constexpr const char* kDisplayVariables[] = {"DISPLAY", "QT_QPA_PLATFORM", "QT_SCALE_FACTOR",
-                                             "QT_SCREEN_SCALE_FACTORS", "QT_FONT_DPI"};
+constexpr const char* kDisplayVariables[] = {
+    "DISPLAY",         "XDG_SESSION_TYPE",        "QT_QPA_PLATFORM",
+    "QT_SCALE_FACTOR", "QT_SCREEN_SCALE_FACTORS", "QT_FONT_DPI"};
 
 QString assignment(const QString& name, const QString& value) {
     return name + QLatin1Char('=') + value;
@@ -59,6 +62,34 @@ std::optional<QByteArray> programOf(pid_t process) {
     if (!name.open(QIODevice::ReadOnly))
         return std::nullopt;
     return name.readAll().trimmed();
+}
+
+/// Gives the calling thread, and so the children it starts, another name while it lives.
+class ThreadName {
+public:
+    explicit ThreadName(const char* name) {
+        ::prctl(PR_GET_NAME, before_.data());
+        ::prctl(PR_SET_NAME, name);
+    }
+
+    ThreadName(const ThreadName&) = delete;
+    ThreadName& operator=(const ThreadName&) = delete;
+
+    ~ThreadName() { ::prctl(PR_SET_NAME, before_.data()); }
+
+private:
+    static constexpr std::size_t kLength = 16; // What the system keeps, with the final 0.
+    std::array<char, kLength> before_{};
+};
+
+/// Starts pkexec with these arguments; 0 when that fails. The child has the name of pkexec from
+/// its first moment, so that another name always means another program.
+pid_t startPkexec(const std::vector<char*>& arguments) {
+    const ThreadName name(kPkexec);
+    pid_t child = 0;
+    const int error =
+        ::posix_spawn(&child, arguments.front(), nullptr, nullptr, arguments.data(), environ);
+    return error == 0 ? child : 0;
 }
 
 /// Waits until pkexec, our child, has asked the user. It turns into the program when the user
@@ -98,10 +129,8 @@ bool relaunchElevated(const QString& program, const QString& argument) {
         arguments.push_back(word.data());
     arguments.push_back(nullptr);
 
-    pid_t child = 0;
-    if (::posix_spawn(&child, arguments.front(), nullptr, nullptr, arguments.data(), environ) != 0)
-        return false;
-    return waitForConsent(child);
+    const pid_t child = startPkexec(arguments);
+    return child != 0 && waitForConsent(child);
 }
 
 void showMessageBeforeWindows(const QString& text, const QString& caption) {
