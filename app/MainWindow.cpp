@@ -17,6 +17,7 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QKeyEvent>
+#include <QLayout>
 #include <QMessageBox>
 #include <QScreen>
 #include <QSet>
@@ -43,6 +44,7 @@ MainWindow::MainWindow(QWidget* parent)
 
     setWindowFlags(Qt::WindowTitleHint | Qt::CustomizeWindowHint | Qt::WindowCloseButtonHint);
     setPalette(pagePalette());
+    layout()->setSizeConstraint(QLayout::SetNoConstraint); // Sizes are what this class sets.
     QFont font = QApplication::font();
     font.setStyleStrategy(QFont::PreferAntialias);
     QApplication::setFont(font);
@@ -128,7 +130,7 @@ void MainWindow::focusPage() {
     QWidget* target = firstFocus(*pageStack->currentWidget());
     if (target == nullptr)
         target = ui->btnNext->isEnabled() ? ui->btnNext : ui->btnClose;
-    target->setFocus(Qt::TabFocusReason); // Shown, as it is not where the user clicked.
+    target->setFocus();
 }
 
 void MainWindow::onNextClicked() {

@@ -1,0 +1,432 @@
+#include "app/MainWindow.h"
+#include "model/FileModel.h"
+#include "model/texts.h"
+#include "pages/RecoveryWidget.h"
+#include "pages/ResultFrame.h"
+#include "pages/ScanFrame.h"
+#include "pages/SourceFrame.h"
+#include "platform/Drives.h"
+#include "tests/shell/Answers.h"
+#include "tests/support/TempDir.h"
+#include "tests/support/TestMedia.h"
+
+#include <QCheckBox>
+#include <QCryptographicHash>
+#include <QDirIterator>
+#include <QFile>
+#include <QGuiApplication>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLabel>
+#include <QListWidget>
+#include <QProcess>
+#include <QRadioButton>
+#include <QScreen>
+#include <QStackedWidget>
+#include <QTreeView>
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+namespace {
+
+using kova::test::TempDir;
+
+constexpr Qt::WindowFlags kMinMaxHints = Qt::WindowMinMaxButtonsHint;
+
+enum Page { Welcome, Source, Formats, Scan, Results };
+
+const QString kQuitScan = QStringLiteral("Scanning is in progress. Are you sure you want to quit?");
+const QString kQuitResults =
+    QStringLiteral("The results will be lost. Are you sure you want to quit?");
+const QString kScanAnother =
+    QStringLiteral("The results will be lost. Are you sure you want to scan another drive?");
+
+/// Contents of the files that a recovery of everything on a sample has to give.
+std::multiset<QString> expectedContents(const QString& image) {
+    QFile manifest(QStringLiteral(ORVANE_SOURCE_DIR "/samples/manifest.json"));
+    EXPECT_TRUE(manifest.open(QIODevice::ReadOnly));
+    std::multiset<QString> contents;
+    const QJsonObject root = QJsonDocument::fromJson(manifest.readAll()).object();
+    for (const QJsonValueConstRef volume : root[QStringLiteral("volumes")].toArray()) {
+        if (volume[QStringLiteral("image")].toString() != image)
+            continue;
+        for (const QJsonValueConstRef file : volume[QStringLiteral("files")].toArray()) {
+            const QString hash = file[QStringLiteral("recoveredSha256")].toString();
+            if (!hash.isEmpty())
+                contents.insert(hash);
+        }
+    }
+    return contents;
+}
+
+std::multiset<QString> contentsBelow(const QString& folder) {
+    std::multiset<QString> contents;
+    QDirIterator files(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        QFile file(files.next());
+        EXPECT_TRUE(file.open(QIODevice::ReadOnly));
+        const QByteArray hash =
+            QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256);
+        contents.insert(QString::fromLatin1(hash.toHex()));
+    }
+    return contents;
+}
+
+/// Its one file never ends, other than by what an interrupted output throws.
+class EndlessVolume : public kova::ZVolume {
+public:
+    EndlessVolume(kova::ZCustomMedia* media, bool& isRead) : ZVolume(media), isRead_(isRead) {}
+
+    EndlessVolume(const EndlessVolume&) = delete;
+    EndlessVolume& operator=(const EndlessVolume&) = delete;
+
+    ~EndlessVolume() override { EXPECT_FALSE(isRead_); }
+
+    bool init() override { return true; }
+
+    void scan(kova::ZFileTree* /*tree*/) override {}
+
+    bool extract(const kova::ZFileTreeNode& /*node*/, kova::ZStream* out) override {
+        struct Reading {
+            explicit Reading(bool& flag) : isRead(flag) { isRead = true; }
+
+            Reading(const Reading&) = delete;
+            Reading& operator=(const Reading&) = delete;
+
+            ~Reading() { isRead = false; }
+
+            bool& isRead;
+        } const reading(isRead_);
+
+        for (;;) {
+            out->seek(0, 0);
+            out->write("more", 4);
+        }
+    }
+
+private:
+    bool& isRead_;
+};
+
+class MainWindowTest : public testing::Test {
+protected:
+    MainWindowTest() : window(std::make_unique<MainWindow>()) {
+        window->show();
+        pages = child<QStackedWidget>("frameContainer");
+        resultFrame()->setDirectoryChooser([this](const QString&) { return outputPath(); });
+    }
+
+    template <typename Widget>
+    Widget* child(const char* name) {
+        return window->findChild<Widget*>(QLatin1String(name));
+    }
+
+    ResultFrame* resultFrame() { return window->findChild<ResultFrame*>(); }
+
+    ScanFrame* scanFrame() { return window->findChild<ScanFrame*>(); }
+
+    void click(const char* button) {
+        QTest::mouseClick(child<QPushButton>(button), Qt::LeftButton);
+    }
+
+    int page() { return pages->currentIndex(); }
+
+    int buttonBarFace() { return child<QStackedWidget>("stackButtons")->currentIndex(); }
+
+    bool isEnabled(const char* button) { return child<QPushButton>(button)->isEnabled(); }
+
+    QString outputPath() { return QString::fromStdString(output.path().string()); }
+
+    /// Attaches a sample; the drive list shows it from then on.
+    void attachSample(const QString& name) {
+        const QString image = QString::fromStdString((images / name.toStdString()).string());
+        QProcess xz;
+        xz.setStandardOutputFile(image);
+        xz.start(QStringLiteral("xz"),
+                 {QStringLiteral("-dc"),
+                  QStringLiteral(ORVANE_SOURCE_DIR "/samples/") + name + QStringLiteral(".xz")});
+        ASSERT_TRUE(xz.waitForFinished());
+        attach(image);
+    }
+
+    void attach(const QString& image) {
+        const platform::AttachResult attached = platform::attachImage(toWide(image));
+        ASSERT_EQ(attached.drives.size(), 1U);
+        letter = attached.drives.front().letter;
+        window->findChild<SourceFrame*>()->showSources();
+    }
+
+    /// Clicks the attached drive in the list.
+    QPoint clickDrive() {
+        auto* list = child<QListWidget>("lstSource");
+        for (int row = 0; row < list->count(); ++row) {
+            QListWidgetItem* item = list->item(row);
+            if (item->data(Qt::UserRole).toInt() != letter)
+                continue;
+            list->scrollToItem(item);
+            const QPoint place = list->visualItemRect(item).center();
+            QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, place);
+            return place;
+        }
+        ADD_FAILURE() << "The drive is not listed";
+        return {};
+    }
+
+    /// From Welcome to the page of file types.
+    void chooseDrive() {
+        click("btnNext");
+        clickDrive();
+        click("btnNext");
+        ASSERT_EQ(page(), Formats);
+    }
+
+    /// Shows results that can be recovered for ever.
+    void showEndlessResults() {
+        auto* media = new kova::test::TestMedia;
+        media->open(L"\\\\.\\Q:");
+        auto* tree = new kova::ZFileTree;
+        tree->rootId = 5;
+        kova::ZFileTreeNode node;
+        node.id = 5;
+        node.parentId = kova::kNoParent;
+        node.isDirectory = true;
+        tree->insert(node);
+        node.id = 6;
+        node.parentId = 5;
+        node.isDirectory = false;
+        node.name = L"endless";
+        tree->insert(node);
+        pages->setCurrentIndex(Scan);
+        emit scanFrame()->finished(new EndlessVolume(media, isRead), tree);
+        ASSERT_EQ(page(), Results);
+    }
+
+    bool isRead = false;
+    TempDir images;
+    TempDir output;
+    char letter = 0;
+    std::unique_ptr<MainWindow> window;
+    QStackedWidget* pages = nullptr;
+};
+
+TEST_F(MainWindowTest, LeadsFromPageToPage) {
+    Answers answers(QMessageBox::Ok);
+    EXPECT_EQ(window->size(), QSize(641, 474));
+    EXPECT_EQ(window->minimumSize(), QSize(400, 300));
+    EXPECT_FALSE(window->windowFlags() & kMinMaxHints);
+    EXPECT_EQ(page(), Welcome);
+    EXPECT_FALSE(isEnabled("btnBack"));
+    EXPECT_TRUE(isEnabled("btnNext"));
+
+    click("btnNext");
+    EXPECT_EQ(page(), Source);
+    EXPECT_TRUE(isEnabled("btnBack"));
+    child<QListWidget>("lstSource")->clearSelection();
+    click("btnNext");
+    EXPECT_EQ(answers.takeTexts(), QStringList(QStringLiteral("Please, select drive to scan")));
+    EXPECT_EQ(page(), Source);
+
+    attachSample(QStringLiteral("fat.img"));
+    clickDrive();
+    click("btnNext");
+    EXPECT_EQ(page(), Formats);
+    click("btnBack");
+    EXPECT_EQ(page(), Source);
+    const QPoint drive = clickDrive();
+    QTest::mouseDClick(child<QListWidget>("lstSource")->viewport(), Qt::LeftButton, {}, drive);
+    EXPECT_EQ(page(), Formats);
+
+    QTest::mouseClick(child<QRadioButton>("rbSome"), Qt::LeftButton, {}, QPoint(25, 8));
+    click("btnNext");
+    EXPECT_EQ(answers.takeTexts(),
+              QStringList(QStringLiteral("Please select at least one file format")));
+    EXPECT_EQ(page(), Formats);
+    EXPECT_EQ(buttonBarFace(), 0);
+    EXPECT_EQ(window->size(), QSize(641, 474));
+
+    window->close();
+    EXPECT_FALSE(window->isVisible());
+    EXPECT_EQ(answers.takeTexts(), QStringList());
+}
+
+TEST_F(MainWindowTest, GoesFromWelcomeToTheFilesOnDisk) {
+    attachSample(QStringLiteral("ntfs.img"));
+    chooseDrive();
+    click("btnNext");
+    ASSERT_EQ(page(), Results);
+    EXPECT_EQ(buttonBarFace(), 1);
+    EXPECT_EQ(window->windowFlags() & kMinMaxHints, kMinMaxHints);
+    EXPECT_EQ(window->size(), QSize(641, 474));
+    window->resize(300, 200);
+    EXPECT_EQ(window->size(), QSize(300, 200));
+    window->resize(800, 600);
+
+    auto* tree = child<QTreeView>("tree");
+    tree->setFocus();
+    QTest::keyClick(tree, Qt::Key_A, Qt::ControlModifier);
+    click("btnRecover");
+    auto* progress = window->findChild<RecoveryWidget*>();
+    ASSERT_NE(progress, nullptr);
+    EXPECT_FALSE(child<QWidget>("wgtCentral")->isEnabled());
+    auto* result = progress->findChild<QStackedWidget*>(QStringLiteral("stackResult"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return result->currentIndex() == 1; }, 60'000));
+    QTest::keyClick(window.get(), Qt::Key_Escape);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return child<QWidget>("wgtCentral")->isEnabled(); }));
+
+    const std::multiset<QString> expected = expectedContents(QStringLiteral("ntfs.img"));
+    const std::multiset<QString> written = contentsBelow(outputPath());
+    ASSERT_FALSE(expected.empty());
+    EXPECT_TRUE(std::includes(written.begin(), written.end(), expected.begin(), expected.end()));
+}
+
+TEST_F(MainWindowTest, ScansAnotherDriveWithAnotherFilter) {
+    attachSample(QStringLiteral("fat.img"));
+    chooseDrive();
+    click("btnNext");
+    ASSERT_EQ(page(), Results);
+    {
+        Answers no(QMessageBox::No);
+        click("btnScanAgain");
+        EXPECT_EQ(no.takeTexts(), QStringList(kScanAnother));
+        EXPECT_EQ(page(), Results);
+    }
+    const int allRows = child<QTreeView>("tree")->model()->rowCount();
+    window->resize(900, 700);
+
+    Answers yes(QMessageBox::Yes);
+    click("btnScanAgain");
+    ASSERT_EQ(page(), Source);
+    EXPECT_EQ(window->size(), QSize(640, 480));
+    EXPECT_FALSE(window->windowFlags() & kMinMaxHints);
+    EXPECT_EQ(window->frameGeometry().center(),
+              QGuiApplication::primaryScreen()->availableGeometry().center());
+    EXPECT_TRUE(window->isVisible());
+    click("btnNext");
+    ASSERT_EQ(page(), Formats) << "the drive is no longer selected";
+
+    QTest::mouseClick(child<QRadioButton>("rbSome"), Qt::LeftButton, {}, QPoint(25, 8));
+    QTest::mouseClick(child<QCheckBox>("cbPrograms"), Qt::LeftButton, {}, QPoint(45, 8));
+    click("btnNext");
+    ASSERT_EQ(page(), Results);
+    const QAbstractItemModel* model = child<QTreeView>("tree")->model();
+    EXPECT_LT(model->rowCount(), allRows);
+    for (int row = 0; row < model->rowCount(); ++row)
+        EXPECT_FALSE(model->index(row, 0).data().toString().endsWith(QStringLiteral(".txt")));
+}
+
+TEST_F(MainWindowTest, IsUsedFromTheKeyboard) {
+    attachSample(QStringLiteral("fat.img"));
+    const auto press = [this](Qt::Key key) {
+        QTest::keyClick(window->focusWidget(), key);
+        QCoreApplication::processEvents();
+    };
+    window->activateWindow();
+    press(Qt::Key_Return);
+    ASSERT_EQ(page(), Source);
+    auto* list = child<QListWidget>("lstSource");
+    ASSERT_EQ(window->focusWidget(), list);
+    press(Qt::Key_End);
+    press(Qt::Key_Space);
+    press(Qt::Key_Return);
+    ASSERT_EQ(page(), Formats);
+    EXPECT_EQ(window->focusWidget(), child<QRadioButton>("rbAll"));
+    press(Qt::Key_Tab);
+    EXPECT_EQ(window->focusWidget(), child<QPushButton>("btnBack"));
+    press(Qt::Key_Return);
+    ASSERT_EQ(page(), Source);
+
+    press(Qt::Key_F1);
+    EXPECT_NE(child<QLabel>("logo"), nullptr);
+    EXPECT_FALSE(child<QWidget>("wgtCentral")->isEnabled());
+    press(Qt::Key_Return);
+    EXPECT_EQ(page(), Source);
+}
+
+TEST_F(MainWindowTest, AnAbandonedScanEndsTheProgram) {
+    attachSample(QStringLiteral("fat.img"));
+    chooseDrive();
+    QTimer::singleShot(0, window.get(), [this] {
+        // Runs inside the scan, as no other event does before it.
+        QTimer::singleShot(0, window.get(), [this] {
+            EXPECT_EQ(page(), Scan);
+            EXPECT_FALSE(isEnabled("btnBack"));
+            EXPECT_FALSE(isEnabled("btnNext"));
+            {
+                Answers no(QMessageBox::No);
+                click("btnClose");
+                EXPECT_EQ(no.takeTexts(), QStringList(kQuitScan));
+                EXPECT_TRUE(window->isVisible());
+            }
+            Answers yes(QMessageBox::Yes);
+            click("btnClose");
+            EXPECT_EQ(yes.takeTexts(), QStringList(kQuitScan));
+        });
+        click("btnNext");
+    });
+    Answers later(QMessageBox::No);
+    QApplication::setQuitOnLastWindowClosed(true);
+    QTimer watchdog;
+    QObject::connect(&watchdog, &QTimer::timeout, [] { QApplication::exit(1); });
+    watchdog.start(60'000);
+    EXPECT_EQ(QApplication::exec(), 0);
+    QApplication::setQuitOnLastWindowClosed(false);
+    EXPECT_FALSE(window->isVisible());
+    EXPECT_EQ(later.takeTexts(), QStringList());
+    EXPECT_EQ(page(), Results);
+}
+
+TEST_F(MainWindowTest, ClosingEndsARecoveryBeforeFreeingWhatItReads) {
+    showEndlessResults();
+    child<QTreeView>("tree")->selectAll();
+    click("btnRecover");
+    ASSERT_TRUE(QTest::qWaitFor([this] { return isRead; }));
+    {
+        Answers no(QMessageBox::No);
+        window->close();
+        EXPECT_EQ(no.takeTexts(), QStringList(kQuitResults));
+        EXPECT_TRUE(window->isVisible());
+        EXPECT_TRUE(resultFrame()->isRecovering());
+    }
+    Answers yes(QMessageBox::Yes);
+    window->close();
+    EXPECT_EQ(yes.takeTexts(), QStringList(kQuitResults));
+    EXPECT_FALSE(window->isVisible());
+    EXPECT_FALSE(resultFrame()->isRecovering());
+    EXPECT_FALSE(isRead);
+}
+
+TEST_F(MainWindowTest, AScanThatCannotStartCanOnlyGoBack) {
+    const QString image = QString::fromStdString((images / "noise.img").string());
+    QFile noise(image);
+    ASSERT_TRUE(noise.open(QIODevice::WriteOnly));
+    noise.write(QByteArray(1 << 20, 'x'));
+    noise.close();
+    attach(image);
+    auto* source = window->findChild<SourceFrame*>();
+    source->setProperty("volumeLetter", int(letter));
+    pages->setCurrentIndex(Formats);
+    window->onNextClicked();
+    ASSERT_EQ(page(), Results);
+    EXPECT_FALSE(scanFrame()->failureReason().isEmpty());
+    EXPECT_FALSE(isEnabled("btnRecover"));
+    bool repeated = false;
+    for (const QLabel* label : resultFrame()->findChildren<QLabel*>())
+        repeated = repeated ||
+                   (label->isVisible() && label->text().contains(scanFrame()->failureReason()));
+    EXPECT_TRUE(repeated);
+
+    Answers yes(QMessageBox::Yes);
+    click("btnScanAgain");
+    EXPECT_EQ(page(), Source);
+    attachSample(QStringLiteral("fat.img"));
+    clickDrive();
+    click("btnNext");
+    click("btnNext");
+    EXPECT_EQ(page(), Results);
+    EXPECT_TRUE(isEnabled("btnRecover"));
+}
+
+} // namespace
