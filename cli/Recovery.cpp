@@ -5,6 +5,8 @@
 #include "cli/recoveryTree.h"
 #include "model/texts.h"
 
+#include <QFileInfo>
+
 using Problem = RecoveryWorker::Problem;
 
 Recovery::Recovery(Source& source, kova::ZFileTree& tree, const OutputDirectory& output,
@@ -61,7 +63,7 @@ void Recovery::onFileFinished(const QString& path, bool extracted, uint processe
 }
 
 void Recovery::onFileFailed(const QString& path, Problem problem, const QString& detail) {
-    failures_.push_back({path, reasonFor(problem, detail)});
+    failures_.push_back({path, reasonFor(path, problem, detail)});
     if (problem == Problem::Unreadable) {
         if (source_.isGone())
             endWith(End::SourceGone);
@@ -88,7 +90,7 @@ void Recovery::showProgress() {
                        .arg(QString::number(processed_), total, progress_.elapsed(), lastName_));
 }
 
-QString Recovery::reasonFor(Problem problem, const QString& detail) const {
+QString Recovery::reasonFor(const QString& path, Problem problem, const QString& detail) const {
     const QString words = detail.isEmpty() ? QString() : QStringLiteral(": ") + detail;
     switch (problem) {
     case Problem::CannotCreate:
@@ -104,6 +106,10 @@ QString Recovery::reasonFor(Problem problem, const QString& detail) const {
     if (sectors > 0)
         return QStringLiteral("recovered with %1, filled with zeros%2")
             .arg(counted(static_cast<kova::int64>(sectors), "unreadable sector"), words);
+    if (QFileInfo(path).size() == 0)
+        return QStringLiteral(
+            "cannot be read: the file system had compressed it, or what described "
+            "it is damaged");
     return QStringLiteral("the drive does not hold all of it any more; what is left was written");
 }
 

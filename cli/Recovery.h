@@ -44,7 +44,8 @@ private:
     void onFileFailed(const QString& path, RecoveryWorker::Problem problem, const QString& detail);
     void endWith(End end);
     void showProgress();
-    [[nodiscard]] QString reasonFor(RecoveryWorker::Problem problem, const QString& detail) const;
+    [[nodiscard]] QString reasonFor(const QString& path, RecoveryWorker::Problem problem,
+                                    const QString& detail) const;
     [[nodiscard]] QString endText() const;
 
     Source& source_;
