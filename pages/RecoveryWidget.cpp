@@ -7,9 +7,11 @@
 #include <QDir>
 #include <QEvent>
 #include <QLayout>
+#include <QTextCursor>
 
 #include <chrono>
 #include <cmath>
+#include <utility>
 
 using Problem = RecoveryWorker::Problem;
 
@@ -145,7 +147,7 @@ void RecoveryWidget::onCancelClicked() {
     if (cancelled_)
         emit cancelAtOnce();
     cancelled_ = true;
-    line_ = tr("Stops after this file; Cancel once more to stop now");
+    line_ = tr("Cancel again to stop at once");
     refresh();
 }
 
@@ -161,8 +163,16 @@ void RecoveryWidget::refresh() {
     if (failed_ == 0)
         return;
     ui->lblFailed->setText(tr("Missing or incomplete: %1").arg(failed_));
-    if (!newFailures_.isEmpty())
-        ui->txtFailed->appendPlainText(newFailures_.join(QLatin1Char('\n')));
+    // Not by the view's own cursor, which would take the view along.
+    QTextCursor end(ui->txtFailed->document());
+    end.beginEditBlock();
+    for (const QString& failure : std::as_const(newFailures_)) {
+        end.movePosition(QTextCursor::End);
+        if (!end.atStart())
+            end.insertBlock();
+        end.insertText(failure);
+    }
+    end.endEditBlock();
     newFailures_.clear();
     ui->lblFailed->show();
     ui->txtFailed->show();
