@@ -11,6 +11,8 @@
 
 #include <QCursor>
 #include <QFileDialog>
+#include <QFontMetrics>
+#include <QHeaderView>
 #include <QMenu>
 #include <QMessageBox>
 
@@ -25,6 +27,19 @@ constexpr QSize kPlayerButton{24, 24};
 /// "C:" at the end of "\\.\C:".
 constexpr int kDrivePrefixLength = 2;
 
+/// Gives sizes and dates the room they need, so that names have all the rest.
+void fitColumns(QHeaderView& header) {
+    const QFontMetrics metrics = header.fontMetrics();
+    const QString longestSize = formatSize(999 * kova::int64{1024 * 1024});
+    const QString longestDate = QStringLiteral("30 MMM 2000 00:00");
+    const auto widthOf = [&](const QString& text) {
+        return metrics.horizontalAdvance(text + QStringLiteral("MM"));
+    };
+    header.setMinimumSectionSize(widthOf(longestSize));
+    header.resizeSection(1, widthOf(longestSize));
+    header.resizeSection(2, widthOf(longestDate));
+}
+
 } // namespace
 
 ResultFrame::ResultFrame(QWidget* parent)
@@ -32,6 +47,7 @@ ResultFrame::ResultFrame(QWidget* parent)
     ui->setupUi(this);
     setPalette(pagePalette());
     setFocusProxy(ui->tree);
+    ui->tree->lower(); // Before its siblings, also for who looks for the first that takes the focus.
     ui->tree->setItemDelegate(new NameDelegate(ui->tree));
     ui->btnPlay->setFixedSize(kPlayerButton);
     ui->btnStop->setFixedSize(kPlayerButton);
@@ -93,6 +109,7 @@ void ResultFrame::init(kova::ZVolume* newVolume, kova::ZFileTree* newTree) {
     header->setSectionResizeMode(QHeaderView::Interactive);
     header->setSectionResizeMode(0, QHeaderView::Stretch);
     header->setStretchLastSection(false);
+    fitColumns(*header);
 }
 
 void ResultFrame::showFailure(const QString& reason) {

@@ -1,0 +1,163 @@
+#include "engine/ZFileTree.h"
+#include "engine/ZVolume.h"
+#include "model/texts.h"
+#include "pages/ResultFrame.h"
+
+#include <benchmark/benchmark.h>
+
+#include <QApplication>
+#include <QHeaderView>
+#include <QScrollBar>
+#include <QTest>
+#include <QTreeView>
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+#include <string>
+
+namespace kova::bench {
+namespace {
+
+constexpr int kFiles = 1'000'000;
+constexpr int64 kRoot = 5;
+constexpr int64 kFolder = 24;
+constexpr int64 kFirstFile = 32;
+
+/// What a user takes for an answer without a wait, and for a movement without a stutter.
+constexpr double kMostToOpen = 1.0;
+constexpr double kMostPerStep = 0.050;
+
+/// A volume that is only there to be shown.
+class NoVolume : public ZVolume {
+public:
+    using ZVolume::ZVolume;
+
+    bool init() override { return true; }
+
+    void scan(ZFileTree* /*tree*/) override {}
+
+    bool extract(const ZFileTreeNode& /*node*/, ZStream* /*out*/) override { return false; }
+};
+
+/// One folder of a million deleted files, or a thousand folders of a thousand.
+ZFileTree* makeTree(bool oneFolder) {
+    constexpr int64 kFoldersApart = 1000;
+    auto tree = std::make_unique<ZFileTree>();
+    tree->rootId = kRoot;
+    ZFileTreeNode node;
+    node.id = kRoot;
+    node.parentId = kNoParent;
+    node.isDirectory = true;
+    tree->insert(node);
+    const auto addFolder = [&](int64 id, int64 parentId) {
+        node.id = id;
+        node.parentId = parentId;
+        node.isDirectory = true;
+        node.name = L"folder " + std::to_wstring(id);
+        tree->insert(node);
+    };
+    addFolder(kFolder, kRoot);
+    int64 parentId = kFolder;
+    node.modificationTime = 133'000'000'000'000'000;
+    for (int64 id = kFirstFile; id < kFirstFile + kFiles; ++id) {
+        if (!oneFolder && (id - kFirstFile) % kFoldersApart == 0) {
+            parentId = kFirstFile + kFiles + id;
+            addFolder(parentId, kFolder);
+        }
+        node.id = id;
+        node.parentId = parentId;
+        node.isDirectory = false;
+        node.size = id;
+        node.name = L"A photo from the camera " + std::to_wstring(id) + L".jpg";
+        tree->insert(node);
+    }
+    return tree.release();
+}
+
+/// Seconds until the work is done and painted.
+template <typename Work>
+double shown(QWidget& page, Work work) {
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    QCoreApplication::processEvents();
+    page.repaint();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+void expectWithin(benchmark::State& state, const char* what, double seconds, double limit) {
+    state.counters[what] = seconds * 1000;
+    if (seconds > limit)
+        state.SkipWithError((std::string(what) + " takes too long").c_str());
+}
+
+QApplication& application() {
+    static int count = 1;
+    static char name[] = "orvane_bench";
+    static char* arguments[] = {name, nullptr};
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    static QApplication instance(count, arguments);
+    return instance;
+}
+
+/// The results page on a million files, each step as a user takes it. Counters are milliseconds.
+void resultsPage(benchmark::State& state, bool oneFolder) {
+    application();
+    for (auto _ : state) {
+        ResultFrame page;
+        page.resize(1000, 700);
+        page.show();
+        auto* view = page.findChild<QTreeView*>(QStringLiteral("tree"));
+        auto* media = new ZCustomMedia;
+        ZFileTree* tree = makeTree(oneFolder);
+        auto* volume = new NoVolume(media);
+
+        const double init = shown(page, [&] { page.init(volume, tree); });
+        const double open = shown(page, [&] { view->expandAll(); });
+
+        QScrollBar* bar = view->verticalScrollBar();
+        double scroll = 0;
+        constexpr int kSteps = 50;
+        for (int step = 0; step <= kSteps; ++step) {
+            const auto to = static_cast<int>(static_cast<int64>(bar->maximum()) * step / kSteps);
+            scroll = std::max(scroll, shown(page, [&] { bar->setValue(to); }));
+            scroll = std::max(scroll, shown(page, [&] {
+                                  bar->triggerAction(QAbstractSlider::SliderPageStepSub);
+                              }));
+        }
+        double select = 0;
+        for (int step = 0; step < kSteps; ++step) {
+            const QPoint at(view->viewport()->width() / 4, 5 + step * 10);
+            select = std::max(select, shown(page, [&] {
+                                  QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, at);
+                              }));
+            select = std::max(select, shown(page, [&] {
+                                  QTest::keyClick(view, Qt::Key_Down, Qt::ShiftModifier);
+                              }));
+        }
+        const double all =
+            shown(page, [&] { QTest::keyClick(view, Qt::Key_A, Qt::ControlModifier); });
+        bar->setValue(0);
+        const double scrollSelected = shown(page, [&] { bar->setValue(bar->maximum() / 2); });
+        const double close = shown(page, [&] { page.cleanup(); });
+
+        state.SetIterationTime(init + open + close);
+        expectWithin(state, "open", init + open, kMostToOpen);
+        expectWithin(state, "scroll_step", std::max(scroll, scrollSelected), kMostPerStep);
+        expectWithin(state, "select_step", select, kMostPerStep);
+        expectWithin(state, "select_all", all, kMostToOpen);
+        expectWithin(state, "close", close, kMostToOpen);
+    }
+}
+
+BENCHMARK_CAPTURE(resultsPage, oneFolder, true)
+    ->UseManualTime()
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(resultsPage, manyFolders, false)
+    ->UseManualTime()
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
+
+} // namespace
+} // namespace kova::bench
