@@ -13,6 +13,7 @@
 #include <QFileDialog>
 #include <QFontMetrics>
 #include <QHeaderView>
+#include <QItemSelectionModel>
 #include <QMenu>
 #include <QMessageBox>
 
@@ -47,7 +48,8 @@ ResultFrame::ResultFrame(QWidget* parent)
     ui->setupUi(this);
     setPalette(pagePalette());
     setFocusProxy(ui->tree);
-    ui->tree->lower(); // Before its siblings, also for who looks for the first that takes the focus.
+    ui->tree
+        ->lower(); // Before its siblings, also for who looks for the first that takes the focus.
     ui->tree->setItemDelegate(new NameDelegate(ui->tree));
     ui->btnPlay->setFixedSize(kPlayerButton);
     ui->btnStop->setFixedSize(kPlayerButton);
@@ -163,7 +165,8 @@ void ResultFrame::previewStop() {
 }
 
 void ResultFrame::recoverSelectedFiles() {
-    if (ui->tree->selectionModel() == nullptr || volume == nullptr || isRecovering())
+    if (ui->tree->selectionModel() == nullptr || volume == nullptr || tree == nullptr ||
+        isRecovering())
         return;
     const QSet<kova::int64> ids = selectedIds();
     if (ids.isEmpty()) {
@@ -184,9 +187,26 @@ void ResultFrame::recoverSelectedFiles() {
 }
 
 QSet<kova::int64> ResultFrame::selectedIds() const {
+    const QItemSelectionModel& selection = *ui->tree->selectionModel();
+    const auto& model = *qobject_cast<const FileModel*>(selection.model());
     QSet<kova::int64> ids;
-    for (const QModelIndex& row : ui->tree->selectionModel()->selectedRows(0))
-        ids.insert(static_cast<const kova::ZFileTreeNode*>(row.internalPointer())->id);
+    // Whole rows are taken by the range: asking for the rows looks at each one again and again,
+    // for seconds when there are a million.
+    bool onlyWholeRows = true;
+    for (const QItemSelectionRange& range : selection.selection()) {
+        if (range.width() < model.columnCount()) {
+            onlyWholeRows = false;
+            continue;
+        }
+        const auto& siblings = tree->childIds(model.nodeFromIndex(range.parent())->id);
+        ids.reserve(ids.size() + range.height());
+        for (int row = range.top(); row <= range.bottom(); ++row)
+            ids.insert(siblings[static_cast<std::size_t>(row)]);
+    }
+    if (!onlyWholeRows) {
+        for (const QModelIndex& row : selection.selectedRows(0))
+            ids.insert(model.nodeFromIndex(row)->id);
+    }
     addRowsBelowFiles(ids);
     return ids;
 }
