@@ -14,5 +14,14 @@ QPalette pagePalette() {
     palette.setColor(QPalette::Disabled, QPalette::Highlight, Qt::lightGray);
     palette.setColor(QPalette::PlaceholderText, faded);
     palette.setColor(QPalette::Link, accent);
+
+    // A widget takes from its palette what was set one by one, and the rest from the desktop's.
+    for (const auto group : {QPalette::Active, QPalette::Inactive, QPalette::Disabled}) {
+        for (int role = 0; role < QPalette::NColorRoles; ++role) {
+            if (role != QPalette::NoRole)
+                palette.setBrush(group, static_cast<QPalette::ColorRole>(role),
+                                 palette.brush(group, static_cast<QPalette::ColorRole>(role)));
+        }
+    }
     return palette;
 }

@@ -287,16 +287,14 @@ TEST_F(MainWindowTest, ScansAnotherDriveWithAnotherFilter) {
     chooseDrive();
     click("btnNext");
     ASSERT_EQ(page(), Results);
-    {
-        Answers no(QMessageBox::No);
-        click("btnScanAgain");
-        EXPECT_EQ(no.takeTexts(), QStringList(kScanAnother));
-        EXPECT_EQ(page(), Results);
-    }
+    Answers answers(QMessageBox::No);
+    click("btnScanAgain");
+    EXPECT_EQ(answers.takeTexts(), QStringList(kScanAnother));
+    EXPECT_EQ(page(), Results);
     const int allRows = child<QTreeView>("tree")->model()->rowCount();
     window->resize(900, 700);
 
-    Answers yes(QMessageBox::Yes);
+    answers.press(QMessageBox::Yes);
     click("btnScanAgain");
     ASSERT_EQ(page(), Source);
     EXPECT_EQ(window->size(), QSize(640, 480));
@@ -339,34 +337,33 @@ TEST_F(MainWindowTest, IsUsedFromTheKeyboard) {
     ASSERT_EQ(page(), Source);
 
     press(Qt::Key_F1);
-    EXPECT_NE(child<QLabel>("logo"), nullptr);
+    ASSERT_TRUE(QTest::qWaitFor([this] { return child<QLabel>("logo") != nullptr; }));
     EXPECT_FALSE(child<QWidget>("wgtCentral")->isEnabled());
-    press(Qt::Key_Return);
+    press(Qt::Key_Return); // On the close cross.
+    EXPECT_TRUE(QTest::qWaitFor([this] { return child<QLabel>("logo") == nullptr; }));
     EXPECT_EQ(page(), Source);
 }
 
 TEST_F(MainWindowTest, AnAbandonedScanEndsTheProgram) {
     attachSample(QStringLiteral("fat.img"));
     chooseDrive();
-    QTimer::singleShot(0, window.get(), [this] {
-        // Runs inside the scan, as no other event does before it.
-        QTimer::singleShot(0, window.get(), [this] {
-            EXPECT_EQ(page(), Scan);
-            EXPECT_FALSE(isEnabled("btnBack"));
-            EXPECT_FALSE(isEnabled("btnNext"));
-            {
-                Answers no(QMessageBox::No);
-                click("btnClose");
-                EXPECT_EQ(no.takeTexts(), QStringList(kQuitScan));
-                EXPECT_TRUE(window->isVisible());
-            }
-            Answers yes(QMessageBox::Yes);
-            click("btnClose");
-            EXPECT_EQ(yes.takeTexts(), QStringList(kQuitScan));
-        });
+    Answers answers(QMessageBox::No);
+    const auto closeTwice = [&] {
+        EXPECT_EQ(page(), Scan);
+        EXPECT_FALSE(isEnabled("btnBack"));
+        EXPECT_FALSE(isEnabled("btnNext"));
+        click("btnClose");
+        EXPECT_EQ(answers.takeTexts(), QStringList(kQuitScan));
+        EXPECT_TRUE(window->isVisible());
+        answers.press(QMessageBox::Yes);
+        click("btnClose");
+        EXPECT_EQ(answers.takeTexts(), QStringList(kQuitScan));
+        answers.press(QMessageBox::No);
+    };
+    QTimer::singleShot(0, window.get(), [&] {
+        QTimer::singleShot(0, window.get(), closeTwice); // Comes up while the scan runs.
         click("btnNext");
     });
-    Answers later(QMessageBox::No);
     QApplication::setQuitOnLastWindowClosed(true);
     QTimer watchdog;
     QObject::connect(&watchdog, &QTimer::timeout, [] { QApplication::exit(1); });
@@ -374,7 +371,7 @@ TEST_F(MainWindowTest, AnAbandonedScanEndsTheProgram) {
     EXPECT_EQ(QApplication::exec(), 0);
     QApplication::setQuitOnLastWindowClosed(false);
     EXPECT_FALSE(window->isVisible());
-    EXPECT_EQ(later.takeTexts(), QStringList());
+    EXPECT_EQ(answers.takeTexts(), QStringList());
     EXPECT_EQ(page(), Results);
 }
 
@@ -383,16 +380,14 @@ TEST_F(MainWindowTest, ClosingEndsARecoveryBeforeFreeingWhatItReads) {
     child<QTreeView>("tree")->selectAll();
     click("btnRecover");
     ASSERT_TRUE(QTest::qWaitFor([this] { return isRead; }));
-    {
-        Answers no(QMessageBox::No);
-        window->close();
-        EXPECT_EQ(no.takeTexts(), QStringList(kQuitResults));
-        EXPECT_TRUE(window->isVisible());
-        EXPECT_TRUE(resultFrame()->isRecovering());
-    }
-    Answers yes(QMessageBox::Yes);
+    Answers answers(QMessageBox::No);
     window->close();
-    EXPECT_EQ(yes.takeTexts(), QStringList(kQuitResults));
+    EXPECT_EQ(answers.takeTexts(), QStringList(kQuitResults));
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_TRUE(resultFrame()->isRecovering());
+    answers.press(QMessageBox::Yes);
+    window->close();
+    EXPECT_EQ(answers.takeTexts(), QStringList(kQuitResults));
     EXPECT_FALSE(window->isVisible());
     EXPECT_FALSE(resultFrame()->isRecovering());
     EXPECT_FALSE(isRead);
