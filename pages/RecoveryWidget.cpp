@@ -66,7 +66,7 @@ void RecoveryWidget::incrementProgress() {
     emit modalAllowClose(true);
 }
 
-void RecoveryWidget::statusChanged(QString newStatus) {
+void RecoveryWidget::statusChanged(const QString& newStatus) {
     // A request that comes when all is done is still answered, but nothing is being cancelled.
     if (!finished_)
         ui->lblSubtitle->setText(newStatus);
@@ -100,14 +100,14 @@ void RecoveryWidget::finished(uint totalFiles, uint recoveredFiles) {
     refresh();
 }
 
-void RecoveryWidget::fileStarted(QString path, uint number, uint totalFiles) {
+void RecoveryWidget::fileStarted(const QString& path, uint number, uint totalFiles) {
     count_ = tr("%1 of %2").arg(number).arg(totalFiles);
     if (!cancelled_)
         line_ = shownPath(path);
     scheduleRefresh();
 }
 
-void RecoveryWidget::fileFailed(QString path, Problem problem, QString detail) {
+void RecoveryWidget::fileFailed(const QString& path, Problem problem, const QString& detail) {
     ++failed_;
     scheduleRefresh();
     if (failed_ > kMostNamed)

@@ -34,12 +34,12 @@ public:
 
 public slots:
     void progressChanged(double value);
-    void statusChanged(QString newStatus);
+    void statusChanged(const QString& newStatus);
     void finished(uint totalFiles, uint recoveredFiles);
     void incrementProgress();
 
-    void fileStarted(QString path, uint number, uint totalFiles);
-    void fileFailed(QString path, RecoveryWorker::Problem problem, QString detail);
+    void fileStarted(const QString& path, uint number, uint totalFiles);
+    void fileFailed(const QString& path, RecoveryWorker::Problem problem, const QString& detail);
 
 signals:
     void cancel();

@@ -31,7 +31,7 @@ constexpr int kDrivePrefixLength = 2;
 /// Gives sizes and dates the room they need, so that names have all the rest.
 void fitColumns(QHeaderView& header) {
     const QFontMetrics metrics = header.fontMetrics();
-    const QString longestSize = formatSize(999 * kova::int64{1024 * 1024});
+    const QString longestSize = formatSize(kova::int64{999} * 1024 * 1024);
     const QString longestDate = QStringLiteral("30 MMM 2000 00:00");
     const auto widthOf = [&](const QString& text) {
         return metrics.horizontalAdvance(text + QStringLiteral("MM"));
@@ -155,7 +155,7 @@ void ResultFrame::onItemClicked(QModelIndex index) {
                                                       : tr("Files cannot be previewed yet"));
 }
 
-void ResultFrame::previewError(QString message) {
+void ResultFrame::previewError(const QString& message) {
     ui->previewStack->setCurrentWidget(ui->pageNoPreview);
     ui->whyNoPreview->setText(message);
 }

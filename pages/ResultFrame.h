@@ -71,7 +71,7 @@ signals:
 private slots:
     void customContextMenuRequested(QPoint pos);
     void onItemClicked(QModelIndex index);
-    void previewError(QString message);
+    void previewError(const QString& message);
     void previewStop();
 
 private:

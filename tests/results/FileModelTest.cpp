@@ -118,7 +118,7 @@ TEST_F(FileModelTest, RemovedIconsAreTheLiveOnesAtHalfOpacity) {
             for (int x = 0; x < live.width(); ++x) {
                 const QColor before = live.pixelColor(x, y);
                 const QColor after = removed.pixelColor(x, y);
-                EXPECT_NEAR(after.alpha(), before.alpha() * 128 / 255, 1);
+                EXPECT_NEAR(after.alpha(), before.alpha() * (128.0 / 255), 1);
                 if (before.alpha() < 255)
                     continue;
                 ++opaque;

@@ -24,6 +24,9 @@ protected:
         page->show();
     }
 
+    RecoveryWidgetTest(const RecoveryWidgetTest&) = delete;
+    RecoveryWidgetTest& operator=(const RecoveryWidgetTest&) = delete;
+
     ~RecoveryWidgetTest() override { delete page; }
 
     template <typename Widget>

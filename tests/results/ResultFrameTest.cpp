@@ -132,6 +132,9 @@ protected:
         answer = toPath(output);
     }
 
+    ResultFrameTest(const ResultFrameTest&) = delete;
+    ResultFrameTest& operator=(const ResultFrameTest&) = delete;
+
     ~ResultFrameTest() override {
         page.reset();
         delete progress;
@@ -237,7 +240,7 @@ protected:
         ASSERT_TRUE(volume->init());
         auto tree = std::make_unique<ZFileTree>();
         volume->scan(tree.get());
-        media.release(); // With the volume.
+        static_cast<void>(media.release()); // Goes with the volume.
         page->init(volume.release(), tree.release());
     }
 
