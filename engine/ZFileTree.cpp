@@ -17,6 +17,7 @@ void ZFileTree::insert(const ZFileTreeNode& node, int position) {
     if (filter && !filter(node))
         return;
 
+    // Stays where it is: nothing below adds an id.
     Known& known = known_[node.id];
     if (known.node != nullptr) {
         if (node.creationTime < known.node->creationTime)

@@ -13,12 +13,12 @@ namespace kova::fuzz {
 namespace {
 
 /// Larger files are not previewed, so they are not extracted into memory.
-constexpr int64 kLargestPreview = 20 * 1024 * 1024;
+constexpr int64 kLargestPreview = int64{20} << 20;
 /// Enough to reach every path of the extraction; all of them would take the time from the rest.
 constexpr int kMostExtractions = 200;
 /// A file's holes need not lie on the volume; the streams that people preview into are bounded
 /// by the file's size, this one by itself.
-constexpr int64 kLargestStream = 64 * 1024 * 1024;
+constexpr int64 kLargestStream = int64{64} << 20;
 
 class BoundedStream : public ZMemoryStream {
 public:

@@ -80,7 +80,7 @@ FileNameValue FileNameValue::decode(std::span<const uint8> value) {
     FileNameValue fileName;
     fileName.parent = static_cast<int64>(readLe<uint64>(value, 0x00) & kRecordNumberMask);
     fileName.nameSpace = readLe<uint8>(value, 0x41);
-    const std::size_t nameBytes = 2U * readLe<uint8>(value, kNameLength);
+    const std::size_t nameBytes = std::size_t{2} * readLe<uint8>(value, kNameLength);
     if (value.size() - kName < nameBytes)
         fail();
     fileName.name = value.subspan(kName, nameBytes);
@@ -107,7 +107,7 @@ AttributeListEntry AttributeListEntry::decode(std::span<const uint8> list, std::
 std::span<const uint8> AttributeListEntry::name(std::span<const uint8> list,
                                                 std::size_t offset) const {
     const std::size_t start = offset + nameOffset;
-    const std::size_t bytes = 2U * nameLength;
+    const std::size_t bytes = std::size_t{2} * nameLength;
     if (start > list.size() || list.size() - start < bytes)
         fail();
     return list.subspan(start, bytes);
