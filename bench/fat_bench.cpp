@@ -13,6 +13,14 @@
 namespace kova::bench {
 namespace {
 
+test::FatEntry entryNamed(char kind, int number, const char* extension = "") {
+    test::FatEntry entry;
+    entry.name = kind;
+    entry.name.append(std::to_string(number)).append(extension);
+    entry.deleted = *extension != '\0';
+    return entry;
+}
+
 /// A scan of 1,000 folders of 100 deleted entries each on FAT32, against reading the folders'
 /// bytes in the order of the walk.
 void fatScan(benchmark::State& state) {
@@ -23,11 +31,10 @@ void fatScan(benchmark::State& state) {
         {.type = FatType::Fat32, .sectorsPerCluster = kSectorsPerCluster, .clusters = 105'000});
     std::vector<uint32> clusters;
     for (int folder = 0; folder < kFolders; ++folder) {
-        const uint32 directory = builder.addDirectory(0, {.name = "F" + std::to_string(folder)});
+        const uint32 directory = builder.addDirectory(0, entryNamed('F', folder));
         clusters.push_back(directory);
         for (int entry = 0; entry < kEntries; ++entry)
-            builder.addFile(directory,
-                            {.name = "E" + std::to_string(entry) + ".TXT", .deleted = true}, "x");
+            builder.addFile(directory, entryNamed('E', entry, ".TXT"), "x");
     }
     test::TestMedia media(builder.bytes());
     ZFatVolume volume(&media);
