@@ -17,6 +17,8 @@ class FormatsFrame : public QWidget {
 
 public:
     explicit FormatsFrame(QWidget* parent = nullptr);
+    FormatsFrame(const FormatsFrame&) = delete;
+    FormatsFrame& operator=(const FormatsFrame&) = delete;
     ~FormatsFrame() override;
 
     /// Adds the suffixes chosen to `allowed` and those to be left out to `denied`.

@@ -25,6 +25,8 @@ class ScanFrame : public QWidget {
 
 public:
     explicit ScanFrame(QWidget* parent = nullptr);
+    ScanFrame(const ScanFrame&) = delete;
+    ScanFrame& operator=(const ScanFrame&) = delete;
     ~ScanFrame() override;
 
     /// Why the last scan could not start, in words for people; empty when it could. Holds when

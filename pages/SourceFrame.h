@@ -24,6 +24,8 @@ public:
 
     /// `drives` is asked on the GUI thread and has to be quick.
     explicit SourceFrame(QWidget* parent = nullptr, DriveSource drives = platform::listDrives);
+    SourceFrame(const SourceFrame&) = delete;
+    SourceFrame& operator=(const SourceFrame&) = delete;
     ~SourceFrame() override;
 
     /// Appends every fixed or removable drive, in the order of the letters.

@@ -23,8 +23,6 @@
 
 namespace {
 
-using kova::ZFileTreeNode;
-
 /// A scan page, and in the place of the results page whatever its scans hand over.
 class ScanFrameTest : public testing::Test {
 protected:

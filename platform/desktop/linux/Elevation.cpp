@@ -122,9 +122,11 @@ bool relaunchElevated(const QString& program, const QString& argument) {
     const QStringList words =
         QStringList{pkexec, env} + displayEnvironment() + QStringList{program, argument};
     std::vector<QByteArray> bytes;
+    bytes.reserve(static_cast<std::size_t>(words.size()));
     for (const QString& word : words)
         bytes.push_back(QFile::encodeName(word));
     std::vector<char*> arguments;
+    arguments.reserve(bytes.size() + 1);
     for (QByteArray& word : bytes)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);

@@ -11,7 +11,7 @@ QPixmap fileIconForSuffix(const QString& suffix, QSize size) {
     if (type.isDefault())
         return {};
     for (const QString& name : {type.iconName(), type.genericIconName()}) {
-        const QPixmap icon = QIcon::fromTheme(name).pixmap(size);
+        QPixmap icon = QIcon::fromTheme(name).pixmap(size);
         if (!icon.isNull())
             return icon;
     }
