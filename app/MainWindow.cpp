@@ -39,11 +39,11 @@ QMessageBox::StandardButton ask(QWidget* window, const QString& question) {
 
 MainWindow::MainWindow(QWidget* parent)
     : QMainWindow(parent), ui(std::make_unique<Ui::MainWindow>()) {
+    QApplication::setPalette(pagePalette());
     ui->setupUi(this);
     pageStack = ui->frameContainer;
 
     setWindowFlags(Qt::WindowTitleHint | Qt::CustomizeWindowHint | Qt::WindowCloseButtonHint);
-    setPalette(pagePalette());
     layout()->setSizeConstraint(QLayout::SetNoConstraint); // Sizes are what this class sets.
     QFont font = QApplication::font();
     font.setStyleStrategy(QFont::PreferAntialias);

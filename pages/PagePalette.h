@@ -2,6 +2,7 @@
 
 #include <QPalette>
 
-/// The colours of the pages, dark on light whatever the desktop's theme: they stand on the white of
-/// the window, and their style sheets name dark colours.
+/// The colours of the program, dark on light whatever the desktop's theme: the pages stand on
+/// white, and their style sheets name dark colours. Meant for the application, as widgets with a
+/// style sheet take no colours from their parents.
 [[nodiscard]] QPalette pagePalette();

@@ -1,7 +1,6 @@
 #include "pages/RecoveryWidget.h"
 
 #include "model/texts.h"
-#include "pages/PagePalette.h"
 #include "ui_RecoveryWidget.h"
 
 #include <QDir>
@@ -27,7 +26,6 @@ constexpr uint kMostNamed = 10'000;
 RecoveryWidget::RecoveryWidget(QWidget* parent)
     : QWidget(parent), ui(std::make_unique<Ui::RecoveryWidget>()) {
     ui->setupUi(this);
-    setPalette(pagePalette());
     setFocusPolicy(Qt::StrongFocus);
     ui->progress->setValue(0);
     refreshTimer_.setSingleShot(true);

@@ -3,7 +3,6 @@
 #include "model/FileModel.h"
 #include "model/NameDelegate.h"
 #include "model/texts.h"
-#include "pages/PagePalette.h"
 #include "pages/RecoveryWidget.h"
 #include "platform/Drives.h"
 #include "ui_ResultFrame.h"
@@ -46,7 +45,6 @@ void fitColumns(QHeaderView& header) {
 ResultFrame::ResultFrame(QWidget* parent)
     : QWidget(parent), ui(std::make_unique<Ui::ResultFrame>()) {
     ui->setupUi(this);
-    setPalette(pagePalette());
     setFocusProxy(ui->tree);
     ui->tree
         ->lower(); // Before its siblings, also for who looks for the first that takes the focus.

@@ -350,6 +350,18 @@ TEST_F(MainWindowTest, IsUsedFromTheKeyboard) {
     EXPECT_EQ(page(), Source);
 }
 
+TEST_F(MainWindowTest, StaysDarkOnLightOnADarkDesktop) {
+    QApplication::setPalette(QPalette(QColor(60, 60, 60), QColor(30, 30, 30)));
+    const MainWindow another;
+    for (const QWidget* widget : another.findChildren<QWidget*>()) {
+        const QPalette& colors = widget->palette();
+        for (const auto ground : {QPalette::Window, QPalette::Base, QPalette::Button})
+            EXPECT_GT(colors.color(ground).lightness(), 200) << widget->objectName().toStdString();
+    }
+    const QPalette& list = another.findChild<QListWidget*>()->palette();
+    EXPECT_LT(list.color(QPalette::Text).lightness(), 50);
+}
+
 TEST_F(MainWindowTest, AnAbandonedScanEndsTheProgram) {
     attachSample(QStringLiteral("fat.img"));
     chooseDrive();
