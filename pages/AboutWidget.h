@@ -14,6 +14,8 @@ class AboutWidget : public QWidget {
 
 public:
     explicit AboutWidget(QWidget* parent = nullptr);
+    AboutWidget(const AboutWidget&) = delete;
+    AboutWidget& operator=(const AboutWidget&) = delete;
     ~AboutWidget() override;
 
 public slots:

@@ -23,6 +23,8 @@ public:
     /// Takes over `content`. `blocked` is disabled until the frame goes; it and `parent`, the
     /// window, must outlive the frame.
     ModalFrame(QWidget* content, QWidget* blocked, QWidget* parent);
+    ModalFrame(const ModalFrame&) = delete;
+    ModalFrame& operator=(const ModalFrame&) = delete;
     ~ModalFrame() override;
 
 signals:

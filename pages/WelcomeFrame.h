@@ -14,6 +14,8 @@ class WelcomeFrame : public QWidget {
 
 public:
     explicit WelcomeFrame(QWidget* parent = nullptr);
+    WelcomeFrame(const WelcomeFrame&) = delete;
+    WelcomeFrame& operator=(const WelcomeFrame&) = delete;
     ~WelcomeFrame() override;
 
 private:

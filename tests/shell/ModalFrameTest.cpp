@@ -128,6 +128,9 @@ class Browser : public QObject {
 public:
     Browser() { QDesktopServices::setUrlHandler(QStringLiteral("https"), this, "open"); }
 
+    Browser(const Browser&) = delete;
+    Browser& operator=(const Browser&) = delete;
+
     ~Browser() override { QDesktopServices::unsetUrlHandler(QStringLiteral("https")); }
 
     QList<QUrl> opened;
