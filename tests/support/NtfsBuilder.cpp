@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 #include <stdexcept>
+#include <string_view>
 
 namespace kova::test {
 
@@ -240,7 +241,8 @@ NtfsBuilder& NtfsBuilder::putClusters(int64 lcn, const std::vector<uint8>& bytes
 
 std::vector<uint8> NtfsBuilder::build() {
     uint8* boot = image_.data();
-    std::memcpy(boot + 3, "NTFS    ", 8);
+    constexpr std::string_view kOemName = "NTFS    ";
+    std::copy(kOemName.begin(), kOemName.end(), boot + 3);
     storeLe<uint16>(boot + 0x0B, static_cast<uint16>(geometry_.bytesPerSector));
     uint32 power = 0;
     while ((1U << power) < geometry_.sectorsPerCluster)

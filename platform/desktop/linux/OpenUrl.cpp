@@ -15,6 +15,8 @@ namespace {
 const passwd* userBeforePkexec() {
     bool isNumber = false;
     const uid_t user = qEnvironmentVariable("PKEXEC_UID").toUInt(&isNumber);
+    // Only the window's thread asks.
+    // cppcheck-suppress getpwuidCalled
     return isNumber && ::geteuid() == 0 ? ::getpwuid(user) : nullptr;
 }
 
