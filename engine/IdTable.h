@@ -29,14 +29,18 @@ public:
 
     /// The value of `id`, added as `Value{}` when it has none.
     Value& operator[](int64 id) {
-        if (Value* value = find(id))
-            return *value;
-        if (3 * (count_ + 1) > 2 * slots_.size())
+        if (slots_.empty())
             grow();
-        Slot& slot = slots_[slotOf(id)];
-        slot.id = id;
+        std::size_t at = slotOf(id);
+        if (slots_[at].id == id)
+            return slots_[at].value;
+        if (3 * (count_ + 1) > 2 * slots_.size()) {
+            grow();
+            at = slotOf(id);
+        }
+        slots_[at].id = id;
         ++count_;
-        return slot.value;
+        return slots_[at].value;
     }
 
 private:

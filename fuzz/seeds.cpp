@@ -5,6 +5,7 @@
 #include "engine/ntfs/NtfsLayout.h"
 #include "tests/support/FatBuilder.h"
 #include "tests/support/NtfsBuilder.h"
+#include "tests/support/freeRecords.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -28,26 +29,6 @@ void save(const fs::path& path, const Bytes& bytes) {
 Bytes load(const fs::path& path) {
     std::ifstream in(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), {}};
-}
-
-/// Clears the bits of all but the system's records in the MFT's bitmap.
-void freeRecords(Bytes& image) {
-    const auto boot = ntfs::BootSector::decode(image);
-    const std::size_t clusterBytes = std::size_t{boot.clusterSectors()} * boot.bytesPerSector;
-    const std::size_t mft = boot.mftLcn * clusterBytes;
-    const std::span<const uint8> record(image.data() + mft, 1024);
-    for (std::size_t at = loadLe<uint16>(&record[ntfs::RecordHeader::kFirstAttribute]);
-         loadLe<uint32>(&record[at]) != ntfs::kEndOfAttributes;) {
-        const ntfs::AttributeHeader header(record, at);
-        if (header.type() == ntfs::kBitmap) {
-            // One run of at most 15 clusters, its LCN in up to 8 bytes.
-            const uint8* pairs = &record[at + header.runsOffset()];
-            uint64 lcn = 0;
-            std::memcpy(&lcn, pairs + 1 + (pairs[0] & 15), pairs[0] >> 4);
-            std::fill_n(&image[lcn * clusterBytes + 3], 64, uint8{0});
-        }
-        at += header.length();
-    }
 }
 
 Bytes builtNtfs() {
@@ -113,7 +94,7 @@ int main(int count, char** arguments) {
     save(fatFolder / "built16.img", builtFat(FatType::Fat16, 0));
     for (int i = 3; i < count; ++i) {
         Bytes image = load(arguments[i]);
-        freeRecords(image);
+        test::freeRecords(image);
         save(ntfsFolder / fs::path(arguments[i]).filename(), image);
     }
     return 0;
