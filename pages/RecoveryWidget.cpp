@@ -113,8 +113,9 @@ void RecoveryWidget::fileFailed(const QString& path, Problem problem, const QStr
     QString reason;
     switch (problem) {
     case Problem::Unreadable:
-        reason = detail.isEmpty() ? tr("the drive does not hold all of it any more")
-                                  : tr("could not be read in full");
+        reason = detail.isEmpty()
+                     ? tr("cannot be read in full: compressed, damaged or gone in part")
+                     : tr("could not be read in full");
         break;
     case Problem::CannotCreate:
         reason = tr("could not be created");

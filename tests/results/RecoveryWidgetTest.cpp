@@ -133,7 +133,7 @@ TEST_F(RecoveryWidgetTest, SaysWhatIsMissingAndFindsRoomForIt) {
     page->finished(9, 2);
     EXPECT_EQ(label("lblFailed"), QStringLiteral("Missing or incomplete: 2"));
     EXPECT_EQ(child<QPlainTextEdit>("txtFailed")->toPlainText(),
-              QStringLiteral("a.txt: the drive does not hold all of it any more\n"
+              QStringLiteral("a.txt: cannot be read in full: compressed, damaged or gone in part\n"
                              "b/c\uFFFD.txt: could not be written (No such device)"));
     EXPECT_EQ(label("lblFile"), QStringLiteral("The drive was removed"));
     EXPECT_TRUE(QTest::qWaitFor([&] { return frame.height() > before.height(); }));
