@@ -34,7 +34,7 @@ public:
         std::size_t at = slotOf(id);
         if (slots_[at].id == id)
             return slots_[at].value;
-        if (3 * (count_ + 1) > 2 * slots_.size()) {
+        if (4 * (count_ + 1) > 3 * slots_.size()) {
             grow();
             at = slotOf(id);
         }
@@ -76,7 +76,7 @@ private:
         }
     }
 
-    std::vector<Slot> slots_; ///< A power of two of them, at most two thirds in use.
+    std::vector<Slot> slots_; ///< A power of two of them, at most three quarters in use.
     std::size_t count_ = 0;
 };
 

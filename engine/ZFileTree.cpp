@@ -31,14 +31,13 @@ void ZFileTree::insert(const ZFileTreeNode& node, int position) {
 
     if (node.id != node.parentId) {
         auto& list = children[node.parentId];
-        if (known.listedUnder != node.parentId) {
+        if (known.row == kUnlisted) {
             std::size_t row = list.size();
             if (position >= 0 && static_cast<std::size_t>(position) < list.size()) {
                 listOf(node.parentId); // Rows are counted without the gaps.
                 row = std::min(static_cast<std::size_t>(position), list.size());
             }
             list.insert(list.begin() + static_cast<std::ptrdiff_t>(row), node.id);
-            known.listedUnder = node.parentId;
             known.row = static_cast<uint32>(row);
         }
     }
@@ -56,12 +55,9 @@ void ZFileTree::moveChildren(int64 fromId, int64 toId) {
     auto* list = fromId == toId ? nullptr : &children[toId];
     for (const int64 id : moved) {
         node(id).parentId = toId;
-        Known& known = known_[id];
-        known.listedUnder = list == nullptr ? kUnlisted : toId;
-        if (list == nullptr)
-            continue;
-        known.row = static_cast<uint32>(list->size());
-        list->push_back(id);
+        known_[id].row = list == nullptr ? kUnlisted : static_cast<uint32>(list->size());
+        if (list != nullptr)
+            list->push_back(id);
     }
     updateMissing(fromId, toId);
 }
@@ -100,10 +96,10 @@ int ZFileTree::rowOf(int64 id) {
     const int64 parentId = node(id).parentId;
     const auto* list = listOf(parentId);
     const Known& known = known_[id];
-    if (list == nullptr || known.listedUnder != parentId)
+    if (list == nullptr || known.row == kUnlisted)
         return -1;
     if (known.row >= list->size() || (*list)[known.row] != id)
-        renumber(parentId, *list);
+        renumber(*list);
     return static_cast<int>(known.row);
 }
 
@@ -126,25 +122,22 @@ const std::vector<int64>* ZFileTree::listOf(int64 parentId) const {
         return nullptr;
     if (sparseLists_.erase(parentId) > 0) {
         std::erase(found->second, kRemoved);
-        renumber(parentId, found->second);
+        renumber(found->second);
     }
     return &found->second;
 }
 
-void ZFileTree::renumber(int64 parentId, const std::vector<int64>& list) const {
-    for (std::size_t row = 0; row < list.size(); ++row) {
-        Known& known = known_[list[row]];
-        known.listedUnder = parentId;
-        known.row = static_cast<uint32>(row);
-    }
+void ZFileTree::renumber(const std::vector<int64>& list) const {
+    for (std::size_t row = 0; row < list.size(); ++row)
+        known_[list[row]].row = static_cast<uint32>(row);
 }
 
 void ZFileTree::removeFromList(int64 id, Known& known, int64 parentId) {
-    if (known.listedUnder != parentId)
+    if (known.row == kUnlisted)
         return;
-    known.listedUnder = kUnlisted;
     auto& list = children[parentId];
     std::size_t row = known.row;
+    known.row = kUnlisted;
     if (row >= list.size() || list[row] != id)
         row = static_cast<std::size_t>(std::find(list.begin(), list.end(), id) - list.begin());
     if (row + 1 == list.size()) {

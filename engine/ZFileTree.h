@@ -79,19 +79,19 @@ public:
     std::function<bool(const ZFileTreeNode&)> filter;
 
 private:
-    /// What is known of an id without a search: its node, and where it stands in a child list.
+    /// What is known of an id without a search.
     struct Known {
         ZFileTreeNode* node = nullptr;
-        int64 listedUnder = kUnlisted;
-        uint32 row = 0; ///< Where it stood last; rows before it may have come and gone.
+        /// Where it stood last in its parent's list; rows before it may have come and gone.
+        uint32 row = kUnlisted;
     };
 
-    /// `listedUnder` of a node that is in no list.
-    static constexpr int64 kUnlisted = std::numeric_limits<int64>::min();
+    /// `row` of a node that is in no list.
+    static constexpr uint32 kUnlisted = std::numeric_limits<uint32>::max();
 
     void updateMissing(int64 id, int64 parentId);
     void removeFromList(int64 id, Known& known, int64 parentId);
-    void renumber(int64 parentId, const std::vector<int64>& list) const;
+    void renumber(const std::vector<int64>& list) const;
     const std::vector<int64>* listOf(int64 parentId) const;
 
     /// Kept beside the maps because nodes and rows are asked for once per node, in lists of any
