@@ -1,6 +1,7 @@
 #include "engine/ZFileTree.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace kova {
 
@@ -13,35 +14,37 @@ constexpr int64 kRemoved = std::numeric_limits<int64>::min();
 
 } // namespace
 
-void ZFileTree::insert(const ZFileTreeNode& node, int position) {
+void ZFileTree::insert(ZFileTreeNode node, int position) {
     if (filter && !filter(node))
         return;
 
+    const int64 id = node.id;
+    const int64 parentId = node.parentId;
     // Stays where it is: nothing below adds an id.
-    Known& known = known_[node.id];
+    Known& known = known_[id];
     if (known.node != nullptr) {
         if (node.creationTime < known.node->creationTime)
             return;
-        removeFromList(node.id, known, known.node->parentId);
-        *known.node = node;
+        removeFromList(id, known, known.node->parentId);
+        *known.node = std::move(node);
     } else {
         // Scans mostly insert in the order of the ids.
-        known.node = &nodes.emplace_hint(nodes.end(), node.id, node)->second;
+        known.node = &nodes.emplace_hint(nodes.end(), id, std::move(node))->second;
     }
 
-    if (node.id != node.parentId) {
-        auto& list = children[node.parentId];
+    if (id != parentId) {
+        auto& list = children[parentId];
         if (known.row == kUnlisted) {
             std::size_t row = list.size();
             if (position >= 0 && static_cast<std::size_t>(position) < list.size()) {
-                listOf(node.parentId); // Rows are counted without the gaps.
+                listOf(parentId); // Rows are counted without the gaps.
                 row = std::min(static_cast<std::size_t>(position), list.size());
             }
-            list.insert(list.begin() + static_cast<std::ptrdiff_t>(row), node.id);
+            list.insert(list.begin() + static_cast<std::ptrdiff_t>(row), id);
             known.row = static_cast<uint32>(row);
         }
     }
-    updateMissing(node.id, node.parentId);
+    updateMissing(id, parentId);
 }
 
 void ZFileTree::moveChildren(int64 fromId, int64 toId) {

@@ -27,10 +27,10 @@ public:
     ZFileTree& operator=(const ZFileTree&) = delete;
     ~ZFileTree() = default;
 
-    /// Stores a copy of `node`, unless the filter refuses it or a node with its id and a later
+    /// Stores `node`, unless the filter refuses it or a node with its id and a later
     /// creation time is stored; an equal or earlier one is replaced. A node whose parent is
     /// itself stands in no child list. `position` is its row among its siblings; negative: last.
-    void insert(const ZFileTreeNode& node, int position = -1);
+    void insert(ZFileTreeNode node, int position = -1);
 
     /// Makes every child of `fromId` a child of `toId`, after those already there. Does nothing
     /// at all when `fromId` never had children.

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 namespace kova {
 
@@ -221,7 +222,7 @@ bool ZNtfsVolume::processRecord(ZFileTree& tree, int64 number, bool onlyDirector
         }
         if (node.name.empty() || node.size < 0 || node.size > kLargestFile)
             return false;
-        tree.insert(node);
+        tree.insert(std::move(node));
         return true;
     } catch (...) {
         return false;
