@@ -5,21 +5,31 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <optional>
 #include <utility>
 
 namespace kova {
+
+ZCustomMedia::ZCustomMedia(uint32 sectorSize)
+    : sectorSize_(sectorSize), device_(std::make_shared<platform::Device>()) {}
 
 bool ZCustomMedia::open(const wchar_t* path) {
     path_ = path;
     position_ = 0;
     unreadableSectors_ = 0;
     windowSectors_ = 0;
-    return device_.open(path_);
+    // The one before may still be in use by a request that was given up.
+    device_ = std::make_shared<platform::Device>();
+    const auto opening = std::make_shared<platform::Device>();
+    const auto isOpen = std::make_shared<bool>(false);
+    patiently([opening, isOpen, where = path_] { *isOpen = opening->open(where); });
+    device_ = opening;
+    keepError();
+    return *isOpen;
 }
 
 bool ZCustomMedia::close() {
-    if (!device_.close())
-        return false;
+    device_ = std::make_shared<platform::Device>();
     path_.clear();
     windowSectors_ = 0;
     return true;
@@ -27,12 +37,29 @@ bool ZCustomMedia::close() {
 
 bool ZCustomMedia::openDrive(char letter) {
     sectorSize_ = 0;
-    const auto drive = platform::findDrive(letter);
-    if (!drive || drive->sectorSize == 0)
+    const auto drive = std::make_shared<std::optional<platform::Drive>>();
+    patiently([drive, letter] { *drive = platform::findDrive(letter); });
+    if (!*drive || (*drive)->sectorSize == 0)
         return false;
-    sectorSize_ = drive->sectorSize;
+    sectorSize_ = (*drive)->sectorSize;
     const std::wstring path = {L'\\', L'\\', L'.', L'\\', static_cast<wchar_t>(letter), L':'};
     return open(path.c_str());
+}
+
+/// Does what may take long in the other thread while a hook watches, else right here. What `work`
+/// touches is its own or shared with it: the hook may throw and leave it running.
+void ZCustomMedia::patiently(std::function<void()> work) {
+    if (readHook_) {
+        thread_.run(std::move(work), readHook_);
+        return;
+    }
+    thread_.waitUntilIdle();
+    work();
+}
+
+void ZCustomMedia::keepError() {
+    error_ = device_->error();
+    errorText_ = device_->errorText();
 }
 
 bool ZCustomMedia::write(const void* buffer, uint32 sectors) {
@@ -58,15 +85,36 @@ bool ZCustomMedia::seek(uint64 sector) {
 }
 
 uint64 ZCustomMedia::sizeBytes() const {
-    return device_.size();
+    return device_->size();
 }
 
 int64 ZCustomMedia::readDevice(uint64 offset, std::span<uint8> bytes) {
-    return device_.readAt(offset, bytes.data(), bytes.size());
+    int64 got = 0;
+    if (!readHook_) {
+        thread_.waitUntilIdle();
+        got = device_->readAt(offset, bytes.data(), bytes.size());
+    } else {
+        // Given up, it keeps its bytes to itself; the next one makes new ones.
+        const auto request =
+            request_ ? std::exchange(request_, nullptr) : std::make_shared<Request>();
+        request->bytes.resize(bytes.size());
+        thread_.run(
+            [request, device = device_, offset] {
+                request->got = device->readAt(offset, request->bytes.data(), request->bytes.size());
+            },
+            readHook_);
+        got = request->got;
+        if (got > 0)
+            std::memcpy(bytes.data(), request->bytes.data(), static_cast<std::size_t>(got));
+        request_ = request;
+    }
+    if (got != static_cast<int64>(bytes.size()))
+        keepError();
+    return got;
 }
 
 bool ZCustomMedia::isPresent() const {
-    return device_.isPresent();
+    return device_->isPresent();
 }
 
 uint32 ZCustomMedia::read(void* buffer, uint32 sectors) {

@@ -1,9 +1,11 @@
 #pragma once
 
+#include "engine/PatientThread.h"
 #include "engine/types.h"
 #include "platform/Device.h"
 
 #include <functional>
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -20,7 +22,7 @@ namespace kova {
 class ZCustomMedia {
 public:
     /// `sectorSize` in bytes; `openDrive` replaces it, a media opened by path needs it here.
-    explicit ZCustomMedia(uint32 sectorSize = 0) : sectorSize_(sectorSize) {}
+    explicit ZCustomMedia(uint32 sectorSize = 0);
 
     ZCustomMedia(const ZCustomMedia&) = delete;
     ZCustomMedia& operator=(const ZCustomMedia&) = delete;
@@ -72,12 +74,14 @@ public:
     [[nodiscard]] uint64 unreadableSectors() const { return unreadableSectors_; }
 
     /// Why the last open or device read failed, and the system's own words.
-    [[nodiscard]] platform::Error error() const { return device_.error(); }
+    [[nodiscard]] platform::Error error() const { return error_; }
 
-    [[nodiscard]] std::wstring errorText() const { return device_.errorText(); }
+    [[nodiscard]] std::wstring errorText() const { return errorText_; }
 
-    /// Called before every request to the device, so that an engine that reports nothing while it
-    /// works can be watched. What it throws passes out of the read. Empty: none.
+    /// Called before every request to the device, and every few milliseconds while one takes its
+    /// time, so that an engine that reports nothing while it works can be watched, and a disk that
+    /// hangs cannot hold its reader up. What it throws passes out of the read or the opening. With
+    /// a hook, requests are made in another thread. Empty: none.
     void setReadHook(std::function<void()> hook) { readHook_ = std::move(hook); }
 
     /// While one lives, small reads that go forward through a region are served from windows of
@@ -106,6 +110,12 @@ protected:
     [[nodiscard]] virtual bool isPresent() const;
 
 private:
+    /// A request that the other thread makes, and what came of it.
+    struct Request {
+        std::vector<uint8> bytes;
+        int64 got = 0;
+    };
+
     /// What came of filling a buffer from a place on the volume.
     struct Filled {
         uint32 given = 0;   ///< Sectors that the device gave.
@@ -116,8 +126,15 @@ private:
     Filled fillOneByOne(uint64 sector, std::span<uint8> bytes);
     bool fillFromWindow(uint64 sector, std::span<uint8> bytes);
 
+    void patiently(std::function<void()> work);
+    void keepError();
+
     uint32 sectorSize_;
-    platform::Device device_;
+    std::shared_ptr<platform::Device> device_; ///< Shared with a request that was given up.
+    platform::Error error_ = platform::Error::None;
+    std::wstring errorText_;
+    PatientThread thread_; ///< Makes the requests while there is a hook.
+    std::shared_ptr<Request> request_;
     std::wstring path_;
     uint8 flagA_ = 0;
     uint8 flagB_ = 2;
