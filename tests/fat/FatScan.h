@@ -15,6 +15,15 @@
 
 namespace kova::test {
 
+/// An entry with this name, in both forms.
+inline FatEntry named(const std::string& name, bool deleted = false) {
+    FatEntry entry;
+    entry.name = name;
+    entry.longName = std::u16string(name.begin(), name.end());
+    entry.deleted = deleted;
+    return entry;
+}
+
 /// What `extract` looks at in a node.
 inline ZFileTreeNode fileAt(int64 cluster, int64 size) {
     ZFileTreeNode node;

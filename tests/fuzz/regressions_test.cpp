@@ -1,10 +1,13 @@
 #include "fuzz/VolumeRun.h"
+#include "tests/support/FatBuilder.h"
+#include "tests/support/NtfsBuilder.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <vector>
 
 namespace kova::test {
@@ -27,12 +30,39 @@ int replay(const fs::path& folder, void (*run)(std::span<const uint8>)) {
     return count;
 }
 
+/// Runs a volume whose first `reach` bytes, which hold its tables, are changed here and there and
+/// whose end is missing.
+void runDamaged(const std::vector<uint8>& whole, std::size_t reach,
+                void (*run)(std::span<const uint8>)) {
+    constexpr std::size_t kBootBytes = 48; // what is worth the most damage
+    std::mt19937 random(1);
+    for (int round = 0; round < 500; ++round) {
+        std::vector<uint8> image = whole;
+        for (int change = 0; change < 1 + round % 20; ++change)
+            image[random() % (change % 4 == 3 ? kBootBytes : reach)] = static_cast<uint8>(random());
+        image.resize(image.size() - random() % (image.size() / 2));
+        run(image);
+    }
+}
+
 TEST(FuzzRegressions, Ntfs) {
     EXPECT_GT(replay(kFolder / "ntfs", fuzz::runNtfs), 0);
+    NtfsBuilder volume;
+    volume.directory(30, 5, u"folder", false);
+    for (uint32 i = 40; i < 60; ++i)
+        volume.deletedFile(i, 30, u"file", "content");
+    const std::vector<uint8> image = volume.build();
+    runDamaged(image, image.size(), fuzz::runNtfs);
 }
 
 TEST(FuzzRegressions, Fat) {
     EXPECT_GT(replay(kFolder / "fat", fuzz::runFat), 0);
+    FatBuilder volume({.type = FatType::Fat12, .sectorsPerCluster = 2});
+    const uint32 folder = volume.addDirectory(0, {.name = "FOLDER", .longName = u"folder"});
+    for (int i = 0; i < 30; ++i)
+        volume.addFile(folder, {.name = "X", .longName = u"a longer name", .deleted = true}, "x");
+    volume.addDirectory(folder, {.name = "LOST", .longName = u"lost", .deleted = true});
+    runDamaged(volume.bytes(), volume.offsetOf(60), fuzz::runFat);
 }
 
 } // namespace

@@ -27,6 +27,8 @@ public:
 
     [[nodiscard]] int requests() const { return requests_; }
 
+    [[nodiscard]] uint64 bytesRead() const { return bytesRead_; }
+
 protected:
     int64 readDevice(uint64 offset, std::span<uint8> bytes) override {
         ++requests_;
@@ -42,6 +44,7 @@ protected:
             return 0;
         const auto count = std::min<std::size_t>(bytes.size(), bytes_.size() - offset);
         std::memcpy(bytes.data(), bytes_.data() + offset, count);
+        bytesRead_ += count;
         return static_cast<int64>(count);
     }
 
@@ -52,6 +55,7 @@ private:
     std::set<uint64> badSectors_;
     int requestsLeft_ = -1; ///< Negative: never unplugged.
     int requests_ = 0;
+    uint64 bytesRead_ = 0;
 };
 
 } // namespace kova::test
