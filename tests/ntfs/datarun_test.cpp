@@ -66,21 +66,22 @@ TEST(Decode, FirstExtent) {
         ElementsAre(ZDatarun{0, 0x10, 2}, ZDatarun{2, kNotMapped, 8}, ZDatarun{10, kEnd, 0}));
 }
 
-TEST(Decode, LaterExtent) {
+TEST(Decode, LaterExtentAndWideNumbers) {
     const RecordBuilder::Extent later{.firstVcn = 1000, .lastVcn = 1003};
     EXPECT_THAT(Extent({0x11, 0x04, 0x20, 0x00}, later).decode(),
                 ElementsAre(ZDatarun{0, kNotMapped, 1000}, ZDatarun{1000, 0x20, 4},
                             ZDatarun{1004, kNotMapped, 0}));
-}
-
-TEST(Decode, WideNumbers) {
     // 9-byte numbers are taken when they are sign extensions of what fits.
     EXPECT_THAT(Extent({0x19, 0x03, 0, 0, 0, 0, 0, 0, 0, 0, 0x10, 0x00}, first(2, 3)).decode(),
                 ElementsAre(ZDatarun{0, 0x10, 3}, ZDatarun{3, kEnd, 0}));
 }
 
 TEST(Decode, RefusesNonsense) {
-    const std::vector<std::pair<const char*, std::vector<uint8>>> corrupt = {
+    const struct {
+        const char* what;
+        std::vector<uint8> pairs;
+        RecordBuilder::Extent extent = first(0, 2);
+    } corrupt[] = {
         {"no terminator", {0x11, 0x02, 0x10}},
         {"nothing at all", {}},
         {"no length bytes", {0x10, 0x02, 0x00}},
@@ -90,17 +91,12 @@ TEST(Decode, RefusesNonsense) {
         {"length beyond 64 bits", {0x19, 1, 0, 0, 0, 0, 0, 0, 0, 1, 0x10, 0x00}},
         {"VCN overflow",
          {0x18, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x7F, 0x01, 0x11, 0x02, 0x01, 0x00}},
+        {"last VCN does not match", {0x11, 0x02, 0x10, 0x00}, first(2, 10)},
+        {"last VCN beyond the allocation", {0x11, 0x02, 0x10, 0x00}, first(1, 1)},
     };
-    for (const auto& [what, pairs] : corrupt) {
-        SCOPED_TRACE(what);
-        EXPECT_THROW(Extent(pairs, first(0, 2)).decode(), ZDatarun::ECorruptAttribute);
-    }
-    EXPECT_THROW(Extent({0x11, 0x02, 0x10, 0x00}, first(2, 10)).decode(),
-                 ZDatarun::ECorruptAttribute)
-        << "last VCN does not match";
-    EXPECT_THROW(Extent({0x11, 0x02, 0x10, 0x00}, first(1, 1)).decode(),
-                 ZDatarun::ECorruptAttribute)
-        << "last VCN beyond the allocation";
+
+    for (const auto& c : corrupt)
+        EXPECT_THROW(Extent(c.pairs, c.extent).decode(), ZDatarun::ECorruptAttribute) << c.what;
 
     RunList runs;
     EXPECT_FALSE(ZDatarun::decode(kCluster, {}, runs));
@@ -110,18 +106,6 @@ TEST(Decode, RefusesNonsense) {
     Extent leaving({0x11, 0x02, 0x10, 0x00}, first(1, 2));
     storeLe<uint32>(&leaving.record_.raw()[leaving.record_.lastOffset() + 4], 0x10000);
     EXPECT_THROW(ZDatarun::decode(kCluster, leaving.header(), runs), int);
-}
-
-TEST(Merge, ExtentsInOrder) {
-    RunList runs;
-    // The first extent of an attribute of 10 clusters, then two that complete it.
-    ZDatarun::merge(runs, {{0, 100, 4}, {4, kNotMapped, 6}, {10, kEnd, 0}});
-    ZDatarun::merge(runs, {{0, kNotMapped, 4}, {4, 200, 3}, {7, kNotMapped, 0}});
-    EXPECT_THAT(runs, ElementsAre(ZDatarun{0, 100, 4}, ZDatarun{4, 200, 3},
-                                  ZDatarun{7, kNotMapped, 3}, ZDatarun{10, kEnd, 0}));
-    ZDatarun::merge(runs, {{0, kNotMapped, 7}, {7, 203, 3}, {10, kNotMapped, 0}});
-    // Runs that continue each other become one.
-    EXPECT_THAT(runs, ElementsAre(ZDatarun{0, 100, 4}, ZDatarun{4, 200, 6}, ZDatarun{10, kEnd, 0}));
 }
 
 TEST(Merge, ExtentsOutOfOrder) {
@@ -143,21 +127,17 @@ TEST(Merge, ExtentsOutOfOrder) {
         EXPECT_EQ(ZDatarun::vcnToLcn(runs, vcn), lcn) << "VCN " << vcn;
 }
 
-TEST(Merge, AppendsBehindAGap) {
-    RunList runs = {{0, 100, 4}, {4, kEnd, 0}};
-    ZDatarun::merge(runs, {{0, kNotMapped, 6}, {6, 200, 2}, {8, kNotMapped, 0}});
-    EXPECT_EQ(ZDatarun::vcnToLcn(runs, 5), kNotMapped);
-    EXPECT_EQ(ZDatarun::vcnToLcn(runs, 7), 201);
-}
-
-TEST(Merge, RefusesWhatMapsNothingOrTwice) {
+TEST(Merge, RefusesWhatMapsNothingOrTwiceAndAppendsTheRest) {
     RunList runs = {{0, 100, 4}, {4, kEnd, 0}};
     EXPECT_THROW(ZDatarun::merge(runs, {{0, kNotMapped, 4}, {4, kNotMapped, 0}}),
                  ZDatarun::EInvalidArgument);
     EXPECT_THROW(ZDatarun::merge(runs, {{0, 500, 4}, {4, kEnd, 0}}), ZDatarun::EInvalidArgument);
-    ZDatarun::merge(runs, {});
     EXPECT_THAT(runs, ElementsAre(ZDatarun{0, 100, 4}, ZDatarun{4, kEnd, 0}));
     EXPECT_EQ(ZDatarun::vcnToLcn({}, 0), ZDatarun::NotFound);
+    // What lies behind a gap is added.
+    ZDatarun::merge(runs, {{0, kNotMapped, 6}, {6, 200, 2}, {8, kNotMapped, 0}});
+    EXPECT_EQ(ZDatarun::vcnToLcn(runs, 5), kNotMapped);
+    EXPECT_EQ(ZDatarun::vcnToLcn(runs, 7), 201);
 }
 
 } // namespace

@@ -86,6 +86,11 @@ public:
 
     [[nodiscard]] RecordBuilder newRecord() const { return RecordBuilder(geometry_.recordSize); }
 
+    /// A deleted file in the root folder, so far without content.
+    [[nodiscard]] RecordBuilder newFile(const std::u16string& name = u"a") const {
+        return newRecord().standardInformation(1).fileName(5, name);
+    }
+
     /// First cluster behind the MFT: free for data.
     [[nodiscard]] int64 firstFreeLcn() const { return firstFreeLcn_; }
 
