@@ -34,14 +34,12 @@ TEST(MemoryStream, WritesReadsAndFills) {
     EXPECT_EQ(readAll(stream), "0123456xxxxx");
     EXPECT_EQ(stream.seek(2, 0), 2);
     EXPECT_EQ(stream.seek(3, 1), 5);
-    char two[20] = {};
-    EXPECT_EQ(stream.read(two, 20), 7U);
-    EXPECT_EQ(std::string(two), "56xxxxx");
+    char rest[20] = {};
+    EXPECT_EQ(stream.read(rest, 20), 7U);
+    EXPECT_EQ(std::string(rest), "56xxxxx");
     stream.resize(4);
     stream.write("!", 1);
     EXPECT_EQ(readAll(stream), "0123!") << "the position followed the new end";
-    stream.reserve(1000);
-    EXPECT_EQ(stream.size(), 5);
 }
 
 TEST(MemoryStream, SeeksOnlyInside) {
@@ -63,19 +61,6 @@ protected:
     TempDir folder;
     std::wstring path = platform::wideFromUtf8((folder / "file").string());
 };
-
-TEST_F(FileStream, WritesAndKeepsTheTailOfWhatWasThere) {
-    {
-        ZFileStream stream(path.c_str(), kCreateAlways, kReadWrite);
-        ASSERT_TRUE(stream.isOpen());
-        stream.write("0123456789", 10);
-        EXPECT_EQ(stream.seek(-2, 2), 8);
-        EXPECT_EQ(stream.fill('z', 4), 4U);
-    }
-    ZFileStream again(path.c_str(), 4, kReadWrite);
-    again.write("abc", 3);
-    EXPECT_EQ(readAll(again), "abc34567zzzz");
-}
 
 TEST_F(FileStream, Resizes) {
     ZFileStream stream(path.c_str(), kCreateAlways, kReadWrite);
@@ -99,7 +84,7 @@ TEST_F(FileStream, ZerosAtTheEndStaySparse) {
     EXPECT_EQ(stream.read(tail, 2), 2U);
     EXPECT_EQ(std::string(tail, 2), std::string("\0b", 2));
     // Inside the file zeros are written.
-    stream.seek(0, 0);
+    EXPECT_EQ(stream.seek(0, 0), 0);
     stream.fill(0, 1);
     stream.seek(0, 0);
     stream.read(tail, 1);
