@@ -7,14 +7,22 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QTimer>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <optional>
 
 namespace {
 
 constexpr int kBadArgument = 2;
+constexpr int kInterrupted = 130; ///< As shells give it for Ctrl-C.
+constexpr std::chrono::milliseconds kInterruptPoll{200};
+
+std::atomic<bool> interrupted{false};
 
 QStringList imagesToOpen(const QStringList& arguments) {
     QCommandLineParser parser;
@@ -61,6 +69,17 @@ int main(int argc, char** argv) {
             images = samples.emplace().images();
         for (const QString& image : images)
             attach(image);
+
+        // Ctrl-C ends the program without a question, but leaves no sample drives behind.
+        platform::onInterrupt(interrupted);
+        QTimer poll;
+        QObject::connect(&poll, &QTimer::timeout, &poll, [&samples] {
+            if (!interrupted)
+                return;
+            samples.reset();
+            std::quick_exit(kInterrupted);
+        });
+        poll.start(kInterruptPoll);
         return runWizard();
     } catch (const QString& message) {
         std::fprintf(stderr, "orvane-open: %s\n", message.toUtf8().constData());

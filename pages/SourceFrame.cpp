@@ -50,11 +50,18 @@ SourceFrame::SourceFrame(QWidget* parent, DriveSource drives)
         auto* enter = new QShortcut(key, ui->lstSource);
         enter->setContext(Qt::WidgetShortcut);
         enter->setAutoRepeat(false);
-        connect(enter, &QShortcut::activated, this, &SourceFrame::sourceSelected);
+        connect(enter, &QShortcut::activated, this, &SourceFrame::onEnterPressed);
     }
 }
 
 SourceFrame::~SourceFrame() = default;
+
+/// The arrow keys' drive is framed before it is selected, and Enter means the one framed.
+void SourceFrame::onEnterPressed() {
+    if (selectedLetter() == 0 && ui->lstSource->currentItem() != nullptr)
+        ui->lstSource->currentItem()->setSelected(true);
+    emit sourceSelected();
+}
 
 void SourceFrame::listDrives(QList<DriveInfo>& out) const {
     for (const platform::Drive& drive : drives_()) {

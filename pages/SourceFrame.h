@@ -47,6 +47,7 @@ signals:
     void sourceSelected();
 
 private:
+    void onEnterPressed();
     [[nodiscard]] bool shows(const QList<DriveInfo>& drives) const;
     void fill(const QList<DriveInfo>& drives);
 

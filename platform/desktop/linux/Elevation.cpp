@@ -7,6 +7,7 @@
 #include <QStringList>
 #include <QThread>
 
+#include <algorithm>
 #include <array>
 #include <optional>
 #include <vector>
@@ -22,6 +23,9 @@ constexpr auto kPkexec = "pkexec";
 /// Exit codes of pkexec when the user declined, and when it could not ask or start anything.
 constexpr int kRefused = 126;
 constexpr int kNotStarted = 127;
+
+/// The actions that come with Orvane, as polkit names its files.
+constexpr auto kActionFiles = "com.kestrineresearch.orvane*.policy";
 
 constexpr unsigned long kPollMilliseconds = 50;
 
@@ -108,6 +112,38 @@ bool waitForConsent(pid_t child) {
     }
 }
 
+/// Whether an action of polkit is made for this program: pkexec then names the program in its
+/// question, and hands on what an X display needs by itself.
+bool hasAction(const QString& program) {
+    const QDir actions(QStringLiteral("/usr/share/polkit-1/actions"));
+    for (const QString& name :
+         actions.entryList({QString::fromLatin1(kActionFiles)}, QDir::Files)) {
+        QFile action(actions.filePath(name));
+        if (action.open(QIODevice::ReadOnly) && action.readAll().contains(QFile::encodeName(
+                                                    QLatin1Char('>') + program + QLatin1Char('<'))))
+            return true;
+    }
+    return false;
+}
+
+/// What pkexec is to start: the program itself where that is enough, else env(1), which tells it
+/// where to draw.
+QStringList elevatedCommand(const QString& program, const QString& argument) {
+    const QStringList variables = displayEnvironment();
+    const bool needsOnlyX =
+        std::all_of(variables.begin(), variables.end(), [](const QString& variable) {
+            const QStringList kept{QStringLiteral("DISPLAY"), QStringLiteral("XAUTHORITY"),
+                                   QStringLiteral("XDG_SESSION_TYPE")};
+            return kept.contains(variable.section(QLatin1Char('='), 0, 0));
+        });
+    if (needsOnlyX && hasAction(program))
+        return {program, argument};
+    const QString env = QStandardPaths::findExecutable(QStringLiteral("env"));
+    if (env.isEmpty())
+        return {};
+    return QStringList{env} + variables + QStringList{program, argument};
+}
+
 } // namespace
 
 bool isAdmin() {
@@ -116,11 +152,10 @@ bool isAdmin() {
 
 bool relaunchElevated(const QString& program, const QString& argument) {
     const QString pkexec = QStandardPaths::findExecutable(QString::fromLatin1(kPkexec));
-    const QString env = QStandardPaths::findExecutable(QStringLiteral("env"));
-    if (pkexec.isEmpty() || env.isEmpty())
+    const QStringList command = elevatedCommand(program, argument);
+    if (pkexec.isEmpty() || command.isEmpty())
         return false;
-    const QStringList words =
-        QStringList{pkexec, env} + displayEnvironment() + QStringList{program, argument};
+    const QStringList words = QStringList{pkexec} + command;
     std::vector<QByteArray> bytes;
     bytes.reserve(static_cast<std::size_t>(words.size()));
     for (const QString& word : words)
