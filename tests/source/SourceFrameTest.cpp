@@ -112,6 +112,12 @@ TEST_F(SourceFrameTest, ADriveIsTakenByDoubleClickAndByEnterOnce) {
     page.show();
     ASSERT_TRUE(QTest::qWaitForWindowActive(&page));
     QSignalSpy taken(&page, &SourceFrame::sourceSelected);
+    list.setFocus(); // Frames the first drive without choosing it.
+    QTest::keyClick(&list, Qt::Key_Return);
+    EXPECT_EQ(taken.count(), 1);
+    EXPECT_EQ(page.selectedLetter(), 'C');
+    taken.clear();
+    list.clearSelection();
     click(0);
     EXPECT_EQ(taken.count(), 0);
     page.showSources(); // Between the clicks of a double click.
