@@ -19,10 +19,12 @@ using testing::StartsWith;
 
 TEST(Usage, HelpAndVersion) {
     EXPECT_EQ(run({"--version"}).out, "orvane-cli 1.1.0\n");
-    const Result result = run({"recover", "x", "-h"});
-    EXPECT_EQ(result.code, 0);
-    EXPECT_THAT(result.out, StartsWith("Usage: orvane-cli recover"));
-    EXPECT_THAT(result.out, HasSubstr("Examples:\n"));
+    for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+             {"--help"}, {"drives", "--help"}, {"scan", "--help"}, {"recover", "x", "-h"}}) {
+        const Result result = run(arguments);
+        EXPECT_EQ(result.code, 0);
+        EXPECT_THAT(result.out, StartsWith("Usage: orvane-cli "));
+    }
 }
 
 TEST(Usage, WhatIsWrongIsNamed) {

@@ -11,7 +11,6 @@ namespace kova::test {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 const std::wstring kLost = L"Files with unknown path";
 
@@ -32,38 +31,6 @@ std::vector<std::wstring> paths(const ZFileTree& tree) {
     for (std::size_t i = 0; i < listing.entries().size(); ++i)
         all.push_back(listing.path(i));
     return all;
-}
-
-TEST(TreeListing, DepthFirstInRowOrder) {
-    ZFileTree tree;
-    tree.rootId = 5;
-    add(tree, 5, 5, L".", true);
-    add(tree, 40, 5, L"b", true);
-    add(tree, 41, 40, L"x/y");
-    add(tree, 42, 5, L"a");
-    add(tree, 43, 40, L"");
-    EXPECT_THAT(paths(tree), ElementsAre(L"b", L"b/x/y", L"b/", L"a"));
-    EXPECT_THAT(paths(ZFileTree()), IsEmpty());
-}
-
-TEST(TreeListing, WhatHasNoPathFollowsInItsOwnFolder) {
-    ZFileTree tree;
-    tree.rootId = 5;
-    add(tree, 5, 5, L".", true);
-    add(tree, 30, 5, L"file");
-    add(tree, 31, 30, L"in a file", true);
-    add(tree, 32, 31, L"below");
-    add(tree, 50, 51, L"circle", true);
-    add(tree, 51, 50, L"back", true);
-    add(tree, 70, 69, L"orphan", true);
-    add(tree, 71, 70, L"of an orphan");
-    tree.moveChildren(69, kLostFolder);
-    EXPECT_THAT(paths(tree),
-                ElementsAre(L"file", kLost, kLost + L"/orphan", kLost + L"/orphan/of an orphan",
-                            kLost + L"/in a file", kLost + L"/in a file/below", kLost + L"/circle",
-                            kLost + L"/circle/back"));
-
-    EXPECT_EQ(tree.find(kLostFolder), nullptr) << "the tree stays as it is";
 }
 
 TEST(TreeListing, AFileInTheRootsPlaceIsListedOnce) {

@@ -1,11 +1,8 @@
 #include "tests/fat/FatScan.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <stdexcept>
-
-using testing::ElementsAre;
 
 namespace kova::test {
 namespace {
@@ -89,23 +86,6 @@ TEST(FatExtract, PassesOnWhatTheStreamThrows) {
     FatScan scan(volume);
     FullStream out;
     EXPECT_THROW(scan.volume.extract(scan.named(L"FILE"), &out), std::runtime_error);
-}
-
-TEST(FatExtract, ReadsMediaWithOtherSectorsThanTheVolume) {
-    using Sizes = std::pair<uint32, uint32>; // of the volume's and the media's sectors
-    for (const auto& [volumeBytes, mediaBytes] :
-         {Sizes{512, 4096}, Sizes{4096, 512}, Sizes{1024, 2048}}) {
-        FatBuilder volume({.type = FatType::Fat12,
-                           .bytesPerSector = volumeBytes,
-                           .sectorsPerCluster = 2,
-                           .clusters = 300});
-        const uint32 folder = volume.addDirectory(0, named("FOLDER", true));
-        const std::string text = textOf(50000);
-        volume.addFile(folder, named("FILE", true), text);
-        FatScan scan(volume.bytes(), {}, mediaBytes);
-        EXPECT_THAT(scan.paths(), ElementsAre("FOLDER/", "FOLDER/FILE"));
-        EXPECT_EQ(scan.extract(scan.named(L"FILE")), text);
-    }
 }
 
 } // namespace

@@ -108,6 +108,15 @@ TEST(Decode, RefusesNonsense) {
     EXPECT_THROW(ZDatarun::decode(kCluster, leaving.header(), runs), int);
 }
 
+TEST(Merge, ExtentsInOrder) {
+    RunList runs;
+    ZDatarun::merge(runs, {{0, 100, 4}, {4, kNotMapped, 6}, {10, kEnd, 0}});
+    ZDatarun::merge(runs, {{0, kNotMapped, 4}, {4, 200, 3}, {7, kNotMapped, 0}});
+    ZDatarun::merge(runs, {{0, kNotMapped, 7}, {7, 203, 3}, {10, kNotMapped, 0}});
+    // Runs that continue each other become one.
+    EXPECT_THAT(runs, ElementsAre(ZDatarun{0, 100, 4}, ZDatarun{4, 200, 6}, ZDatarun{10, kEnd, 0}));
+}
+
 TEST(Merge, ExtentsOutOfOrder) {
     RunList runs;
     ZDatarun::merge(runs, {{8, 300, 2}, {10, kNotMapped, 0}});

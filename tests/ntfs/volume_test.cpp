@@ -112,6 +112,9 @@ TEST(NtfsScan, ReportsEveryRecordAndStops) {
     EXPECT_DOUBLE_EQ(reports.back(), 34 * 0.7 / 64);
     EXPECT_NE(opened.tree.find(30), nullptr);
     EXPECT_EQ(opened.tree.find(40), nullptr);
+    Opened refused(builder);
+    refused.volume.setProgressCallback([](double) { return false; });
+    EXPECT_THAT(refused.scan().allNodes(), IsEmpty());
 }
 
 TEST(NtfsScan, WhatCountsAsAFile) {

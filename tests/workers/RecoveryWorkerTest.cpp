@@ -434,16 +434,6 @@ TEST_F(RecoveryWorkerTest, NoNameLeadsOutOfTheOutputFolder) {
     EXPECT_EQ(all.size(), 7U);
 }
 
-TEST_F(RecoveryWorkerTest, WritesTheContentOfTheRootIntoTheOutputFolder) {
-    addFolder(1, 0, L"folder");
-    addFile(2, 1, L"a", "2");
-    addFile(3, 0, L"b", "3");
-    recover({0, 1, 3});
-    EXPECT_THAT(written(),
-                ElementsAre(Pair("b", "3"), Pair("folder", kFolder), Pair("folder/a", "2")));
-    EXPECT_THAT(finished, ElementsAre(Pair(2, 2)));
-}
-
 TEST_F(RecoveryWorkerTest, TakesAFileWithTheIdOfTheRootAsAFile) {
     addFolder(1, 0, L"folder");
     addFile(2, 0, L"b", "2");

@@ -56,6 +56,7 @@ TEST_F(RootNodes, KeepOneOfACircle) {
     add(15, 15);
     EXPECT_EQ(rootsOf({11, 12, 13, 14, 15}), Ids({11, 15}));
     EXPECT_EQ(rootsOf({12, 14}), Ids({12}));
+    EXPECT_EQ(rootsOf({14}), Ids({14}));
 }
 
 TEST_F(RootNodes, ComeOutOfALongChainInOnePass) {
