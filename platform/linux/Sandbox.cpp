@@ -1,0 +1,96 @@
+#include "platform/Sandbox.h"
+
+#include <cerrno>
+#include <memory>
+
+#include <grp.h>
+#include <sched.h>
+#include <seccomp.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace platform {
+
+namespace {
+
+/// The user and group nobody, who own nothing.
+constexpr id_t kNobody = 65534;
+
+constexpr int kHarmlessCalls[] = {
+    // Bytes in and out of what is open.
+    SCMP_SYS(read), SCMP_SYS(readv), SCMP_SYS(write), SCMP_SYS(writev), SCMP_SYS(close),
+    SCMP_SYS(lseek), SCMP_SYS(fstat), SCMP_SYS(poll), SCMP_SYS(ppoll),
+    // Memory. Mapping for execution is looked at below.
+    SCMP_SYS(munmap), SCMP_SYS(mremap), SCMP_SYS(brk), SCMP_SYS(madvise),
+    // Threads of this process.
+    SCMP_SYS(futex), SCMP_SYS(set_robust_list), SCMP_SYS(rseq), SCMP_SYS(gettid), SCMP_SYS(getpid),
+    SCMP_SYS(sched_yield), SCMP_SYS(sched_getaffinity), SCMP_SYS(sigaltstack),
+    SCMP_SYS(rt_sigaction), SCMP_SYS(rt_sigprocmask), SCMP_SYS(rt_sigreturn), SCMP_SYS(exit),
+    SCMP_SYS(exit_group), SCMP_SYS(restart_syscall),
+    // Time and chance.
+    SCMP_SYS(clock_gettime), SCMP_SYS(clock_nanosleep), SCMP_SYS(nanosleep), SCMP_SYS(gettimeofday),
+    SCMP_SYS(getrandom), SCMP_SYS(sysinfo), SCMP_SYS(uname)};
+
+bool limit(__rlimit_resource resource, rlim_t most) {
+    const rlimit value{most, most};
+    return ::setrlimit(resource, &value) == 0;
+}
+
+/// Becomes nobody. Without the right to, or where nobody is not known, the process stays who it
+/// is; the filter of system calls then stands alone.
+void dropRights() {
+    if (::geteuid() != 0)
+        return;
+    static_cast<void>(::setgroups(0, nullptr));
+    if (::setresgid(kNobody, kNobody, kNobody) == 0)
+        static_cast<void>(::setresuid(kNobody, kNobody, kNobody));
+}
+
+/// Whatever is not listed fails as if it were not permitted, which libraries expect of optional
+/// things such as reading /proc; nothing of it ends the process.
+bool filterSystemCalls() {
+    const std::unique_ptr<void, decltype(&seccomp_release)> filter(
+        seccomp_init(SCMP_ACT_ERRNO(EPERM)), seccomp_release);
+    if (filter == nullptr)
+        return false;
+    const auto allow = [&](int call) {
+        return seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, call, 0) == 0;
+    };
+    for (const int call : kHarmlessCalls) {
+        if (!allow(call))
+            return false;
+    }
+    const auto self = static_cast<scmp_datum_t>(::getpid());
+    constexpr auto kThread = static_cast<scmp_datum_t>(CLONE_THREAD);
+    constexpr auto kExecutable = static_cast<scmp_datum_t>(PROT_EXEC);
+    return seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, SCMP_SYS(mmap), 1,
+                            SCMP_A2(SCMP_CMP_MASKED_EQ, kExecutable, 0)) == 0 &&
+           seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, SCMP_SYS(mprotect), 1,
+                            SCMP_A2(SCMP_CMP_MASKED_EQ, kExecutable, 0)) == 0 &&
+           // abort() and errors in threads; no signals to others.
+           seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, SCMP_SYS(tgkill), 1,
+                            SCMP_A0(SCMP_CMP_EQ, self)) == 0 &&
+           // Threads but no processes. The arguments of clone3 cannot be looked at; without it
+           // the C library takes clone.
+           seccomp_rule_add(filter.get(), SCMP_ACT_ERRNO(ENOSYS), SCMP_SYS(clone3), 0) == 0 &&
+           seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, SCMP_SYS(clone), 1,
+                            SCMP_A0(SCMP_CMP_MASKED_EQ, kThread, kThread)) == 0 &&
+           // Asking for limits, not setting them.
+           seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, SCMP_SYS(prlimit64), 2,
+                            SCMP_A0(SCMP_CMP_EQ, 0), SCMP_A2(SCMP_CMP_EQ, 0)) == 0 &&
+           seccomp_load(filter.get()) == 0;
+}
+
+} // namespace
+
+bool enterSandbox() {
+    dropRights();
+    // After that: another identity would undo what comes now.
+    return limit(RLIMIT_CORE, 0) && limit(RLIMIT_FSIZE, 0) &&
+           ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+           ::prctl(PR_SET_DUMPABLE, 0, 0, 0, 0) == 0 && filterSystemCalls();
+}
+
+} // namespace platform

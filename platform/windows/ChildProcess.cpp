@@ -1,0 +1,322 @@
+#include "platform/ChildProcess.h"
+
+#include "platform/windows/Win32.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <limits>
+#include <utility>
+
+namespace platform {
+
+namespace {
+
+/// What is kept of a child that writes without being asked; it then has to wait.
+constexpr std::size_t kMostAhead = std::size_t{1} << 20;
+
+constexpr DWORD kPipeBuffer = 64 * 1024;
+
+/// Ends of a pipe: ours does not wait, the child's does and is inherited.
+struct Pipe {
+    Handle ours;
+    Handle childs;
+};
+
+enum class Direction { ToChild, FromChild };
+
+/// Only a named pipe can be read and written with a deadline.
+bool makePipe(Direction direction, Pipe& pipe) {
+    static std::atomic<unsigned> number{0};
+    const std::wstring name = L"\\\\.\\pipe\\orvane-" + std::to_wstring(GetCurrentProcessId()) +
+                              L"-" + std::to_wstring(++number);
+    const bool toChild = direction == Direction::ToChild;
+    pipe.ours = Handle(CreateNamedPipeW(name.c_str(),
+                                        (toChild ? PIPE_ACCESS_OUTBOUND : PIPE_ACCESS_INBOUND) |
+                                            FILE_FLAG_OVERLAPPED | FILE_FLAG_FIRST_PIPE_INSTANCE,
+                                        PIPE_TYPE_BYTE | PIPE_WAIT | PIPE_REJECT_REMOTE_CLIENTS, 1,
+                                        kPipeBuffer, kPipeBuffer, 0, nullptr));
+    SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
+    if (pipe.ours)
+        pipe.childs = Handle(CreateFileW(name.c_str(), toChild ? GENERIC_READ : GENERIC_WRITE, 0,
+                                         &inherited, OPEN_EXISTING, 0, nullptr));
+    return static_cast<bool>(pipe.childs);
+}
+
+/// One read or write that is under way, or none. Cancelled when destroyed.
+class Transfer {
+public:
+    explicit Transfer(HANDLE pipe)
+        : pipe_(pipe), done_(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
+
+    Transfer(const Transfer&) = delete;
+    Transfer& operator=(const Transfer&) = delete;
+
+    ~Transfer() {
+        if (!underWay_)
+            return;
+        CancelIoEx(pipe_, &overlapped_);
+        DWORD moved = 0;
+        GetOverlappedResult(pipe_, &overlapped_, &moved, TRUE);
+    }
+
+    bool read(std::span<std::uint8_t> bytes) {
+        return begin(
+            [&] { return ReadFile(pipe_, bytes.data(), sizeOf(bytes), nullptr, &overlapped_); });
+    }
+
+    bool write(std::span<const std::uint8_t> bytes) {
+        return begin(
+            [&] { return WriteFile(pipe_, bytes.data(), sizeOf(bytes), nullptr, &overlapped_); });
+    }
+
+    [[nodiscard]] bool underWay() const { return underWay_; }
+
+    [[nodiscard]] HANDLE event() const { return done_.get(); }
+
+    /// Of a transfer that has ended: the bytes moved, or nothing on failure. Call it once.
+    bool take(DWORD& moved) {
+        underWay_ = false;
+        return GetOverlappedResult(pipe_, &overlapped_, &moved, FALSE) != 0;
+    }
+
+    [[nodiscard]] bool cancel(DWORD& moved) {
+        CancelIoEx(pipe_, &overlapped_);
+        underWay_ = false;
+        return GetOverlappedResult(pipe_, &overlapped_, &moved, TRUE) != 0;
+    }
+
+private:
+    template <typename Bytes>
+    static DWORD sizeOf(const Bytes& bytes) {
+        return static_cast<DWORD>(std::min<std::size_t>(bytes.size(), kPipeBuffer));
+    }
+
+    template <typename Call>
+    bool begin(const Call& call) {
+        overlapped_ = {};
+        overlapped_.hEvent = done_.get();
+        underWay_ = call() != 0 || GetLastError() == ERROR_IO_PENDING;
+        return underWay_;
+    }
+
+    HANDLE pipe_;
+    Handle done_;
+    OVERLAPPED overlapped_{};
+    bool underWay_ = false;
+};
+
+/// A job that ends its one process with itself.
+Handle makeJob(const ChildLimits& limits) {
+    Handle job(CreateJobObjectW(nullptr, nullptr));
+    JOBOBJECT_EXTENDED_LIMIT_INFORMATION information{};
+    auto& basic = information.BasicLimitInformation;
+    basic.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE | JOB_OBJECT_LIMIT_ACTIVE_PROCESS |
+                       JOB_OBJECT_LIMIT_DIE_ON_UNHANDLED_EXCEPTION;
+    basic.ActiveProcessLimit = 1;
+    if (limits.memory != 0) {
+        basic.LimitFlags |= JOB_OBJECT_LIMIT_PROCESS_MEMORY;
+        information.ProcessMemoryLimit = static_cast<SIZE_T>(limits.memory);
+    }
+    if (limits.cpuSeconds != 0) {
+        constexpr LONGLONG kTicksPerSecond = 10'000'000;
+        basic.LimitFlags |= JOB_OBJECT_LIMIT_PROCESS_TIME;
+        basic.PerProcessUserTimeLimit.QuadPart = limits.cpuSeconds * kTicksPerSecond;
+    }
+    if (job.get() == nullptr ||
+        SetInformationJobObject(job.get(), JobObjectExtendedLimitInformation, &information,
+                                sizeof information) == 0)
+        return {};
+    return job;
+}
+
+/// The handles that a child gets, as an attribute of its start.
+class InheritedHandles {
+public:
+    explicit InheritedHandles(std::array<HANDLE, 2> handles) : handles_(handles) {
+        SIZE_T size = 0;
+        InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
+        room_.resize(size);
+        valid_ = InitializeProcThreadAttributeList(get(), 1, 0, &size) != 0;
+    }
+
+    InheritedHandles(const InheritedHandles&) = delete;
+    InheritedHandles& operator=(const InheritedHandles&) = delete;
+
+    ~InheritedHandles() {
+        if (valid_)
+            DeleteProcThreadAttributeList(get());
+    }
+
+    bool set() {
+        return valid_ &&
+               UpdateProcThreadAttribute(get(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST,
+                                         handles_.data(), sizeof handles_, nullptr, nullptr) != 0;
+    }
+
+    [[nodiscard]] LPPROC_THREAD_ATTRIBUTE_LIST get() {
+        return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(room_.data());
+    }
+
+private:
+    std::array<HANDLE, 2> handles_;
+    std::vector<std::uint8_t> room_;
+    bool valid_ = false;
+};
+
+/// For paths and plain words: neither holds quotes nor ends in a backslash.
+std::wstring quoted(const std::wstring& word) {
+    return L'"' + word + L'"';
+}
+
+DWORD millisecondsUntil(ChildProcess::Deadline deadline) {
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    return static_cast<DWORD>(
+        std::clamp<std::int64_t>(left.count(), 0, std::numeric_limits<int>::max()));
+}
+
+} // namespace
+
+struct ChildProcess::System {
+    System() = default;
+    System(const System&) = delete;
+    System& operator=(const System&) = delete;
+
+    ~System() { kill(); }
+
+    void kill() const {
+        if (job)
+            TerminateJobObject(job.get(), 1);
+    }
+
+    Handle job;
+    Handle input;  ///< Where the child reads from.
+    Handle output; ///< Where it writes to.
+};
+
+ChildProcess::ChildProcess() = default;
+
+ChildProcess::~ChildProcess() {
+    end();
+}
+
+bool ChildProcess::start(const std::wstring& path, const std::vector<std::wstring>& arguments,
+                         const ChildLimits& limits) {
+    end();
+    const auto program = systemPath(path);
+    auto system = std::make_unique<System>();
+    system->job = makeJob(limits);
+    Pipe input;
+    Pipe output;
+    if (!program || program->empty() || !system->job || !makePipe(Direction::ToChild, input) ||
+        !makePipe(Direction::FromChild, output))
+        return false;
+    system->input = std::move(input.ours);
+    system->output = std::move(output.ours);
+
+    InheritedHandles inherited({input.childs.get(), output.childs.get()});
+    STARTUPINFOEXW startup{};
+    startup.StartupInfo.cb = sizeof startup;
+    startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
+    startup.StartupInfo.hStdInput = input.childs.get();
+    startup.StartupInfo.hStdOutput = output.childs.get();
+    startup.lpAttributeList = inherited.get();
+    std::wstring commandLine = quoted(*program);
+    for (const std::wstring& argument : arguments)
+        commandLine += L' ' + quoted(argument);
+    PROCESS_INFORMATION started{};
+    if (!inherited.set() ||
+        CreateProcessW(program->c_str(), commandLine.data(), nullptr, nullptr, TRUE,
+                       CREATE_SUSPENDED | CREATE_NO_WINDOW | EXTENDED_STARTUPINFO_PRESENT, nullptr,
+                       nullptr, &startup.StartupInfo, &started) == 0)
+        return false;
+    const Handle process(started.hProcess);
+    const Handle thread(started.hThread);
+    if (AssignProcessToJobObject(system->job.get(), process.get()) == 0) {
+        TerminateProcess(process.get(), 1);
+        return false;
+    }
+    if (ResumeThread(thread.get()) == static_cast<DWORD>(-1))
+        return false; // It ends with its job.
+    const std::lock_guard lock(mutex_);
+    system_ = std::move(system);
+    return true;
+}
+
+bool ChildProcess::exchange(std::span<const std::uint8_t> bytes, std::size_t wanted,
+                            Deadline deadline) {
+    if (system_ == nullptr)
+        return false;
+    std::array<std::uint8_t, kPipeBuffer> buffer; // NOLINT: filled by the reads
+    const std::size_t mostAhead = std::max(wanted, kMostAhead);
+    Transfer writing(system_->input.get());
+    Transfer reading(system_->output.get());
+    const auto keep = [&](DWORD got) {
+        ahead_.insert(ahead_.end(), buffer.begin(), buffer.begin() + got);
+    };
+    bool good = true;
+    while (good && (!bytes.empty() || ahead_.size() < wanted)) {
+        if (!reading.underWay() && ahead_.size() < mostAhead)
+            good = reading.read(
+                std::span(buffer).first(std::min(buffer.size(), mostAhead - ahead_.size())));
+        if (good && !writing.underWay() && !bytes.empty())
+            good = writing.write(bytes);
+        std::array<HANDLE, 2> events{};
+        DWORD count = 0;
+        for (const Transfer* transfer : {&reading, &writing}) {
+            if (transfer->underWay())
+                events[count++] = transfer->event();
+        }
+        if (!good || WaitForMultipleObjects(count, events.data(), FALSE,
+                                            millisecondsUntil(deadline)) >= count) {
+            good = false;
+            break;
+        }
+        DWORD moved = 0;
+        if (reading.underWay() && WaitForSingleObject(reading.event(), 0) == WAIT_OBJECT_0) {
+            good = reading.take(moved);
+            if (good)
+                keep(moved);
+        }
+        if (good && writing.underWay() &&
+            WaitForSingleObject(writing.event(), 0) == WAIT_OBJECT_0) {
+            good = writing.take(moved);
+            if (good)
+                bytes = bytes.subspan(moved);
+        }
+    }
+    // What a read that is no longer waited for has got is not lost.
+    DWORD moved = 0;
+    if (reading.underWay() && reading.cancel(moved))
+        keep(moved);
+    return good;
+}
+
+void ChildProcess::kill() {
+    const std::lock_guard lock(mutex_);
+    if (system_ != nullptr)
+        system_->kill();
+}
+
+void ChildProcess::end() {
+    std::unique_ptr<System> ended;
+    {
+        const std::lock_guard lock(mutex_);
+        ended = std::move(system_);
+    }
+    ahead_.clear();
+}
+
+std::wstring programBesideThis(std::wstring_view name) {
+    constexpr DWORD kLongestPath = 32768;
+    std::wstring path(kLongestPath, L'\0');
+    path.resize(GetModuleFileNameW(nullptr, path.data(), kLongestPath));
+    const std::size_t separator = path.find_last_of(L"\\/");
+    if (separator == std::wstring::npos)
+        return {};
+    path.resize(separator + 1);
+    return path.append(name).append(L".exe");
+}
+
+} // namespace platform
