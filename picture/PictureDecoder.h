@@ -1,0 +1,22 @@
+#pragma once
+
+#include "picture/Thumbnail.h"
+
+#include <cstdint>
+#include <span>
+
+namespace picture {
+
+/// Decodes pictures of every format that FreeImage knows. The bytes may be anything, and the
+/// library's decoders are not to be trusted with that: only a process with nothing to lose, and
+/// with bounded memory and time, calls this.
+class PictureDecoder {
+public:
+    PictureDecoder();
+
+    /// The content of `file` says of which format it is. A picture whose header tells that it would
+    /// not fit the memory is corrupted.
+    [[nodiscard]] Thumbnail decode(std::span<const std::uint8_t> file) const;
+};
+
+} // namespace picture

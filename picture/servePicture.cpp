@@ -1,0 +1,43 @@
+#include "picture/servePicture.h"
+
+#include "picture/PictureDecoder.h"
+#include "picture/Protocol.h"
+#include "platform/Sandbox.h"
+#include "platform/StandardStreams.h"
+
+#include <array>
+#include <bit>
+#include <cstdlib>
+
+namespace picture {
+
+namespace {
+
+using LengthBytes = std::array<std::uint8_t, sizeof(protocol::Length)>;
+
+bool writeByte(std::uint8_t byte) {
+    return platform::writeOutput({&byte, 1});
+}
+
+} // namespace
+
+int servePicture() {
+    const PictureDecoder decoder; // may load what it needs
+    if (!platform::enterSandbox() || !writeByte(protocol::kReady))
+        return EXIT_FAILURE;
+    LengthBytes length{};
+    if (platform::readInput(length) != length.size() ||
+        std::bit_cast<protocol::Length>(length) > protocol::kMostFileBytes)
+        return EXIT_FAILURE;
+    std::vector<std::uint8_t> file(std::bit_cast<protocol::Length>(length));
+    if (platform::readInput(file) != file.size())
+        return EXIT_FAILURE;
+
+    const Thumbnail thumbnail = decoder.decode(file);
+    length = std::bit_cast<LengthBytes>(protocol::Length{thumbnail.png.size()});
+    const bool answered = writeByte(static_cast<std::uint8_t>(thumbnail.outcome)) &&
+                          platform::writeOutput(length) && platform::writeOutput(thumbnail.png);
+    return answered ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+} // namespace picture
