@@ -4,6 +4,7 @@
 #include "model/NameDelegate.h"
 #include "model/texts.h"
 #include "pages/RecoveryWidget.h"
+#include "platform/ChildProcess.h"
 #include "platform/Drives.h"
 #include "ui_ResultFrame.h"
 #include "workers/RecoveryWorker.h"
@@ -21,8 +22,6 @@
 #include <vector>
 
 namespace {
-
-constexpr QSize kPlayerButton{24, 24};
 
 /// "C:" at the end of "\\.\C:".
 constexpr int kDrivePrefixLength = 2;
@@ -43,14 +42,13 @@ void fitColumns(QHeaderView& header) {
 } // namespace
 
 ResultFrame::ResultFrame(QWidget* parent)
-    : QWidget(parent), ui(std::make_unique<Ui::ResultFrame>()) {
+    : QWidget(parent), ui(std::make_unique<Ui::ResultFrame>()), playerTimer(new QTimer(this)),
+      decoderProgram_(platform::decoderProgram()) {
     ui->setupUi(this);
     setFocusProxy(ui->tree);
     ui->tree
         ->lower(); // Before its siblings, also for who looks for the first that takes the focus.
     ui->tree->setItemDelegate(new NameDelegate(ui->tree));
-    ui->btnPlay->setFixedSize(kPlayerButton);
-    ui->btnStop->setFixedSize(kPlayerButton);
     ui->cmbView->hide();
     chooseDirectory_ = [this](const QString& start) {
         return QFileDialog::getExistingDirectory(this, tr("Select output directory"), start,
@@ -58,21 +56,24 @@ ResultFrame::ResultFrame(QWidget* parent)
                                                      QFileDialog::DontResolveSymlinks);
     };
     connect(ui->tree, &QTreeView::clicked, this, &ResultFrame::onItemClicked);
+    connect(ui->horSplitter, &QSplitter::splitterMoved, this, &ResultFrame::onHorSplitterMoved);
+    setUpPlayer();
 
     recoverAction_ = new QAction(tr("Recover the file(s)..."), this);
     asTextAction_ = new QAction(tr("as text"), this);
     asSoundAction_ = new QAction(tr("as sound"), this);
     asImageAction_ = new QAction(tr("as image"), this);
-    // There are no viewers yet.
-    for (QAction* action : {asTextAction_, asSoundAction_, asImageAction_})
-        action->setEnabled(false);
     connect(ui->tree, &QTreeView::customContextMenuRequested, this,
             &ResultFrame::customContextMenuRequested);
     connect(recoverAction_, &QAction::triggered, this, &ResultFrame::recoverSelectedFiles);
+    connect(asTextAction_, &QAction::triggered, this, &ResultFrame::previewText);
+    connect(asSoundAction_, &QAction::triggered, this, &ResultFrame::previewSound);
+    connect(asImageAction_, &QAction::triggered, this, &ResultFrame::previewImage);
 }
 
 ResultFrame::~ResultFrame() {
     cleanup();
+    ui->textPreview->setDocument(nullptr); // Back to one of its own.
 }
 
 void ResultFrame::setDirectoryChooser(DirectoryChooser chooser) {
@@ -144,22 +145,6 @@ void ResultFrame::customContextMenuRequested(QPoint /*pos*/) {
     menu->addMenu(preview);
     menu->exec(QCursor::pos());
     menu->deleteLater();
-}
-
-void ResultFrame::onItemClicked(QModelIndex index) {
-    const auto* model = qobject_cast<const FileModel*>(index.model());
-    const kova::ZFileTreeNode* node = model == nullptr ? nullptr : model->nodeFromIndex(index);
-    previewError(node == nullptr || node->isDirectory ? tr("Please, select a file")
-                                                      : tr("Files cannot be previewed yet"));
-}
-
-void ResultFrame::previewError(const QString& message) {
-    ui->previewStack->setCurrentWidget(ui->pageNoPreview);
-    ui->whyNoPreview->setText(message);
-}
-
-void ResultFrame::previewStop() {
-    previewError(tr("Please, select a file"));
 }
 
 void ResultFrame::recoverSelectedFiles() {

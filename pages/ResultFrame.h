@@ -3,16 +3,24 @@
 #include "engine/ZCustomMedia.h"
 #include "engine/ZFileTree.h"
 #include "engine/ZVolume.h"
+#include "pages/PreviewType.h"
+#include "pages/SoundLibrary.h"
+#include "pages/SoundStream.h"
 
 #include <QAction>
 #include <QModelIndex>
+#include <QPixmap>
 #include <QPointer>
 #include <QSet>
+#include <QTextDocument>
 #include <QThread>
+#include <QTimer>
 #include <QWidget>
 
 #include <functional>
 #include <memory>
+#include <string>
+#include <vector>
 
 namespace Ui {
 class ResultFrame;
@@ -21,7 +29,10 @@ class ResultFrame;
 class RecoveryWidget;
 class RecoveryWorker;
 
-/// Shows what a scan found and recovers what is selected of it.
+/// Shows what a scan found, previews the file that is clicked and recovers what is selected.
+///
+/// A preview is made while the click is handled: the file is read into memory and, for a picture
+/// or a sound, handed to the decoder process. Nothing that is in the file leaves the page unusable.
 ///
 /// A recovery runs in a thread of its own and reads the volume and the tree, which the page owns;
 /// they are not freed before that thread has ended. Meanwhile the page only reads what a settled
@@ -51,6 +62,9 @@ public:
     /// A dialog of the desktop unless set.
     void setDirectoryChooser(DirectoryChooser chooser);
 
+    /// The program that decodes pictures; the one beside this program unless set.
+    void setDecoderProgram(std::wstring path) { decoderProgram_ = std::move(path); }
+
 public slots:
     /// Takes both over, with the volume's media, and shows the tree. Without a volume, as when a
     /// scan could not start, there is nothing to recover from; see `showFailure`.
@@ -71,10 +85,37 @@ signals:
 private slots:
     void customContextMenuRequested(QPoint pos);
     void onItemClicked(QModelIndex index);
+    /// Reads the file behind `index`; true when there is something new to show. Otherwise it has
+    /// said why, unless nothing was to be done.
+    bool prepareForPreview(QModelIndex index);
+    /// By the suffix alone.
+    PreviewType::T getPreviewType(const QString& fileName);
+    void previewFile(PreviewType::T type);
+    // These show the file that was read last, whatever its suffix.
+    void previewText();
+    void previewImage();
+    void previewSound();
     void previewError(const QString& message);
     void previewStop();
+    /// False while the splitter leaves no room for previews.
+    bool isPreviewEnabled();
+    /// Fits the picture to its place.
+    void onHorSplitterMoved();
+    void playerPlay();
+    void playerStop();
+    void playerSetState(bool playing);
+    void playerOnTimer();
+    void playerSetPos();
+
+protected:
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
+    void setUpPlayer();
+    void rewind();
+    /// The content of the file behind `index`; throws the message that says why there is none.
+    [[nodiscard]] std::vector<kova::uint8> readForPreview(const QModelIndex& index);
+
     [[nodiscard]] QSet<kova::int64> selectedIds() const;
     void addRowsBelowFiles(QSet<kova::int64>& ids) const;
     [[nodiscard]] QString drivePrefix() const;
@@ -96,6 +137,21 @@ private:
     std::unique_ptr<kova::ZVolume> volume;
     std::unique_ptr<kova::ZCustomMedia> media_;
     std::unique_ptr<kova::ZFileTree> tree;
+
+    SoundLibrary soundLibrary_;
+    SoundStream soundStream_;
+    QTimer* playerTimer; ///< Runs while the slider follows the sound.
+
+    std::vector<kova::uint8> previewData; ///< All of the file read last.
+    /// What the stream was made of, once previewData is another file.
+    std::vector<kova::uint8> streamData_;
+    QString previewName;   ///< Of the file that was asked for last.
+    QPixmap previewPixmap; ///< The thumbnail, in its own size.
+    std::unique_ptr<QTextDocument> previewDocument_;
+    QModelIndex lastPreviewedIndex;
+    /// Null when the model of that index is gone: another one may have come to its address.
+    QPointer<const QAbstractItemModel> lastPreviewedModel_;
+    std::wstring decoderProgram_;
 
     QString lastOutputDir; ///< The last one accepted.
     DirectoryChooser chooseDirectory_;

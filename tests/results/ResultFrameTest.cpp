@@ -1,12 +1,7 @@
-#include "pages/ResultFrame.h"
-
-#include "engine/openVolume.h"
 #include "model/FileModel.h"
 #include "model/texts.h"
 #include "pages/RecoveryWidget.h"
-#include "platform/Drives.h"
-#include "platform/WideText.h"
-#include "tests/support/TempDir.h"
+#include "tests/results/ResultPage.h"
 #include "tests/support/TestMedia.h"
 
 #include <gmock/gmock.h>
@@ -20,18 +15,13 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QLabel>
 #include <QMenu>
 #include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QSignalSpy>
-#include <QStackedWidget>
-#include <QTest>
 #include <QTimer>
-#include <QTreeView>
 
-#include <cstdlib>
 #include <mutex>
 #include <semaphore>
 #include <set>
@@ -116,9 +106,9 @@ QStringList boxesOf(Action action) {
     return texts;
 }
 
-class ResultFrameTest : public testing::Test {
+class ResultFrameTest : public ResultPage {
 protected:
-    ResultFrameTest() : page(std::make_unique<ResultFrame>()) {
+    ResultFrameTest() {
         page->setDirectoryChooser([this](const QString& start) {
             starts.append(start);
             return answer;
@@ -127,8 +117,6 @@ protected:
             progress = qobject_cast<RecoveryWidget*>(shown);
             progress->show();
         });
-        page->resize(640, 480);
-        page->show();
         answer = toPath(output);
     }
 
@@ -138,18 +126,6 @@ protected:
     ~ResultFrameTest() override {
         page.reset();
         delete progress;
-    }
-
-    QTreeView* view() { return page->findChild<QTreeView*>(QStringLiteral("tree")); }
-
-    QString label(const char* name) {
-        return page->findChild<QLabel*>(QLatin1String(name))->text();
-    }
-
-    QString shownPreview() {
-        return page->findChild<QStackedWidget*>(QStringLiteral("previewStack"))
-            ->currentWidget()
-            ->objectName();
     }
 
     QString progressLabel(const char* name) {
@@ -169,13 +145,6 @@ protected:
 
     bool waitForCount(const QString& text) {
         return QTest::qWaitFor([&] { return progressLabel("lblCount") == text; });
-    }
-
-    /// Clicks a row as a user does.
-    void click(const QModelIndex& index, Qt::KeyboardModifiers modifiers = {}) {
-        view()->scrollTo(index);
-        QTest::mouseClick(view()->viewport(), Qt::LeftButton, modifiers,
-                          view()->visualRect(index).center());
     }
 
     /// A drive "Q:" with the files a, b and c.
@@ -206,7 +175,6 @@ protected:
     QStringList starts;
     bool volumeAlive = false;
     QPointer<RecoveryWidget> progress;
-    std::unique_ptr<ResultFrame> page;
 };
 
 /// The page on one of the sample volumes, attached and scanned.
@@ -221,43 +189,10 @@ protected:
             if (volume[QStringLiteral("image")].toString() == QLatin1String(GetParam()))
                 files = volume[QStringLiteral("files")].toArray();
         }
-        image = (temporary / GetParam()).string();
-        const std::string unpack =
-            "xz -dc '" ORVANE_SOURCE_DIR "/samples/" + std::string(GetParam()) + ".xz' > " + image;
-        ASSERT_EQ(std::system(unpack.c_str()), 0); // NOLINT(cert-env33-c): a test's own words
-        const auto attached = platform::attachImage(platform::wideFromUtf8(image));
-        ASSERT_EQ(attached.drives.size(), 1U);
-        letter = attached.drives.front().letter;
-        scan();
+        openSample(GetParam());
     }
 
-    void scan() {
-        auto media = std::make_unique<kova::ZCustomMedia>();
-        ASSERT_TRUE(media->openDrive(letter));
-        std::unique_ptr<kova::ZVolume> volume(kova::openVolume(media.get()));
-        ASSERT_NE(volume, nullptr);
-        volume->setScanOptions(kova::ScanOptions::today());
-        ASSERT_TRUE(volume->init());
-        auto tree = std::make_unique<ZFileTree>();
-        volume->scan(tree.get());
-        static_cast<void>(media.release()); // Goes with the volume.
-        page->init(volume.release(), tree.release());
-    }
-
-    QModelIndex rowNamed(const QString& name, const QModelIndex& parent = {}) {
-        const QAbstractItemModel* model = view()->model();
-        for (int row = 0; row < model->rowCount(parent); ++row) {
-            const QModelIndex index = model->index(row, 0, parent);
-            if (index.data().toString() == name)
-                return index;
-        }
-        return {};
-    }
-
-    TempDir temporary;
-    std::string image;
     QJsonArray files;
-    char letter = 0;
 };
 
 TEST_P(SampleResults, ShowsTheTreeAndRecoversAllOfIt) {
@@ -311,7 +246,6 @@ TEST_P(SampleResults, RecoversTheRowsThatAreClickedBesideWhatExists) {
     click(folder.siblingAtColumn(2));
     EXPECT_EQ(label("whyNoPreview"), QStringLiteral("Please, select a file"));
     click(view()->model()->index(0, 0, folder), Qt::ControlModifier);
-    EXPECT_EQ(shownPreview(), QStringLiteral("pageNoPreview"));
 
     std::multiset<QString> wanted;
     for (const QJsonValueConstRef file : std::as_const(files)) {
@@ -342,7 +276,7 @@ TEST_P(SampleResults, RefusesADirectoryOnTheScannedDrive) {
 
     const TempDir mountPoint;
     const std::string mount =
-        "mount -o loop,ro " + image + " " + mountPoint.path().string() + " 2>/dev/null";
+        "mount -o loop,ro " + unpacked + " " + mountPoint.path().string() + " 2>/dev/null";
     const bool mounted = std::system(mount.c_str()) == 0; // NOLINT(cert-env33-c): as above
     if (mounted) {
         answer = toPath(mountPoint) + QStringLiteral("/out");
@@ -372,7 +306,7 @@ TEST_F(ResultFrameTest, AsksForASelection) {
 }
 
 TEST_F(ResultFrameTest, TheContextMenuRecovers) {
-    openGated().gate.release(1);
+    openGated().gate.release(2); // One of them for the preview.
     click(view()->model()->index(1, 0));
     QStringList texts;
     QTimer::singleShot(0, [&] {
