@@ -92,6 +92,7 @@ void ResultFrame::init(kova::ZVolume* newVolume, kova::ZFileTree* newTree) {
     }
     ui->lblSubtitle->setText(volume == nullptr ? tr("Results")
                                                : tr("Results for drive ") + drivePrefix());
+    showGaps();
     if (tree == nullptr)
         return;
 
@@ -113,8 +114,21 @@ void ResultFrame::init(kova::ZVolume* newVolume, kova::ZFileTree* newTree) {
     fitColumns(*header);
 }
 
+/// A list with gaps looks like any other.
+void ResultFrame::showGaps() {
+    QString gaps;
+    if (media_ != nullptr && media_->error() == platform::Error::DeviceGone)
+        gaps = tr("The drive was removed during the scan: this is not all there is.");
+    else if (media_ != nullptr && media_->unreadableSectors() > 0)
+        gaps = tr("%1 of the drive's sectors could not be read: files may be missing.")
+                   .arg(media_->unreadableSectors());
+    ui->lblGaps->setText(gaps);
+    ui->lblGaps->setVisible(!gaps.isEmpty());
+}
+
 void ResultFrame::showFailure(const QString& reason) {
     ui->lblFailure->setText(reason);
+    ui->lblGaps->hide();
     ui->horSplitter->hide();
     ui->lblFailure->show();
 }
@@ -126,6 +140,7 @@ void ResultFrame::cleanup() {
     ui->tree->setModel(nullptr);
     delete model;
     ui->lblFailure->hide();
+    ui->lblGaps->hide();
     ui->horSplitter->show();
     tree.reset();
     media_.reset();
@@ -244,6 +259,12 @@ void ResultFrame::startRecovery(const QString& directory, const QSet<kova::int64
     auto* widget = new RecoveryWidget;
     widget->setOutputDirectory(outputDir);
     recoveryWorker_ = worker;
+    recoveryInterrupted_ = false;
+    // A disk may hang over one sector for half a minute; an end that is asked for does not wait.
+    media_->setReadHook([this] {
+        if (recoveryInterrupted_)
+            throw 0;
+    });
     recoveryThread_ = thread;
     recoveryWidget_ = widget;
 
@@ -296,6 +317,7 @@ void ResultFrame::watch(RecoveryWorker& worker) {
 
 void ResultFrame::onRecoveryFinished(uint totalFiles, uint attemptedFiles) {
     recoveryWorker_ = nullptr;
+    media_->setReadHook({});
     if (recoveryWidget_ == nullptr) {
         notify(tr("The recovery was stopped after %1 of %2 files")
                    .arg(attemptedFiles)
@@ -307,8 +329,10 @@ void ResultFrame::onRecoveryFinished(uint totalFiles, uint attemptedFiles) {
 }
 
 void ResultFrame::interruptRecovery() {
-    if (recoveryWorker_ != nullptr)
-        recoveryWorker_->interrupt();
+    if (recoveryWorker_ == nullptr)
+        return;
+    recoveryWorker_->interrupt();
+    recoveryInterrupted_ = true; // After that, or the file would count as one that failed.
 }
 
 void ResultFrame::stopRecovery() {
@@ -319,4 +343,5 @@ void ResultFrame::stopRecovery() {
     recoveryThread_->quit();
     recoveryThread_->wait();
     recoveryThread_.clear();
+    media_->setReadHook({});
 }

@@ -17,6 +17,7 @@
 #include <QTimer>
 #include <QWidget>
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
@@ -122,6 +123,7 @@ private:
     [[nodiscard]] bool liesOnScannedDrive(const QString& directory) const;
     void notify(const QString& text);
 
+    void showGaps();
     void startRecovery(const QString& directory, const QSet<kova::int64>& ids);
     void watch(RecoveryWorker& worker);
     void onRecoveryFinished(uint totalFiles, uint attemptedFiles);
@@ -157,6 +159,7 @@ private:
     DirectoryChooser chooseDirectory_;
 
     QPointer<QThread> recoveryThread_;
-    RecoveryWorker* recoveryWorker_ = nullptr; ///< While it runs; belongs to its thread.
+    RecoveryWorker* recoveryWorker_ = nullptr;     ///< While it runs; belongs to its thread.
+    std::atomic<bool> recoveryInterrupted_{false}; ///< Read in the recovery's thread.
     QPointer<RecoveryWidget> recoveryWidget_;
 };

@@ -147,9 +147,13 @@ protected:
         return QTest::qWaitFor([&] { return progressLabel("lblCount") == text; });
     }
 
-    /// A drive "Q:" with the files a, b and c.
-    GatedVolume& openGated() {
-        auto* media = new TestMedia;
+    /// A drive "Q:" with the files a, b and c. Its scan met so many sectors that it could not read.
+    GatedVolume& openGated(kova::uint32 badSectors = 0) {
+        auto* media = new TestMedia(std::vector<kova::uint8>(2048));
+        std::vector<kova::uint8> read(2048);
+        for (kova::uint32 sector = 0; sector < badSectors; ++sector)
+            media->failSector(sector);
+        media->read(read.data(), badSectors);
         media->open(L"\\\\.\\Q:");
         auto* volume = new GatedVolume(media, volumeAlive);
         auto* tree = new ZFileTree;
@@ -387,8 +391,11 @@ TEST_F(ResultFrameTest, ClosingTheProgressStopsAndSaysSo) {
 
 TEST_F(ResultFrameTest, CleanupCanBeRepeatedAndThePageUsedAgain) {
     page->cleanup();
-    openGated();
+    openGated(3);
     EXPECT_TRUE(page->hasVolume());
+    auto* gaps = child<QLabel>("lblGaps");
+    EXPECT_TRUE(gaps->isVisible());
+    EXPECT_TRUE(gaps->text().startsWith(QLatin1Char('3')));
     page->cleanup();
     page->cleanup();
     EXPECT_FALSE(volumeAlive);
@@ -397,6 +404,7 @@ TEST_F(ResultFrameTest, CleanupCanBeRepeatedAndThePageUsedAgain) {
     EXPECT_EQ(shownPreview(), QStringLiteral("pageNoPreview"));
     EXPECT_EQ(label("whyNoPreview"), QStringLiteral("Please, select a file"));
     openGated();
+    EXPECT_FALSE(gaps->isVisible());
     EXPECT_EQ(view()->model()->rowCount(), 3);
     EXPECT_EQ(label("lblSubtitle"), QStringLiteral("Results for drive Q:"));
 }
