@@ -1,7 +1,9 @@
 #include "platform/Sandbox.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <memory>
+#include <vector>
 
 #include <grp.h>
 #include <sched.h>
@@ -55,31 +57,35 @@ bool filterSystemCalls() {
         seccomp_init(SCMP_ACT_ERRNO(EPERM)), seccomp_release);
     if (filter == nullptr)
         return false;
-    const auto allow = [&](int call) {
-        return seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, call, 0) == 0;
+    using Conditions = std::vector<scmp_arg_cmp>;
+    const auto rule = [&](std::uint32_t action, int call, const Conditions& conditions) {
+        return seccomp_rule_add_array(filter.get(), action, call,
+                                      static_cast<unsigned>(conditions.size()),
+                                      conditions.data()) == 0;
+    };
+    const auto allow = [&](int call, const Conditions& conditions = {}) {
+        return rule(SCMP_ACT_ALLOW, call, conditions);
     };
     for (const int call : kHarmlessCalls) {
         if (!allow(call))
             return false;
     }
-    const auto self = static_cast<scmp_datum_t>(::getpid());
-    constexpr auto kThread = static_cast<scmp_datum_t>(CLONE_THREAD);
-    constexpr auto kExecutable = static_cast<scmp_datum_t>(PROT_EXEC);
-    return seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, SCMP_SYS(mmap), 1,
-                            SCMP_A2(SCMP_CMP_MASKED_EQ, kExecutable, 0)) == 0 &&
-           seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, SCMP_SYS(mprotect), 1,
-                            SCMP_A2(SCMP_CMP_MASKED_EQ, kExecutable, 0)) == 0 &&
-           // abort() and errors in threads; no signals to others.
-           seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, SCMP_SYS(tgkill), 1,
-                            SCMP_A0(SCMP_CMP_EQ, self)) == 0 &&
-           // Threads but no processes. The arguments of clone3 cannot be looked at; without it
-           // the C library takes clone.
-           seccomp_rule_add(filter.get(), SCMP_ACT_ERRNO(ENOSYS), SCMP_SYS(clone3), 0) == 0 &&
-           seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, SCMP_SYS(clone), 1,
-                            SCMP_A0(SCMP_CMP_MASKED_EQ, kThread, kThread)) == 0 &&
-           // Asking for limits, not setting them.
-           seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, SCMP_SYS(prlimit64), 2,
-                            SCMP_A0(SCMP_CMP_EQ, 0), SCMP_A2(SCMP_CMP_EQ, 0)) == 0 &&
+    const auto equals = [](unsigned argument, std::uint64_t value) {
+        return scmp_arg_cmp{argument, SCMP_CMP_EQ, value, 0};
+    };
+    const auto hasBits = [](unsigned argument, std::uint64_t mask, std::uint64_t bits) {
+        return scmp_arg_cmp{argument, SCMP_CMP_MASKED_EQ, mask, bits};
+    };
+    const Conditions notExecutable{hasBits(2, PROT_EXEC, 0)};
+    // Threads but no processes. The arguments of clone3 cannot be looked at; where it is missing
+    // the C library takes clone.
+    return allow(SCMP_SYS(mmap), notExecutable) && allow(SCMP_SYS(mprotect), notExecutable) &&
+           allow(SCMP_SYS(clone), {hasBits(0, CLONE_THREAD, CLONE_THREAD)}) &&
+           rule(SCMP_ACT_ERRNO(ENOSYS), SCMP_SYS(clone3), {}) &&
+           // For abort(); no signals to others.
+           allow(SCMP_SYS(tgkill), {equals(0, static_cast<std::uint64_t>(::getpid()))}) &&
+           // Asking for this process' limits, not setting them.
+           allow(SCMP_SYS(prlimit64), {equals(0, 0), equals(2, 0)}) &&
            seccomp_load(filter.get()) == 0;
 }
 
