@@ -1,0 +1,253 @@
+#include "audio/decoder/SoundTrack.h"
+
+#include "platform/LittleEndian.h"
+
+extern "C" {
+#include <libavutil/mem.h>
+}
+
+#include <algorithm>
+#include <cstring>
+
+namespace audio {
+
+namespace {
+
+// What a preview plays. Other containers, and what only refers to other files, stay closed.
+constexpr const char* kContainers = "mp3,ogg,asf,flac,aac,mov,wav";
+constexpr const char* kDecoders =
+    "mp3float,mp3,mp2float,mp2,mp1float,mp1,aac,alac,flac,vorbis,opus,speex,wmav1,wmav2,wmapro,"
+    "wmalossless,wmavoice,pcm_u8,pcm_s16le,pcm_s16be,pcm_s24le,pcm_s24be,pcm_s32le,pcm_s32be,"
+    "pcm_f32le,pcm_f32be,pcm_f64le,pcm_alaw,pcm_mulaw,adpcm_ms,adpcm_ima_wav";
+
+// A container can refer to the same bytes again and again; no honest one comes near these.
+constexpr std::size_t kMaxPayload = std::size_t{64} << 20;
+constexpr std::size_t kMaxPackets = std::size_t{4} << 20;
+constexpr std::uint32_t kMaxPacketFrames = 1U << 20;
+constexpr int kMaxRate = 768000;
+constexpr int kMaxChannels = 64;
+constexpr int kMaxIdleReads = 100;
+constexpr int kInputBufferBytes = 1 << 15;
+
+// How the library says that sample frames are to be dropped: two 32-bit numbers at these bytes.
+constexpr std::size_t kSkipFront = 0;
+constexpr std::size_t kSkipBack = 4;
+constexpr std::size_t kSkipBytes = 8;
+
+/// Lets FFmpeg read a file that is in memory.
+class MemoryInput {
+public:
+    explicit MemoryInput(std::span<const std::uint8_t> bytes)
+        : bytes_(bytes),
+          context_(avio_alloc_context(static_cast<unsigned char*>(av_malloc(kInputBufferBytes)),
+                                      kInputBufferBytes, 0, this, &read, nullptr, &seek)) {}
+
+    MemoryInput(const MemoryInput&) = delete;
+    MemoryInput& operator=(const MemoryInput&) = delete;
+
+    ~MemoryInput() {
+        if (context_ != nullptr)
+            av_freep(static_cast<void*>(&context_->buffer));
+        avio_context_free(&context_);
+    }
+
+    [[nodiscard]] AVIOContext* context() const { return context_; }
+
+private:
+    static int read(void* self, std::uint8_t* buffer, int size) {
+        auto& input = *static_cast<MemoryInput*>(self);
+        const std::size_t count =
+            std::min(input.bytes_.size() - input.at_, static_cast<std::size_t>(std::max(size, 0)));
+        if (count == 0)
+            return AVERROR_EOF;
+        std::memcpy(buffer, input.bytes_.data() + input.at_, count);
+        input.at_ += count;
+        return static_cast<int>(count);
+    }
+
+    static std::int64_t seek(void* self, std::int64_t offset, int whence) {
+        auto& input = *static_cast<MemoryInput*>(self);
+        const auto size = static_cast<std::int64_t>(input.bytes_.size());
+        whence &= ~AVSEEK_FORCE;
+        if (whence == AVSEEK_SIZE)
+            return size;
+        std::int64_t base = 0;
+        if (whence == SEEK_CUR)
+            base = static_cast<std::int64_t>(input.at_);
+        else if (whence == SEEK_END)
+            base = size;
+        else if (whence != SEEK_SET)
+            return AVERROR(EINVAL);
+        if (offset < -base || offset > size - base)
+            return AVERROR(EINVAL);
+        input.at_ = static_cast<std::size_t>(base + offset);
+        return base + offset;
+    }
+
+    std::span<const std::uint8_t> bytes_;
+    std::size_t at_ = 0;
+    AVIOContext* context_;
+};
+
+int refuseOtherFiles(AVFormatContext* /*context*/, AVIOContext** /*file*/, const char* /*url*/,
+                     int /*flags*/, AVDictionary** /*options*/) {
+    return AVERROR(EACCES);
+}
+
+AvHandle<AVFormatContext> openContainer(const MemoryInput& input) {
+    AVFormatContext* context = avformat_alloc_context();
+    if (context == nullptr || input.context() == nullptr)
+        return AvHandle<AVFormatContext>(context);
+    context->pb = input.context();
+    context->flags |= AVFMT_FLAG_CUSTOM_IO;
+    context->io_open = &refuseOtherFiles;
+    context->format_whitelist = av_strdup(kContainers);
+    context->codec_whitelist = av_strdup(kDecoders);
+    // Frees the context when it fails.
+    if (avformat_open_input(&context, "", nullptr, nullptr) < 0)
+        return nullptr;
+    AvHandle<AVFormatContext> opened(context);
+    // Titles' pictures and films are left alone.
+    for (unsigned i = 0; i < opened->nb_streams; ++i)
+        if (opened->streams[i]->codecpar->codec_type != AVMEDIA_TYPE_AUDIO)
+            opened->streams[i]->discard = AVDISCARD_ALL;
+    if (avformat_find_stream_info(opened.get(), nullptr) < 0)
+        return nullptr;
+    return opened;
+}
+
+/// Whether the durations of such packets are counted from what they hold.
+bool countsFrames(const AVCodecParameters& parameters, AVRational timeBase) {
+    const int rate = parameters.sample_rate;
+    if (timeBase.num != 1 || (timeBase.den % rate != 0 && rate % timeBase.den != 0))
+        return false;
+    switch (parameters.codec_id) {
+    case AV_CODEC_ID_MP1:
+    case AV_CODEC_ID_MP2:
+    case AV_CODEC_ID_MP3:
+    case AV_CODEC_ID_AAC:
+    case AV_CODEC_ID_ALAC:
+    case AV_CODEC_ID_FLAC:
+    case AV_CODEC_ID_VORBIS:
+    case AV_CODEC_ID_OPUS:
+        return true;
+    default:
+        return av_get_bits_per_sample(parameters.codec_id) > 0;
+    }
+}
+
+} // namespace
+
+std::optional<SoundTrack> SoundTrack::load(std::span<const std::uint8_t> file) {
+    const MemoryInput input(file);
+    const AvHandle<AVFormatContext> container = openContainer(input);
+    if (!container)
+        return std::nullopt;
+    const int best = av_find_best_stream(container.get(), AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
+    if (best < 0)
+        return std::nullopt;
+    const AVStream& stream = *container->streams[best];
+    SoundTrack track;
+    track.parameters_.reset(avcodec_parameters_alloc());
+    if (!track.parameters_ || avcodec_parameters_copy(track.parameters_.get(), stream.codecpar) < 0)
+        return std::nullopt;
+    const AVCodecParameters& parameters = *track.parameters_;
+    if (parameters.sample_rate <= 0 || parameters.sample_rate > kMaxRate ||
+        parameters.ch_layout.nb_channels <= 0 || parameters.ch_layout.nb_channels > kMaxChannels)
+        return std::nullopt;
+    track.tellsFrames_ = countsFrames(parameters, stream.time_base);
+    track.durationsAreCut_ = std::strcmp(container->iformat->name, "ogg") == 0;
+
+    const AvHandle<AVPacket> packet(av_packet_alloc());
+    if (!packet)
+        return std::nullopt;
+    track.payload_.reserve(std::min(file.size(), kMaxPayload));
+    for (int idle = 0; idle < kMaxIdleReads;) {
+        const int result = av_read_frame(container.get(), packet.get());
+        if (result == AVERROR(EAGAIN)) {
+            ++idle;
+            continue;
+        }
+        if (result < 0 || track.packets_.size() == kMaxPackets ||
+            static_cast<std::size_t>(std::max(packet->size, 0)) >
+                kMaxPayload - track.payload_.size())
+            break;
+        if (packet->stream_index == best && packet->size > 0) {
+            track.add(*packet, stream.time_base);
+            idle = 0;
+        }
+        av_packet_unref(packet.get());
+    }
+    track.place();
+    return track;
+}
+
+void SoundTrack::add(const AVPacket& packet, AVRational timeBase) {
+    Packet added;
+    added.offset = static_cast<std::uint32_t>(payload_.size());
+    added.size = static_cast<std::uint32_t>(packet.size);
+    added.hidden = (packet.flags & AV_PKT_FLAG_DISCARD) != 0;
+    payload_.insert(payload_.end(), packet.data, packet.data + packet.size);
+
+    std::size_t sideSize = 0;
+    const std::uint8_t* side =
+        av_packet_get_side_data(&packet, AV_PKT_DATA_SKIP_SAMPLES, &sideSize);
+    if (side != nullptr && sideSize >= kSkipBytes) {
+        added.dropFront = platform::littleEndian<std::uint32_t>({side, sideSize}, kSkipFront);
+        added.dropBack = platform::littleEndian<std::uint32_t>({side, sideSize}, kSkipBack);
+    }
+    // In Ogg the last packet's duration is what is left of it already.
+    if (durationsAreCut_)
+        added.dropBack = 0;
+    std::int64_t duration = packet.duration;
+    if (duration > 0)
+        duration = av_rescale_q(duration, timeBase, {1, parameters_->sample_rate});
+    else
+        tellsFrames_ = false;
+    // The first packet of Vorbis only opens the overlap with the second.
+    if (parameters_->codec_id == AV_CODEC_ID_VORBIS && packets_.empty())
+        duration = 0;
+    packets_.push_back(added);
+    setDecoded(packets_.size() - 1,
+               static_cast<std::uint64_t>(std::max<std::int64_t>(duration, 0)));
+}
+
+void SoundTrack::dropFront(std::size_t index, std::uint32_t frames) {
+    packets_[index].dropFront = frames;
+}
+
+void SoundTrack::setDecoded(std::size_t index, std::uint64_t decodedFrames) {
+    packets_[index].decoded =
+        static_cast<std::uint32_t>(std::min<std::uint64_t>(decodedFrames, kMaxPacketFrames));
+}
+
+void SoundTrack::place() {
+    std::uint64_t start = 0;
+    std::uint32_t drop = 0;
+    for (Packet& packet : packets_) {
+        // What is to be dropped can be more than one packet holds.
+        if (packet.dropFront > 0)
+            drop = packet.dropFront;
+        packet.skip = std::min(drop, packet.decoded);
+        drop -= packet.skip;
+        packet.frames = packet.decoded - packet.skip;
+        packet.frames -= std::min(packet.dropBack, packet.frames);
+        if (packet.hidden)
+            packet.frames = 0;
+        packet.start = start;
+        start += packet.frames;
+    }
+}
+
+std::uint64_t SoundTrack::frames() const {
+    return packets_.empty() ? 0 : packets_.back().start + packets_.back().frames;
+}
+
+std::size_t SoundTrack::packetAt(std::uint64_t frame) const {
+    const auto behind = std::upper_bound(
+        packets_.begin(), packets_.end(), frame,
+        [](std::uint64_t value, const Packet& packet) { return value < packet.start; });
+    return static_cast<std::size_t>(behind - packets_.begin()) - 1;
+}
+
+} // namespace audio
