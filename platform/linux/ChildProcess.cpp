@@ -154,9 +154,11 @@ bool ChildProcess::start(const std::wstring& path, const std::vector<std::wstrin
         return false;
 
     std::vector<std::string> words{*program};
+    words.reserve(1 + arguments.size());
     for (const std::wstring& argument : arguments)
         words.push_back(utf8FromWide(argument));
     std::vector<char*> argv;
+    argv.reserve(words.size() + 1);
     for (std::string& word : words)
         argv.push_back(word.data());
     argv.push_back(nullptr);
