@@ -1,12 +1,13 @@
 #include "platform/ChildProcess.h"
 
+#include "platform/linux/Descriptor.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
 #include <thread>
 
 #include <fcntl.h>
-#include <unistd.h>
 
 namespace {
 
@@ -29,13 +30,12 @@ std::string outputOf(ChildProcess& child) {
 }
 
 TEST(ChildProcessTest, GetsNothingButItsOwnStreamsAndLimits) {
-    const int open = ::open("/dev/zero", O_RDONLY); // without O_CLOEXEC
+    const platform::Descriptor inheritable(::open("/dev/zero", O_RDONLY));
     ChildProcess child;
     ASSERT_TRUE(startShell(child, L"echo /proc/self/fd/*; ulimit -t", {.cpuSeconds = 7}));
     // The last is the folder itself, while it is read.
     EXPECT_EQ(outputOf(child),
               "/proc/self/fd/0 /proc/self/fd/1 /proc/self/fd/2 /proc/self/fd/3\n7\n");
-    ::close(open);
     EXPECT_FALSE(child.start(L"/bin/missing", {}, {}));
     EXPECT_FALSE(child.write({}, in(0s)));
     EXPECT_EQ(outputOf(child), "");

@@ -31,6 +31,7 @@ int tryEverything() {
     if (::fork() >= 0 || ::execl("/bin/true", "true", nullptr) == 0)
         return 6;
     constexpr int kFlags = MAP_PRIVATE | MAP_ANONYMOUS;
+    // cppcheck-suppress invalidFunctionArg
     if (::mmap(nullptr, 4096, PROT_READ | PROT_EXEC, kFlags, -1, 0) != MAP_FAILED)
         return 7;
     // What decoders need.
