@@ -150,11 +150,11 @@ protected:
     /// A drive "Q:" with the files a, b and c. Its scan met so many sectors that it could not read.
     GatedVolume& openGated(kova::uint32 badSectors = 0) {
         auto* media = new TestMedia(std::vector<kova::uint8>(2048));
+        media->open(L"\\\\.\\Q:");
         std::vector<kova::uint8> read(2048);
         for (kova::uint32 sector = 0; sector < badSectors; ++sector)
             media->failSector(sector);
         media->read(read.data(), badSectors);
-        media->open(L"\\\\.\\Q:");
         auto* volume = new GatedVolume(media, volumeAlive);
         auto* tree = new ZFileTree;
         tree->rootId = 5;
