@@ -98,7 +98,7 @@ public:
         ZCustomMedia& media_;
     };
 
-    static constexpr uint32 kWindowBytes = 256 * 1024;
+    static constexpr uint32 kWindowBytes = 1024 * 1024;
 
 protected:
     /// One request to the device: up to `bytes.size()` bytes from byte `offset`. Returns the

@@ -69,10 +69,11 @@ ExtensionFilter ExtensionFilter::of(const QList<Family>& wanted) {
 }
 
 bool ExtensionFilter::accepts(const kova::ZFileTreeNode& node) const {
-    if (node.isDirectory)
+    const bool everySuffix = allowed_.contains(kEverySuffix);
+    if (node.isDirectory || (everySuffix && denied_.isEmpty()))
         return true;
     const QString suffix = suffixOf(node.name);
     if (denied_.contains(suffix))
         return false;
-    return allowed_.contains(kEverySuffix) || allowed_.contains(suffix);
+    return everySuffix || allowed_.contains(suffix);
 }

@@ -68,7 +68,7 @@ TEST(Media, UnpluggedIsNotAskedSectorBySector) {
 }
 
 TEST(Media, WindowsServeAWalk) {
-    const std::size_t sectors = 4096;
+    const std::size_t sectors = 16384;
     TestMedia media(numbered(sectors));
     media.failSector(3000);
     std::vector<uint8> two(1024);
@@ -87,8 +87,8 @@ TEST(Media, WindowsServeAWalk) {
         }
     }
     EXPECT_EQ(bad, 1U);
-    // 8 windows, 64 jumps, and the window with the bad sector read record by record.
-    EXPECT_LE(media.requests(), 8 + 64 + 256 + 8);
+    // 8 windows, 256 jumps, and the window with the bad sector read record by record.
+    EXPECT_LE(media.requests(), 8 + 256 + 1024 + 8);
 }
 
 TEST(Media, HookSeesEveryRequest) {
