@@ -4,7 +4,9 @@
 
 #include <QAction>
 #include <QBuffer>
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QImage>
 #include <QSlider>
 #include <QSplitter>
@@ -14,6 +16,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <set>
 
 #include <unistd.h>
 
@@ -276,6 +279,154 @@ TEST_F(PreviewTest, OutlivesADecoderThatIsKilledOrHangs) {
         clickName("b.txt");
         EXPECT_EQ(text(), QStringLiteral("text"));
     }
+}
+
+TEST_F(PreviewTest, ShowsEveryFormatOfPicture) {
+    std::map<QString, MadeUpVolume::File> files;
+    for (const QFileInfo& file :
+         QDir(QStringLiteral(ORVANE_SOURCE_DIR "/tests/pictures")).entryInfoList(QDir::Files)) {
+        QFile picture(file.filePath());
+        ASSERT_TRUE(picture.open(QIODevice::ReadOnly));
+        files[file.fileName()] = {picture.readAll()};
+    }
+    ASSERT_FALSE(files.empty());
+    open(files);
+    for (const auto& [name, file] : files) {
+        clickName(name);
+        EXPECT_EQ(message(), QStringLiteral("pageImage")) << name.toStdString();
+    }
+}
+
+/// The volumes that come with the program.
+class SamplePreviews : public PreviewTest, public testing::WithParamInterface<const char*> {
+protected:
+    void clickFilesBelow(const QModelIndex& folder) {
+        const QAbstractItemModel& model = *view()->model();
+        for (int row = 0; row < model.rowCount(folder); ++row) {
+            const QModelIndex index = model.index(row, 0, folder);
+            if (model.rowCount(index) > 0) {
+                view()->expand(index);
+                clickFilesBelow(index);
+                continue;
+            }
+            click(index);
+            seen.emplace(QFileInfo(index.data().toString()).suffix().toLower(), message());
+        }
+    }
+
+    std::set<std::pair<QString, QString>> seen; ///< Suffixes, and what a click led to.
+};
+
+TEST_P(SamplePreviews, EveryFileLeadsToItsPage) {
+    openSample(GetParam());
+    clickFilesBelow({});
+    const QString unsupported = QStringLiteral("The file format is not supported");
+    const std::map<QString, QString> pages{
+        {"txt", "pageText"},   {"html", "pageText"},  {"jpg", "pageImage"},  {"jpeg", "pageImage"},
+        {"png", "pageImage"},  {"gif", "pageImage"},  {"wav", "pagePlayer"}, {"mp3", "pagePlayer"},
+        {"ogg", "pagePlayer"}, {"flac", "pagePlayer"}};
+    std::set<QString> kinds;
+    for (const auto& [suffix, shown] : seen) {
+        if (shown == QLatin1String("The file is empty") ||
+            shown == QLatin1String("Can't recover file for preview"))
+            continue;
+        const auto expected = pages.find(suffix);
+        EXPECT_EQ(shown, expected == pages.end() ? unsupported : expected->second)
+            << suffix.toStdString();
+        kinds.insert(shown);
+    }
+    EXPECT_EQ(kinds.size(), 4U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Volumes, SamplePreviews, testing::Values("ntfs.img", "fat.img"),
+                         [](const auto& parameter) {
+                             return std::string(parameter.param).substr(0, 3);
+                         });
+
+/// Little-endian, as a WAV file has its numbers.
+template <typename Number>
+QByteArray numberBytes(Number number) {
+    return {reinterpret_cast<const char*>(&number), sizeof number};
+}
+
+/// Two seconds and a half of one channel.
+QByteArray sound() {
+    constexpr quint32 kRate = 8000;
+    const QByteArray samples(kRate * 5, '\x10'); // 2 bytes each
+    return "RIFF" + numberBytes(quint32(36 + samples.size())) + "WAVEfmt " +
+           numberBytes(quint32(16)) + numberBytes(quint16(1)) + numberBytes(quint16(1)) +
+           numberBytes(kRate) + numberBytes(kRate * 2) + numberBytes(quint16(2)) +
+           numberBytes(quint16(16)) + "data" + numberBytes(quint32(samples.size())) + samples;
+}
+
+class PlayerTest : public PreviewTest {
+protected:
+    PlayerTest() {
+        open({{"a.wav", {sound()}}, {"b.txt", {"text"}}, {"c.mp3", {sound()}}});
+        clickName("a.wav");
+    }
+
+    QSlider& slider() { return *child<QSlider>("playerSlider"); }
+
+    void press(const char* button) {
+        QTest::mouseClick(child<QToolButton>(button), Qt::LeftButton);
+    }
+
+    bool isPlaying() { return child<QToolButton>("btnPlay")->property("play").toBool(); }
+
+    bool waitUntilPast(int value) {
+        return QTest::qWaitFor([&] { return slider().value() > value; }, 30'000);
+    }
+
+    /// Where the slider has to be grabbed.
+    QPoint handle(int value) {
+        const QWidget& widget = slider();
+        return {QStyle::sliderPositionFromValue(0, slider().maximum(), value, widget.width()),
+                widget.height() / 2};
+    }
+};
+
+TEST_F(PlayerTest, PlaysPausesResumesAndStops) {
+    EXPECT_EQ(message(), QStringLiteral("pagePlayer"));
+    EXPECT_FALSE(isPlaying());
+    press("btnPlay");
+    EXPECT_TRUE(isPlaying());
+    ASSERT_TRUE(waitUntilPast(0));
+    press("btnPlay");
+    EXPECT_FALSE(isPlaying());
+    const int paused = slider().value();
+    press("btnPlay");
+    ASSERT_TRUE(waitUntilPast(paused));
+    press("btnStop");
+    EXPECT_FALSE(isPlaying());
+    EXPECT_EQ(slider().value(), 0);
+    press("btnPlay");
+    ASSERT_TRUE(waitUntilPast(0));
+    clickName("b.txt");
+    EXPECT_FALSE(isPlaying());
+    EXPECT_EQ(slider().value(), 0);
+    clickName("c.mp3");
+    EXPECT_EQ(message(), QStringLiteral("pagePlayer"));
+}
+
+TEST_F(PlayerTest, SeeksAndStopsAtTheEnd) {
+    QTest::mousePress(&slider(), Qt::LeftButton, {}, handle(100));
+    QTest::mouseMove(&slider(), handle(500));
+    QTest::mouseRelease(&slider(), Qt::LeftButton, {}, handle(500));
+    const int dropped = slider().value();
+    EXPECT_NEAR(dropped, 500, 20);
+    // It says where the stream really is, which stands still.
+    slider().blockSignals(true);
+    slider().setValue(0);
+    slider().blockSignals(false);
+    ASSERT_TRUE(waitUntilPast(0));
+    EXPECT_EQ(slider().value(), dropped);
+    EXPECT_FALSE(isPlaying());
+
+    slider().setValue(990);
+    press("btnPlay");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !isPlaying(); }, 30'000));
+    EXPECT_EQ(slider().value(), 0);
 }
 
 } // namespace
