@@ -34,7 +34,7 @@ public:
     ~ChildProcess();
 
     /// Starts the program at `path`, after ending one started before. False when it cannot be
-    /// started, or not with these limits.
+    /// started, or not with these limits; they hold before it is given its first byte.
     bool start(const std::wstring& path, const std::vector<std::wstring>& arguments,
                const ChildLimits& limits);
 
