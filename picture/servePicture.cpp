@@ -2,6 +2,7 @@
 
 #include "picture/PictureDecoder.h"
 #include "picture/Protocol.h"
+#include "platform/Environment.h"
 #include "platform/Sandbox.h"
 #include "platform/StandardStreams.h"
 
@@ -22,6 +23,8 @@ bool writeByte(std::uint8_t byte) {
 } // namespace
 
 int servePicture() {
+    // JPEG 2000 takes far longer to decode than all others. Each thread takes address space.
+    platform::setEnvironment("OPJ_NUM_THREADS", "4");
     const PictureDecoder decoder; // may load what it needs
     if (!platform::enterSandbox() || !writeByte(protocol::kReady))
         return EXIT_FAILURE;
