@@ -26,7 +26,7 @@ namespace {
 /// The largest file that is previewed, in bytes.
 constexpr kova::uint64 MAX_PREVIEW_SIZE = 20971520;
 
-/// A drive that fails, or sleeps, may take forever over a file; the window waits no longer.
+/// A drive that fails may take forever over a file; the window waits no longer.
 constexpr auto kMostReadingTime = std::chrono::seconds(10);
 
 constexpr QSize kPlayerButton{24, 24};
@@ -161,7 +161,8 @@ std::vector<kova::uint8> ResultFrame::readForPreview(const QModelIndex& index) {
     const BusyCursor busy;
     const ReadingTime limited(*media_);
     kova::ZMemoryStream stream;
-    if (!volume->extract(*node, &stream))
+    // What a drive that was removed no longer gave is zeros, and no content of the file.
+    if (!volume->extract(*node, &stream) || media_->error() == platform::Error::DeviceGone)
         throw tr("Can't recover file for preview");
     if (stream.bytes().empty())
         throw tr("The file is empty");
