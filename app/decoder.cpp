@@ -1,3 +1,6 @@
+#ifdef ORVANE_SOUND_DECODER
+#include "audio/decoder/serveSound.h"
+#endif
 #include "picture/servePicture.h"
 
 #include <cstdio>
@@ -9,6 +12,10 @@ int main(int argc, char** argv) {
     const std::string_view mode = argc == 2 ? argv[1] : "";
     if (mode == "picture")
         return picture::servePicture();
+#ifdef ORVANE_SOUND_DECODER
+    if (mode == "sound")
+        return audio::serveSound();
+#endif
     std::fputs("orvane-decoder is started by Orvane's wizard.\n", stderr);
     return EXIT_FAILURE;
 }

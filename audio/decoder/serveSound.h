@@ -2,10 +2,9 @@
 
 namespace audio {
 
-/// The decoder process's side of sound: reads a file's bytes from the descriptor `input`, then
-/// answers on `output` with its format and with pieces of decoded sound as they are asked for,
-/// until `input` ends. What it reads is hostile, so the process should have nothing to lose.
-/// Returns the process's exit status.
-int serveSound(int input, int output);
+/// The work of a process that does nothing else: gets one file from standard input, decodes it
+/// within a sandbox and gives the pieces that are asked for to standard output, as
+/// audio/SoundProtocol.h says. Returns the exit status.
+int serveSound();
 
 } // namespace audio
