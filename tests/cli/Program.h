@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/types.h"
+#include "tests/platform/Tools.h"
 #include "tests/support/TempDir.h"
 
 #include <QProcess>
@@ -14,6 +15,8 @@
 #include <vector>
 
 namespace cli::test {
+
+using platform::test::contentOf;
 
 /// What a run of the program came to.
 struct Result {
@@ -58,11 +61,6 @@ inline Result shell(const std::string& line) {
                   {QStringLiteral("-c"),
                    QStringLiteral("CLI='" ORVANE_CLI "'; ") + QString::fromStdString(line)});
     return waitFor(process);
-}
-
-inline std::string contentOf(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 inline void write(const std::filesystem::path& path, const std::string& content) {

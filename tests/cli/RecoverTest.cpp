@@ -1,5 +1,4 @@
 #include "tests/cli/Program.h"
-#include "tests/platform/Tools.h"
 #include "tests/support/FatBuilder.h"
 #include "tests/support/NtfsBuilder.h"
 

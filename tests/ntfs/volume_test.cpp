@@ -72,13 +72,7 @@ TEST(NtfsScan, RebuildsPathsOfDeletedFiles) {
         .deletedFile(27, 5, u"top.txt", "text")
         .deletedFile(28, 40, u"orphan.txt", "lost")
         .deletedFile(29, 27, u"below a file.txt", "lost too")
-        .put(30,
-             builder.newRecord()
-                 .flags(1)
-                 .standardInformation(1)
-                 .fileName(5, u"live.txt")
-                 .resident(ntfs::kData, {1}),
-             true);
+        .put(30, builder.newFile(u"live.txt").flags(1).resident(ntfs::kData, {1}), true);
     Opened opened(builder);
     const ZFileTree& tree = opened.scan();
 
@@ -128,18 +122,13 @@ TEST(NtfsScan, WhatCountsAsAFile) {
         .put(21, sized(kLimit + 1))
         .put(22, builder.newFile(u"no data"))
         .put(23, builder.newRecord().fileName(5, u"no times").resident(ntfs::kData, {1}))
-        .put(24, builder.newRecord()
-                     .standardInformation(1)
-                     .fileName(5, u"SHORT~1", 2)
-                     .resident(ntfs::kData, {1}))
+        .put(24, builder.newFile(u"SHORT~1", 2).resident(ntfs::kData, {1}))
         // Free in the bitmap, in use by its header: listed as existing.
-        .put(25, builder.newRecord().flags(1).standardInformation(1).fileName(5, u"odd").resident(
-                     ntfs::kData, {1}))
+        .put(25, builder.newFile(u"odd").flags(1).resident(ntfs::kData, {1}))
         // A directory by its attributes only: no data needed.
         .put(26, builder.newRecord().standardInformation(1, 0x10000000).fileName(5, u"folder"))
         // An extension record is no file.
-        .put(27, builder.newRecord().base(20).standardInformation(1).fileName(5, u"x").resident(
-                     ntfs::kData, {1}));
+        .put(27, builder.newFile(u"x").base(20).resident(ntfs::kData, {1}));
     Opened opened(builder);
     const ZFileTree& tree = opened.scan();
     EXPECT_THAT(tree.childIds(5), ElementsAre(20, 25, 26));
@@ -156,21 +145,14 @@ TEST(NtfsScan, NamesByNamespace) {
                      .fileName(9, u"LONGNA~1", 2)
                      .fileName(5, u"long name", 1)
                      .resident(ntfs::kData, {1}))
-        .put(21, builder.newRecord()
-                     .standardInformation(1)
-                     .fileName(5, u"posix", 0)
-                     .fileName(9, u"second", 0)
-                     .resident(ntfs::kData, {1}))
+        .put(21, builder.newFile(u"posix", 0).fileName(9, u"second", 0).resident(ntfs::kData, {1}))
         .put(22, builder.newRecord()
                      .standardInformation(1)
                      .fileName(9, u"posix first", 0)
                      .fileName(5, u"win32", 3)
                      .resident(ntfs::kData, {1}))
         // A pair, and half of one: both are kept.
-        .put(23, builder.newRecord()
-                     .standardInformation(1)
-                     .fileName(5, u"\U0001F600\xD83D", 1)
-                     .resident(ntfs::kData, {1}));
+        .put(23, builder.newFile(u"\U0001F600\xD83D").resident(ntfs::kData, {1}));
     Opened classic(builder);
     const std::wstring smiles = std::wstring(L"\U0001F600") + wchar_t{0xD83D};
     EXPECT_THAT(names(classic.scan(), 5), ElementsAre(L"long name", L"win32", smiles));
@@ -374,9 +356,7 @@ TEST(NtfsRecords, FixupsAreForgiving) {
 TEST(NtfsRecords, DamageCostsOneRecord) {
     NtfsBuilder builder;
     const auto file = [&] {
-        RecordBuilder record = builder.newRecord();
-        record.standardInformation(1).fileName(5, u"a").resident(ntfs::kData, {1, 2, 3});
-        return record;
+        return RecordBuilder(builder.newFile().resident(ntfs::kData, {1, 2, 3}));
     };
     const auto damaged = [&](auto damage) {
         RecordBuilder record = file();

@@ -87,8 +87,9 @@ public:
     [[nodiscard]] RecordBuilder newRecord() const { return RecordBuilder(geometry_.recordSize); }
 
     /// A deleted file in the root folder, so far without content.
-    [[nodiscard]] RecordBuilder newFile(const std::u16string& name = u"a") const {
-        return newRecord().standardInformation(1).fileName(5, name);
+    [[nodiscard]] RecordBuilder newFile(const std::u16string& name = u"a",
+                                        uint8 nameSpace = 1) const {
+        return newRecord().standardInformation(1).fileName(5, name, nameSpace);
     }
 
     /// First cluster behind the MFT: free for data.

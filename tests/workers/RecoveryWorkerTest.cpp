@@ -2,6 +2,7 @@
 
 #include "engine/ZTreeWalk.h"
 #include "model/texts.h"
+#include "tests/platform/Tools.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestMedia.h"
 
@@ -24,6 +25,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using kova::int64;
+using platform::test::contentOf;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
@@ -51,11 +53,6 @@ public:
 
 void put(kova::ZStream& out, const std::string& bytes) {
     out.write(bytes.data(), static_cast<kova::uint32>(bytes.size()));
-}
-
-std::string contentOf(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 void write(const fs::path& path, const std::string& content) {
