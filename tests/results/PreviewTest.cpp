@@ -349,10 +349,10 @@ QByteArray numberBytes(Number number) {
     return {reinterpret_cast<const char*>(&number), sizeof number};
 }
 
-/// Two seconds and a half of one channel.
+/// Twenty seconds of one channel.
 QByteArray sound() {
     constexpr quint32 kRate = 8000;
-    const QByteArray samples(kRate * 5, '\x10'); // 2 bytes each
+    const QByteArray samples(kRate * 2 * 20, '\x10');
     return "RIFF" + numberBytes(quint32(36 + samples.size())) + "WAVEfmt " +
            numberBytes(quint32(16)) + numberBytes(quint16(1)) + numberBytes(quint16(1)) +
            numberBytes(kRate) + numberBytes(kRate * 2) + numberBytes(quint16(2)) +
