@@ -1,8 +1,9 @@
 #pragma once
 
+#include "tests/support/Shell.h"
+
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
@@ -16,10 +17,11 @@ inline std::wstring wide(const std::filesystem::path& path) {
     return path.wstring();
 }
 
+using kova::test::forShell;
+
 /// Runs a shell command, silently; whether it succeeded.
 inline bool succeeds(const std::string& command) {
-    const std::string line = "PATH=$PATH:/usr/sbin:/sbin; { " + command + "; } >/dev/null 2>&1";
-    return std::system(line.c_str()) == 0; // NOLINT(cert-env33-c)
+    return kova::test::runInShell(command) == 0;
 }
 
 /// Runs a tool that the tests depend on.
@@ -27,6 +29,9 @@ inline void run(const std::string& command) {
     if (!succeeds(command))
         throw std::runtime_error("failed: " + command);
 }
+
+/// Windows tells the labels of mounted volumes only; an image without one goes by its file's name.
+inline constexpr bool kImagesHaveLabels = std::filesystem::path::preferred_separator == '/';
 
 /// Makes an empty file of `bytes` bytes, which takes no room.
 inline void makeFile(const std::filesystem::path& path, std::uintmax_t bytes) {
@@ -37,20 +42,20 @@ inline void makeFile(const std::filesystem::path& path, std::uintmax_t bytes) {
 inline void makeNtfs(const std::filesystem::path& path, std::uintmax_t bytes,
                      const std::string& options = "") {
     makeFile(path, bytes);
-    run("mkntfs -q -F -Q " + options + " '" + path.string() + "'");
+    run("mkntfs -q -F -Q " + options + " " + forShell(path));
 }
 
 inline void makeFat(const std::filesystem::path& path, std::uintmax_t bytes,
                     const std::string& options = "") {
     makeFile(path, bytes);
-    run("mkfs.fat " + options + " '" + path.string() + "'");
+    run("mkfs.fat " + options + " " + forShell(path));
 }
 
 /// Copies a file's content over part of another.
 inline void copyInto(const std::filesystem::path& disk, std::uint64_t offset,
                      const std::filesystem::path& volume) {
-    run("dd if='" + volume.string() + "' of='" + disk.string() +
-        "' bs=1M oflag=seek_bytes conv=notrunc,sparse seek=" + std::to_string(offset));
+    run("dd if=" + forShell(volume) + " of=" + forShell(disk) +
+        " bs=1M oflag=seek_bytes conv=notrunc,sparse seek=" + std::to_string(offset));
 }
 
 inline void overwrite(const std::filesystem::path& path, std::uint64_t offset,

@@ -4,6 +4,7 @@
 #include "model/texts.h"
 #include "platform/Drives.h"
 #include "platform/WideText.h"
+#include "tests/support/Shell.h"
 #include "tests/support/TempDir.h"
 #include "workers/RecoveryWorker.h"
 
@@ -17,7 +18,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <map>
 #include <memory>
 #include <set>
@@ -43,11 +43,11 @@ protected:
         }
         ASSERT_FALSE(files.isEmpty());
 
-        const std::string image = (temporary / GetParam()).string();
-        const std::string unpack =
-            "xz -dc '" ORVANE_SOURCE_DIR "/samples/" + std::string(GetParam()) + ".xz' > " + image;
-        ASSERT_EQ(std::system(unpack.c_str()), 0); // NOLINT(cert-env33-c): a test's own words
-        const auto attached = platform::attachImage(platform::wideFromUtf8(image));
+        const auto image = temporary / GetParam();
+        ASSERT_EQ(runInShell("xz -dc '" ORVANE_SOURCE_DIR "/samples/" + std::string(GetParam()) +
+                             ".xz' > " + forShell(image)),
+                  0);
+        const auto attached = platform::attachImage(image.wstring());
         ASSERT_EQ(attached.drives.size(), 1U);
         media = std::make_unique<ZCustomMedia>();
         ASSERT_TRUE(media->openDrive(attached.drives.front().letter));

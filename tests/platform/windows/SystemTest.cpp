@@ -1,0 +1,119 @@
+// What only this system has: drives of its own, long paths, times to the tick. Under Wine drive D
+// is the NTFS sample and E the FAT sample.
+
+#include "platform/Device.h"
+#include "platform/Drives.h"
+#include "tests/platform/Tools.h"
+#include "tests/support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include <windows.h>
+
+namespace platform::test {
+namespace {
+
+constexpr std::size_t kSectorBytes = 512;
+
+struct SampleDrive {
+    char letter;
+    const char* fileSystem;
+    std::wstring label;
+    const char* image;
+};
+
+const SampleDrive kSampleDrives[] = {{'D', "NTFS", L"", "D:\\ntfs.img"},
+                                     {'E', "FAT", L"SAMPLE", "E:\\fat.img"}};
+
+bool hasSampleDrives() {
+    return std::filesystem::exists(kSampleDrives[0].image);
+}
+
+TEST(WindowsDrives, AreListedAsTheSystemKnowsThem) {
+    if (!hasSampleDrives())
+        GTEST_SKIP() << "the sample drives are not set up";
+    const std::vector<Drive> drives = listDrives();
+    for (const SampleDrive& sample : kSampleDrives) {
+        SCOPED_TRACE(sample.letter);
+        const auto found = std::find_if(drives.begin(), drives.end(), [&](const Drive& drive) {
+            return drive.letter == sample.letter;
+        });
+        ASSERT_NE(found, drives.end());
+        EXPECT_EQ(found->kind, DriveKind::Fixed);
+        EXPECT_EQ(found->fileSystem, sample.fileSystem);
+        EXPECT_EQ(found->volumeName, sample.label);
+        EXPECT_EQ(found->sectorSize, kSectorBytes);
+        EXPECT_FALSE(found->isImage);
+        EXPECT_EQ(fileSystemName(sample.letter), sample.fileSystem);
+    }
+    EXPECT_EQ(letterOfDevice(L"d:"), 'D');
+    EXPECT_EQ(letterOfDevice(L"\\\\?\\E:\\"), 'E');
+    EXPECT_FALSE(letterOfDevice(L"Q:"));
+    EXPECT_FALSE(findDrive('Q'));
+    EXPECT_TRUE(liesOnDrive(L"D:\\not yet\\there", 'D'));
+    EXPECT_FALSE(liesOnDrive(L"D:\\not yet\\there", 'E'));
+    EXPECT_FALSE(liesOnDrive(L"C:\\windows", 'D'));
+}
+
+TEST(WindowsDrives, AreReadRawToTheirEndAndNoFurther) {
+    if (!hasSampleDrives())
+        GTEST_SKIP() << "the sample drives are not set up";
+    for (const SampleDrive& sample : kSampleDrives) {
+        SCOPED_TRACE(sample.letter);
+        const std::string content = contentOf(sample.image);
+        Device device;
+        ASSERT_TRUE(device.open(std::wstring(L"\\\\.\\") + wchar_t(sample.letter) + L":"));
+        EXPECT_TRUE(device.isPresent());
+        std::string bytes(content.size(), '\0');
+        EXPECT_EQ(device.readAt(0, bytes.data(), bytes.size()),
+                  static_cast<std::int64_t>(bytes.size()));
+        EXPECT_TRUE(bytes == content);
+        EXPECT_EQ(device.readAt(content.size() - kSectorBytes, bytes.data(), 2 * kSectorBytes),
+                  static_cast<std::int64_t>(kSectorBytes));
+        EXPECT_EQ(device.readAt(content.size(), bytes.data(), kSectorBytes), 0);
+    }
+    Device device;
+    EXPECT_FALSE(device.open(L"\\\\.\\Q:"));
+    EXPECT_EQ(device.error(), Error::NotFound);
+}
+
+TEST(WindowsFile, PathsMayBeAsLongAsTheyLike) {
+    const kova::test::TempDir dir;
+    std::wstring path = wide(dir.path());
+    while (path.size() < 1000)
+        path += L"\\" + std::wstring(100, L'x');
+    std::wstring words;
+    ASSERT_TRUE(makePath(path, &words)) << testing::PrintToString(words);
+    EXPECT_EQ(makeDirectory(path), DirectoryResult::Existed);
+    EXPECT_EQ(makeDirectory(path + L"\\d"), DirectoryResult::Created);
+    EXPECT_EQ(nameRules(path).longestName, 255U);
+    EXPECT_TRUE(liesOnDrive(path, 'C'));
+    File file;
+    ASSERT_TRUE(file.open(path + L"\\f", static_cast<std::uint32_t>(Disposition::CreateNew),
+                          kGenericWrite));
+    EXPECT_TRUE(file.writeAt(0, "x", 1));
+    EXPECT_EQ(makeDirectory(path + L"\\f"), DirectoryResult::Occupied);
+    file.close();
+    EXPECT_TRUE(removeFile(path + L"\\f"));
+    kova::test::runInShell("rm -r " + kova::test::forShell(dir / std::string(100, 'x')));
+}
+
+TEST(WindowsFile, SetsTheTimeOfTheLastChange) {
+    const kova::test::TempDir dir;
+    constexpr std::int64_t kTime = 128'790'414'901'234'567; // 2009-02-13, with a fraction
+    File file;
+    ASSERT_TRUE(file.open(wide(dir / "f"), static_cast<std::uint32_t>(Disposition::CreateNew),
+                          kGenericWrite));
+    ASSERT_TRUE(file.writeAt(0, "x", 1));
+    ASSERT_TRUE(file.setModificationTime(kTime));
+    file.close();
+    WIN32_FILE_ATTRIBUTE_DATA found{};
+    ASSERT_NE(GetFileAttributesExW(wide(dir / "f").c_str(), GetFileExInfoStandard, &found), 0);
+    EXPECT_EQ(found.ftLastWriteTime.dwHighDateTime, DWORD(kTime >> 32));
+    EXPECT_EQ(found.ftLastWriteTime.dwLowDateTime, DWORD(kTime));
+}
+
+} // namespace
+} // namespace platform::test
