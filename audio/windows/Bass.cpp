@@ -1,0 +1,114 @@
+#include "audio/Bass.h"
+
+#include <string>
+
+#include <windows.h>
+
+namespace {
+
+/// The library as it lies beside the program; nowhere else is searched, so that nothing that a
+/// folder or a PATH happens to hold is run.
+HMODULE loadLibrary() {
+    constexpr DWORD kLongestPath = 32768;
+    std::wstring path(kLongestPath, L'\0');
+    path.resize(GetModuleFileNameW(nullptr, path.data(), kLongestPath));
+    const std::size_t separator = path.find_last_of(L'\\');
+    if (separator == std::wstring::npos)
+        return nullptr;
+    path.resize(separator + 1);
+    return LoadLibraryExW((path + L"bass.dll").c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+}
+
+/// Of the library, which is loaded at the first call and stays; null when it is missing.
+FARPROC find(const char* name) {
+    static HMODULE const library = loadLibrary();
+    return library == nullptr ? nullptr : GetProcAddress(library, name);
+}
+
+/// An operation of the library, or what stands in for it: a failure.
+template <typename Result, typename... Arguments>
+class Operation {
+public:
+    explicit Operation(const char* name, Result failure = 0)
+        : function_(reinterpret_cast<Function>(reinterpret_cast<void*>(find(name)))),
+          failure_(failure) {}
+
+    Result operator()(Arguments... arguments) const {
+        return function_ == nullptr ? failure_ : function_(arguments...);
+    }
+
+private:
+    using Function = Result(WINAPI*)(Arguments...);
+
+    Function function_;
+    Result failure_;
+};
+
+} // namespace
+
+int BASS_Init(int device, std::uint32_t frequency, std::uint32_t flags, void* window,
+              const void* classId) {
+    static const Operation<int, int, std::uint32_t, std::uint32_t, void*, const void*> call(
+        "BASS_Init");
+    return call(device, frequency, flags, window, classId);
+}
+
+HPLUGIN BASS_PluginLoad(const void* file, std::uint32_t flags) {
+    static const Operation<HPLUGIN, const void*, std::uint32_t> call("BASS_PluginLoad");
+    return call(file, flags);
+}
+
+HSTREAM BASS_StreamCreateFile(int fromMemory, const void* file, std::uint64_t offset,
+                              std::uint64_t length, std::uint32_t flags) {
+    static const Operation<HSTREAM, int, const void*, std::uint64_t, std::uint64_t, std::uint32_t>
+        call("BASS_StreamCreateFile");
+    return call(fromMemory, file, offset, length, flags);
+}
+
+int BASS_ChannelPlay(std::uint32_t handle, int restart) {
+    static const Operation<int, std::uint32_t, int> call("BASS_ChannelPlay");
+    return call(handle, restart);
+}
+
+int BASS_ChannelPause(std::uint32_t handle) {
+    static const Operation<int, std::uint32_t> call("BASS_ChannelPause");
+    return call(handle);
+}
+
+int BASS_ChannelStop(std::uint32_t handle) {
+    static const Operation<int, std::uint32_t> call("BASS_ChannelStop");
+    return call(handle);
+}
+
+int BASS_ChannelSetPosition(std::uint32_t handle, std::uint64_t position, std::uint32_t mode) {
+    static const Operation<int, std::uint32_t, std::uint64_t, std::uint32_t> call(
+        "BASS_ChannelSetPosition");
+    return call(handle, position, mode);
+}
+
+std::uint64_t BASS_ChannelGetPosition(std::uint32_t handle, std::uint32_t mode) {
+    static const Operation<std::uint64_t, std::uint32_t, std::uint32_t> call(
+        "BASS_ChannelGetPosition", BASS_NO_POSITION);
+    return call(handle, mode);
+}
+
+std::uint64_t BASS_ChannelGetLength(std::uint32_t handle, std::uint32_t mode) {
+    static const Operation<std::uint64_t, std::uint32_t, std::uint32_t> call(
+        "BASS_ChannelGetLength", BASS_NO_POSITION);
+    return call(handle, mode);
+}
+
+int BASS_StreamFree(HSTREAM handle) {
+    static const Operation<int, HSTREAM> call("BASS_StreamFree");
+    return call(handle);
+}
+
+int BASS_PluginFree(HPLUGIN handle) {
+    static const Operation<int, HPLUGIN> call("BASS_PluginFree");
+    return call(handle);
+}
+
+int BASS_Free() {
+    static const Operation<int> call("BASS_Free");
+    return call();
+}
