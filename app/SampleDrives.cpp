@@ -7,16 +7,18 @@
 
 namespace {
 
-/// Where an installed program has the samples, and where its sources had them.
+/// Where an installed program has the samples, and where else this build has them.
 QStringList sampleFolders() {
-    return {QCoreApplication::applicationDirPath() + QStringLiteral("/../share/orvane/samples"),
-            QStringLiteral(ORVANE_SOURCE_DIR "/samples")};
+    const QDir program(QCoreApplication::applicationDirPath());
+    return {program.filePath(QStringLiteral("../share/orvane/samples")),
+            program.filePath(QStringLiteral(ORVANE_SAMPLES))};
 }
 
 QFileInfoList findSamples() {
     for (const QString& folder : sampleFolders()) {
         QFileInfoList samples =
-            QDir(folder).entryInfoList({QStringLiteral("*.img.xz")}, QDir::Files, QDir::Name);
+            QDir(folder).entryInfoList({QStringLiteral("*.img"), QStringLiteral("*.img.xz")},
+                                       QDir::Files, QDir::Name);
         if (!samples.isEmpty())
             return samples;
     }
@@ -42,6 +44,10 @@ SampleDrives::SampleDrives() {
     if (!folder_.isValid())
         throw folder_.errorString();
     for (const QFileInfo& sample : findSamples()) {
+        if (sample.suffix() != QLatin1String("xz")) {
+            images_.append(sample.filePath());
+            continue;
+        }
         images_.append(folder_.filePath(sample.completeBaseName()));
         unpack(sample.filePath(), images_.constLast());
     }
