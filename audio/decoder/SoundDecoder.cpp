@@ -20,9 +20,9 @@ namespace {
 // No single thing the libraries keep for an honest file is larger.
 constexpr std::size_t kMaxAllocation = std::size_t{256} << 20;
 
-// What a decoder must have heard before it sounds the same as if it had come from the start: MP3
-// borrows from ten packets before, Opus settles within 80 ms.
-constexpr std::size_t kSettlingPackets = 12;
+// What a decoder must have heard before it sounds the same as if it had come from the start. MP3
+// borrows up to 255 bytes from packets that may hold as few as 11; Opus settles within 80 ms.
+constexpr std::size_t kSettlingPackets = 40;
 constexpr unsigned kSettlingPartOfSecond = 8;
 constexpr std::size_t kMaxSettlingPackets = 256;
 
