@@ -1,7 +1,7 @@
 #ifdef ORVANE_SOUND_DECODER
 #include "audio/decoder/serveSound.h"
 #endif
-#include "picture/servePicture.h"
+#include "workers/picture/servePicture.h"
 
 #include <cstdio>
 #include <cstdlib>

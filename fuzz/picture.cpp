@@ -1,4 +1,4 @@
-#include "picture/PictureDecoder.h"
+#include "workers/picture/PictureDecoder.h"
 
 #include <algorithm>
 #include <array>

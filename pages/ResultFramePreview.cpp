@@ -6,8 +6,8 @@
 #include "model/FileModel.h"
 #include "model/documentText.h"
 #include "model/texts.h"
-#include "picture/decodeApart.h"
 #include "ui_ResultFrame.h"
+#include "workers/picture/decodeApart.h"
 
 #include <QDebug>
 #include <QFileInfo>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "picture/Thumbnail.h"
+#include "workers/picture/Thumbnail.h"
 
 #include <cstdint>
 #include <span>

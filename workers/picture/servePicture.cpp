@@ -1,10 +1,10 @@
-#include "picture/servePicture.h"
+#include "workers/picture/servePicture.h"
 
-#include "picture/PictureDecoder.h"
-#include "picture/Protocol.h"
 #include "platform/Environment.h"
 #include "platform/Sandbox.h"
 #include "platform/StandardStreams.h"
+#include "workers/picture/PictureDecoder.h"
+#include "workers/picture/Protocol.h"
 
 #include <array>
 #include <bit>

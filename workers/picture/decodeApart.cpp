@@ -1,7 +1,7 @@
-#include "picture/decodeApart.h"
+#include "workers/picture/decodeApart.h"
 
-#include "picture/Protocol.h"
 #include "platform/ChildProcess.h"
+#include "workers/picture/Protocol.h"
 
 #include <array>
 #include <bit>
