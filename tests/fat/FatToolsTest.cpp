@@ -24,13 +24,13 @@ class FatTools : public testing::TestWithParam<Geometry> {
 protected:
     /// Runs one of the mtools on the image.
     void mtool(const std::string& tool, const std::string& arguments) {
-        tools::run("export LC_ALL=C.UTF-8 MTOOLS_SKIP_CHECK=1; " + tool + " -i '" +
-                   image_.string() + "' " + arguments);
+        tools::run("export LC_ALL=C.UTF-8 MTOOLS_SKIP_CHECK=1; " + tool + " -i " +
+                   forShell(image_) + " " + arguments);
     }
 
     void put(const std::string& path, const std::string& content) {
         std::ofstream(dir_ / "source", std::ios::binary) << content;
-        mtool("mcopy", "'" + (dir_ / "source").string() + "' '::" + path + "'");
+        mtool("mcopy", forShell(dir_ / "source") + " '::" + path + "'");
     }
 
     TempDir dir_;
@@ -84,7 +84,7 @@ TEST_P(FatTools, GivesDeletedFilesBackByteForByte) {
         std::ofstream(many / name) << i;
         files.push_back({name, "kept/" + name, std::to_string(i)});
     }
-    mtool("mcopy", "'" + many.string() + "'/* ::kept");
+    mtool("mcopy", forShell(many) + "/* ::kept");
     mtool("mdel", "'::A rather long name, with blanks.txt' ::SHORT.BIN"
                   " '::\u00E9t\u00E9 \u65E5\u672C\u8A9E.jpg' '::kept/deleted in kept.png'"
                   " '::kept/A file with number 1*'");

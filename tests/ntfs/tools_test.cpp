@@ -62,7 +62,7 @@ TEST_P(NtfsTools, FilesComeBackWhateverTheGeometry) {
     const std::string small = "some text";
     for (const auto& [name, content] : {std::pair{"large.bin", large}, {"small.txt", small}}) {
         std::ofstream(folder / name, std::ios::binary) << content;
-        tools::run("ntfscp -f -q " + path.string() + " " + (folder / name).string() + " " + name);
+        tools::run("ntfscp -f -q " + forShell(path) + " " + forShell(folder / name) + " " + name);
     }
     const std::string bytes = tools::contentOf(path);
     std::vector<uint8> image(bytes.begin(), bytes.end());

@@ -26,13 +26,23 @@ class ImagesTest : public testing::Test {
 protected:
     AttachResult attach(const std::string& name) const { return attachImage(wide(dir_ / name)); }
 
+    /// The only drive of an image that is changed afterwards; what is attached need not take that.
+    Drive attachAsIs(const std::string& name) {
+        const std::string copy = name + " " + std::to_string(++copies_);
+        std::filesystem::copy_file(dir_ / name, dir_ / copy);
+        const AttachResult result = attach(copy);
+        EXPECT_EQ(result.drives.size(), 1U);
+        return result.drives.at(0);
+    }
+
     /// A disk of 64 MiB partitioned by sfdisk's `script`.
     void partition(const std::string& name, const std::string& script) const {
         makeFile(dir_ / name, 64 * kMiB);
-        run("printf '" + script + "' | sfdisk -q '" + (dir_ / name).string() + "'");
+        run("printf '" + script + "' | sfdisk -q " + forShell(dir_ / name));
     }
 
     kova::test::TempDir dir_;
+    int copies_ = 0;
 };
 
 TEST_F(ImagesTest, VolumesWithoutATableAreTheirOwnDrive) {
@@ -55,14 +65,14 @@ TEST_F(ImagesTest, VolumesWithoutATableAreTheirOwnDrive) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         makeFile(dir_ / c.name, c.mebibytes * kMiB);
-        run(std::string(c.command) + " '" + (dir_ / c.name).string() + "'");
+        run(std::string(c.command) + " " + forShell(dir_ / c.name));
         const AttachResult result = attach(c.name);
         EXPECT_EQ(result.error, L"");
         ASSERT_EQ(result.drives.size(), 1U);
         const Drive& drive = result.drives[0];
         EXPECT_EQ(drive.fileSystem, c.fileSystem);
         EXPECT_EQ(drive.sectorSize, c.sectorSize);
-        EXPECT_EQ(drive.volumeName, c.label);
+        EXPECT_EQ(drive.volumeName, kImagesHaveLabels ? c.label : wide(c.name));
         EXPECT_EQ(drive.sizeBytes, c.mebibytes * kMiB);
         EXPECT_EQ(drive.partition, 0);
     }
@@ -78,9 +88,9 @@ TEST_F(ImagesTest, EveryPartitionWithNtfsOrFatIsADriveWhateverItsTypeSays) {
     const AttachResult result = attach("disk");
     ASSERT_EQ(result.drives.size(), 2U) << testing::PrintToString(result.error);
     EXPECT_EQ(result.drives[0].partition, 1);
-    EXPECT_EQ(result.drives[0].volumeName, L"first");
+    EXPECT_EQ(result.drives[0].volumeName, kImagesHaveLabels ? L"first" : L"disk 1");
     EXPECT_EQ(result.drives[1].partition, 5);
-    EXPECT_EQ(result.drives[1].volumeName, L"LAST");
+    EXPECT_EQ(result.drives[1].volumeName, kImagesHaveLabels ? L"LAST" : L"disk 5");
 
     // A partition is read from its start to its end and no further.
     Device device;
@@ -100,7 +110,7 @@ TEST_F(ImagesTest, DisksWithSectorsOf4096BytesAreUnderstood) {
         SCOPED_TRACE(label);
         makeFile(dir_ / label, 64 * kMiB);
         run("printf '" + label + "\\nn\\n" + (label == "o" ? "p\\n" : "") +
-            "1\\n512\\n+2047\\nw\\n' | fdisk -b 4096 '" + (dir_ / label).string() + "'");
+            "1\\n512\\n+2047\\nw\\n' | fdisk -b 4096 " + forShell(dir_ / label));
         copyInto(dir_ / label, 2 * kMiB, dir_ / "ntfs");
         const AttachResult result = attach(label);
         ASSERT_EQ(result.drives.size(), 1U);
@@ -115,13 +125,11 @@ TEST_F(ImagesTest, ABootSectorIsNotTakenForATableNorATableForABootSector) {
     // first bytes alone.
     makeFat(dir_ / "fat", 8 * kMiB, "-n INSIDE");
     makeFat(dir_ / "disk", 64 * kMiB, "-F 32 -n OUTSIDE");
-    EXPECT_EQ(attach("disk").drives.at(0).volumeName, L"OUTSIDE");
+    EXPECT_EQ(attachAsIs("disk").fileSystem, "FAT32");
     overwrite(dir_ / "disk", 446, {0x80, 0, 0, 0, 0x0C, 0, 0, 0, 0x00, 0x80, 0, 0, 0, 0x40, 0, 0});
-    EXPECT_EQ(attach("disk").drives.at(0).volumeName, L"OUTSIDE"); // nothing where it points
+    EXPECT_EQ(attachAsIs("disk").fileSystem, "FAT32"); // nothing where it points
     copyInto(dir_ / "disk", 16 * kMiB, dir_ / "fat");
-    const AttachResult result = attach("disk");
-    ASSERT_EQ(result.drives.size(), 1U);
-    EXPECT_EQ(result.drives[0].volumeName, L"INSIDE");
+    EXPECT_EQ(attachAsIs("disk").fileSystem, "FAT");
 }
 
 TEST_F(ImagesTest, ADamagedVolumeIsStillRecognised) {
@@ -134,14 +142,14 @@ TEST_F(ImagesTest, ADamagedVolumeIsStillRecognised) {
     overwrite(dir_ / "ntfs", 11, {0xFF, 0xFF}); // bytes per sector
     EXPECT_EQ(attach("ntfs").drives.at(0).fileSystem, "NTFS");
     EXPECT_EQ(attach("ntfs").drives.at(0).sectorSize, 512U);
-    EXPECT_EQ(attach("fat").drives.at(0).fileSystem, "FAT");
+    EXPECT_EQ(attachAsIs("fat").fileSystem, "FAT");
     overwrite(dir_ / "fat", 13, {3}); // sectors per cluster
-    EXPECT_EQ(attach("fat").drives.at(0).fileSystem, "");
+    EXPECT_EQ(attachAsIs("fat").fileSystem, "");
 }
 
 TEST_F(ImagesTest, TheSameFileHasTheSameLetterByAnyPath) {
     makeNtfs(dir_ / "ntfs", 8 * kMiB);
-    std::filesystem::create_symlink(dir_ / "ntfs", dir_ / "link");
+    run("ln -s ntfs " + forShell(dir_ / "link"));
     const char letter = attach("ntfs").drives.at(0).letter;
     EXPECT_EQ(attach("link").drives.at(0).letter, letter);
     EXPECT_TRUE(isImageFile(wide(dir_ / "link"), letter));
@@ -150,7 +158,10 @@ TEST_F(ImagesTest, TheSameFileHasTheSameLetterByAnyPath) {
     EXPECT_FALSE(isImageFile(wide(dir_ / "other"), letter));
     EXPECT_FALSE(isImageFile(wide(dir_ / "missing"), letter));
     // Another file in the place of an attached one is not read for it.
-    std::filesystem::rename(dir_ / "other", dir_ / "ntfs");
+    std::error_code refused;
+    std::filesystem::rename(dir_ / "other", dir_ / "ntfs", refused);
+    if (refused)
+        return; // Windows leaves what is attached in its place.
     EXPECT_FALSE(findDrive(letter));
     Device device;
     EXPECT_FALSE(device.open(devicePath(letter)));

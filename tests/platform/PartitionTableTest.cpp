@@ -15,7 +15,7 @@ class PartitionTableTest : public testing::Test {
 protected:
     void partition(const std::string& script) {
         makeFile(path_, 64 * kMiB);
-        run("printf '" + script + "' | sfdisk -q '" + path_.string() + "'");
+        run("printf '" + script + "' | sfdisk -q " + forShell(path_));
         bytes_ = contentOf(path_);
     }
 

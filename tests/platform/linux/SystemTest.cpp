@@ -32,6 +32,23 @@ TEST(LinuxFile, APipeDoesNotMakeAnyoneWait) {
     EXPECT_EQ(attachImage(wide(dir / "pipe")).error, L"This is a device, not a disk image.");
 }
 
+TEST(LinuxFile, LinksAreNoFoldersOfOursButMayLeadToThem) {
+    const kova::test::TempDir dir;
+    std::filesystem::create_directory(dir / "d");
+    std::filesystem::create_directory_symlink(dir / "d", dir / "link");
+    EXPECT_EQ(makeDirectory(wide(dir / "link/")), DirectoryResult::Occupied);
+    EXPECT_TRUE(makePath(wide(dir / "link/below")));
+    EXPECT_TRUE(std::filesystem::is_directory(dir / "d/below"));
+}
+
+TEST(LinuxFile, NothingIsEmptiedWithoutTheRightToWrite) {
+    const kova::test::TempDir dir;
+    std::ofstream(dir / "f") << "content";
+    constexpr auto kTruncate = static_cast<std::uint32_t>(Disposition::TruncateExisting);
+    EXPECT_FALSE(File().open(wide(dir / "f"), kTruncate, kGenericRead));
+    EXPECT_EQ(contentOf(dir / "f"), "content");
+}
+
 TEST(LinuxFile, MissingRightsAreSaid) {
     const kova::test::TempDir dir;
     makeFile(dir / "secret", 512);
