@@ -4,6 +4,7 @@
 #include "model/texts.h"
 #include "platform/Drives.h"
 #include "platform/Terminal.h"
+#include "platform/desktop/Elevation.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -77,12 +78,15 @@ int main(int argc, char** argv) {
             if (!interrupted)
                 return;
             samples.reset();
-            std::quick_exit(kInterrupted);
+            std::_Exit(kInterrupted);
         });
         poll.start(kInterruptPoll);
         return runWizard();
     } catch (const QString& message) {
-        std::fprintf(stderr, "orvane-open: %s\n", message.toUtf8().constData());
+        if (platform::isConnected(platform::StandardStream::Error))
+            std::fprintf(stderr, "orvane-open: %s\n", message.toUtf8().constData());
+        else
+            showMessageBeforeWindows(message, QCoreApplication::applicationName());
         return kBadArgument;
     }
 }

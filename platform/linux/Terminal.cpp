@@ -34,6 +34,10 @@ bool isTerminal(StandardStream stream) {
     return ::isatty(stream == StandardStream::Output ? STDOUT_FILENO : STDERR_FILENO) == 1;
 }
 
+bool isConnected(StandardStream /*stream*/) {
+    return true; // If only to a log.
+}
+
 void useUtf8Terminal() {
     // Terminals take it as it is.
 }

@@ -23,12 +23,19 @@ BOOL WINAPI onConsoleEvent(DWORD event) {
     return TRUE;
 }
 
+HANDLE handleOf(StandardStream stream) {
+    return GetStdHandle(stream == StandardStream::Output ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
+}
+
 } // namespace
 
 bool isTerminal(StandardStream stream) {
-    const DWORD which = stream == StandardStream::Output ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE;
     DWORD mode = 0;
-    return GetConsoleMode(GetStdHandle(which), &mode) != 0;
+    return GetConsoleMode(handleOf(stream), &mode) != 0;
+}
+
+bool isConnected(StandardStream stream) {
+    return GetFileType(handleOf(stream)) != FILE_TYPE_UNKNOWN;
 }
 
 void useUtf8Terminal() {

@@ -14,13 +14,6 @@ void leaveOut(Plugin* plugin) {
     plugin->format_proc = noFormat;
 }
 
-/// As the shared library does when it is loaded.
-struct Initialiser {
-    Initialiser() { FreeImage_Initialise(TRUE); }
-
-    ~Initialiser() { FreeImage_DeInitialise(); }
-} initialiser;
-
 } // namespace
 
 void DLL_CALLCONV InitEXR(Plugin* plugin, int) {
