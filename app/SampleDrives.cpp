@@ -16,9 +16,8 @@ QStringList sampleFolders() {
 
 QFileInfoList findSamples() {
     for (const QString& folder : sampleFolders()) {
-        QFileInfoList samples =
-            QDir(folder).entryInfoList({QStringLiteral("*.img"), QStringLiteral("*.img.xz")},
-                                       QDir::Files, QDir::Name);
+        QFileInfoList samples = QDir(folder).entryInfoList(
+            {QStringLiteral("*.img"), QStringLiteral("*.img.xz")}, QDir::Files, QDir::Name);
         if (!samples.isEmpty())
             return samples;
     }
