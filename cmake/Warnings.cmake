@@ -3,7 +3,7 @@ add_library(orvane_warnings INTERFACE)
 target_compile_options(orvane_warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
   -Woverloaded-virtual -Wcast-align -Werror)
-if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+if(MINGW AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   # Sees overlaps in joined strings where there are none.
   target_compile_options(orvane_warnings INTERFACE -Wno-restrict)
 endif()
