@@ -220,7 +220,11 @@ bool makePath(const std::wstring& path, std::wstring* errorText, Error* error) {
     // Upwards to what exists, then down again: the first components may be no folders at all
     // ("\\server\share").
     std::size_t end = name.size();
-    while (!isFolder(name.substr(0, end))) {
+    // A drive is a folder only with the separator behind it.
+    const auto exists = [&name](std::size_t length) {
+        return isFolder(name.substr(0, name[length - 1] == L':' ? length + 1 : length));
+    };
+    while (!exists(end)) {
         const std::size_t separator = name.find_last_of(L"\\/", end - 1);
         if (separator == std::wstring::npos || separator == 0) {
             end = 0;

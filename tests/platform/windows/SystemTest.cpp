@@ -98,6 +98,12 @@ TEST(WindowsFile, PathsMayBeAsLongAsTheyLike) {
     file.close();
     EXPECT_TRUE(removeFile(path + L"\\f"));
     kova::test::runInShell("rm -r " + kova::test::forShell(dir / std::string(100, 'x')));
+
+    // Also where there is nothing but the drive.
+    const std::wstring fresh = L"C:\\" + dir.path().filename().wstring();
+    EXPECT_TRUE(makePath(fresh + L"\\" + std::wstring(250, L'x'), &words))
+        << testing::PrintToString(words);
+    kova::test::runInShell("rm -r " + kova::test::forShell(fresh));
 }
 
 TEST(WindowsFile, SetsTheTimeOfTheLastChange) {
