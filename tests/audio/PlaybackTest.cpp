@@ -77,6 +77,9 @@ protected:
         EXPECT_NE(BASS_Init(-1, kRate, 0, nullptr, nullptr), 0);
     }
 
+    Playback(const Playback&) = delete;
+    Playback& operator=(const Playback&) = delete;
+
     ~Playback() override {
         BASS_Free();
         EXPECT_TRUE(children().empty());
