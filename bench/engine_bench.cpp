@@ -18,6 +18,22 @@ constexpr uint32 kChunk = 1U << 20;
 constexpr uint32 kReadWrite = platform::kGenericRead | platform::kGenericWrite;
 constexpr auto kCreateAlways = static_cast<uint32>(platform::Disposition::CreateAlways);
 
+/// Counts what the device is asked for.
+class CountingMedia : public ZCustomMedia {
+public:
+    using ZCustomMedia::ZCustomMedia;
+
+    uint64 requests = 0;
+    bool aligned = true; ///< Whether all were of whole sectors.
+
+protected:
+    int64 readDevice(uint64 offset, std::span<uint8> bytes) override {
+        ++requests;
+        aligned = aligned && offset % sectorSize() == 0 && bytes.size() % sectorSize() == 0;
+        return ZCustomMedia::readDevice(offset, bytes);
+    }
+};
+
 class OpenVolume {
 public:
     explicit OpenVolume(const NtfsImage& image) : media(kSector), volume(&media) {
@@ -27,7 +43,7 @@ public:
         volume.init();
     }
 
-    ZCustomMedia media;
+    CountingMedia media;
     ZNtfsVolume volume;
 };
 
@@ -55,7 +71,14 @@ void ntfsScan(benchmark::State& state) {
 
     const auto used = [] { return static_cast<double>(mallinfo2().uordblks + mallinfo2().hblkhd); };
     const double before = used();
+    open.media.requests = 0;
     open.volume.scan(tree.get());
+    constexpr double kLeastPerRequest = 256 * 1024;
+    const double perRequest =
+        double{kRecords} * NtfsImage::kRecordBytes / static_cast<double>(open.media.requests);
+    state.counters["mft_bytes_per_request"] = perRequest;
+    if (perRequest < kLeastPerRequest || !open.media.aligned)
+        state.SkipWithError("too many requests to the device, or not of whole sectors");
     double names = 0;
     for (const auto& [id, node] : tree->allNodes())
         names += static_cast<double>(node.name.capacity() + 1) * sizeof(wchar_t);
