@@ -14,12 +14,15 @@ QStringList sampleFolders() {
             program.filePath(QStringLiteral(ORVANE_SAMPLES))};
 }
 
+/// Packed, or where nothing may be at hand to unpack them, as they are.
 QFileInfoList findSamples() {
     for (const QString& folder : sampleFolders()) {
-        QFileInfoList samples = QDir(folder).entryInfoList(
-            {QStringLiteral("*.img"), QStringLiteral("*.img.xz")}, QDir::Files, QDir::Name);
-        if (!samples.isEmpty())
-            return samples;
+        for (const char* const names : {"*.img.xz", "*.img"}) {
+            QFileInfoList samples =
+                QDir(folder).entryInfoList({QString::fromLatin1(names)}, QDir::Files, QDir::Name);
+            if (!samples.isEmpty())
+                return samples;
+        }
     }
     return {};
 }
