@@ -150,6 +150,7 @@ void Channel::run() {
     }
     lock.unlock();
     device_.reset();
+    SDL_TLSCleanup(); // What SDL keeps for a thread it has not started itself.
     over_ = true;
 }
 
