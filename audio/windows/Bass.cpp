@@ -1,22 +1,27 @@
 #include "audio/Bass.h"
 
+#include <algorithm>
 #include <string>
 
 #include <windows.h>
 
 namespace {
 
-/// The library as it lies beside the program; nowhere else is searched, so that nothing that a
-/// folder or a PATH happens to hold is run.
-HMODULE loadLibrary() {
+/// Where the library and its extensions are looked for, with a separator at the end, or empty.
+/// Nowhere else, so that nothing that a folder or a PATH happens to hold is run.
+std::wstring programFolder() {
     constexpr DWORD kLongestPath = 32768;
     std::wstring path(kLongestPath, L'\0');
     path.resize(GetModuleFileNameW(nullptr, path.data(), kLongestPath));
-    const std::size_t separator = path.find_last_of(L'\\');
-    if (separator == std::wstring::npos)
-        return nullptr;
-    path.resize(separator + 1);
-    return LoadLibraryExW((path + L"bass.dll").c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+    path.resize(path.find_last_of(L'\\') + 1);
+    return path;
+}
+
+HMODULE loadLibrary() {
+    const std::wstring folder = programFolder();
+    return folder.empty() ? nullptr
+                          : LoadLibraryExW((folder + L"bass.dll").c_str(), nullptr,
+                                           LOAD_WITH_ALTERED_SEARCH_PATH);
 }
 
 /// Of the library, which is loaded at the first call and stays; null when it is missing.
@@ -55,7 +60,12 @@ int BASS_Init(int device, std::uint32_t frequency, std::uint32_t flags, void* wi
 
 HPLUGIN BASS_PluginLoad(const void* file, std::uint32_t flags) {
     static const Operation<HPLUGIN, const void*, std::uint32_t> call("BASS_PluginLoad");
-    return call(file, flags);
+    std::wstring path = programFolder();
+    if ((flags & BASS_UNICODE) == 0 || path.empty())
+        return 0;
+    path += static_cast<const wchar_t*>(file);
+    std::replace(path.begin(), path.end(), L'/', L'\\'); // as Windows' loader wants it
+    return call(path.c_str(), flags);
 }
 
 HSTREAM BASS_StreamCreateFile(int fromMemory, const void* file, std::uint64_t offset,
