@@ -1,16 +1,14 @@
 // Volumes made by the tools that people make them with: mkntfs and ntfscp.
-#include "engine/LittleEndian.h"
 #include "engine/ZMemoryStream.h"
-#include "engine/ntfs/NtfsLayout.h"
 #include "engine/ntfs/ZNtfsVolume.h"
 #include "tests/platform/Tools.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestMedia.h"
+#include "tests/support/freeRecords.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <map>
 #include <random>
 
@@ -23,29 +21,6 @@ struct Geometry {
     uint32 clusterBytes;
     uint32 sectorBytes;
 };
-
-/// Marks every file record behind the system's own free in the MFT bitmap of a fresh volume, so
-/// that a scan finds the files on it as if they had been deleted.
-void freeRecords(std::vector<uint8>& image) {
-    constexpr std::size_t kRecordBytes = 4096; // As large as records get.
-    constexpr std::size_t kSystemBytes = 3;    // The first 24 records are the system's.
-    const auto boot = ntfs::BootSector::decode(image);
-    const std::size_t clusterBytes = std::size_t{boot.clusterSectors()} * boot.bytesPerSector;
-    const std::span<const uint8> record(image.data() + boot.mftLcn * clusterBytes, kRecordBytes);
-    for (std::size_t at = loadLe<uint16>(&record[ntfs::RecordHeader::kFirstAttribute]);
-         loadLe<uint32>(&record[at]) != ntfs::kEndOfAttributes;) {
-        const ntfs::AttributeHeader header(record, at);
-        if (header.type() == ntfs::kBitmap) {
-            // A fresh volume's bitmap lies in one run.
-            const uint8* pairs = &record[at + header.runsOffset()];
-            uint64 lcn = 0;
-            std::memcpy(&lcn, pairs + 1 + (pairs[0] & 0x0F), pairs[0] >> 4);
-            std::fill_n(&image[lcn * clusterBytes + kSystemBytes],
-                        static_cast<std::size_t>(header.dataSize()) - kSystemBytes, uint8{0});
-        }
-        at += header.length();
-    }
-}
 
 class NtfsTools : public testing::TestWithParam<Geometry> {};
 
