@@ -2,7 +2,7 @@
 
 #include "engine/LittleEndian.h"
 #include "engine/ntfs/NtfsLayout.h"
-#include "platform/WideText.h"
+#include "format/WideText.h"
 #include "tests/support/NtfsBuilder.h"
 
 #include <algorithm>
@@ -37,7 +37,7 @@ constexpr int64 kRunsPerRecord = 220;
 } // namespace
 
 std::wstring NtfsImage::path() const {
-    return platform::wideFromUtf8(path_.string());
+    return format::wideFromUtf8(path_.string());
 }
 
 NtfsImage NtfsImage::ofRecords(uint32 records, uint32 deletedInTen, std::size_t contentBytes) {

@@ -2,7 +2,7 @@
 #include "bench/Ratio.h"
 #include "engine/ZFileStream.h"
 #include "engine/ntfs/ZNtfsVolume.h"
-#include "platform/WideText.h"
+#include "format/WideText.h"
 
 #include <benchmark/benchmark.h>
 #include <malloc.h>
@@ -97,7 +97,7 @@ void ntfsExtract(benchmark::State& state, bool fragmented, double limit) {
     const auto image = NtfsImage::ofFile(kClusters, fragmented);
     OpenVolume open(image);
     const test::TempDir folder;
-    const auto output = platform::wideFromUtf8((folder / "out").string());
+    const auto output = format::wideFromUtf8((folder / "out").string());
     constexpr uint64 kBytes = uint64{kClusters} * NtfsImage::kClusterBytes;
     const auto fresh = [&] {
         platform::removeFile(output);

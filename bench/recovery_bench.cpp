@@ -4,9 +4,9 @@
 #include "engine/ZMemoryStream.h"
 #include "engine/ZTreeWalk.h"
 #include "engine/ntfs/ZNtfsVolume.h"
+#include "format/WideText.h"
 #include "model/texts.h"
 #include "platform/File.h"
-#include "platform/WideText.h"
 #include "workers/RecoveryWorker.h"
 
 #include <benchmark/benchmark.h>
@@ -43,7 +43,7 @@ void smallFiles(benchmark::State& state) {
     std::optional<test::TempDir> folder;
     const auto writeFromMemory = [&] {
         folder.emplace();
-        std::wstring path = platform::wideFromUtf8(folder->path().string());
+        std::wstring path = format::wideFromUtf8(folder->path().string());
         std::vector<std::size_t> lengths;
         ZTreeWalk walk(tree);
         walk.below(
@@ -72,7 +72,7 @@ void smallFiles(benchmark::State& state) {
         folder.emplace();
         RecoveryWorker worker;
         worker.setExistingFile(RecoveryWorker::ExistingFile::KeepBoth);
-        worker.init(toQString(platform::wideFromUtf8(folder->path().string())), &volume, &tree,
+        worker.init(toQString(format::wideFromUtf8(folder->path().string())), &volume, &tree,
                     selected);
         worker.start();
     };

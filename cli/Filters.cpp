@@ -1,6 +1,7 @@
 #include "cli/Filters.h"
 
 #include "cli/CommandError.h"
+#include "format/FileTime.h"
 #include "model/texts.h"
 
 #include <QDateTime>
@@ -31,8 +32,6 @@ constexpr std::array<std::pair<const char*, ExtensionFilter::Family>, 6> kFamili
 }};
 
 constexpr qsizetype kDateLength = 10; // 2024-05-31
-constexpr int64 kFileTimeTicksPerMillisecond = 10'000;
-constexpr int64 kMillisecondsFrom1601To1970 = 11'644'473'600'000;
 
 ExtensionFilter parseTypes(const QString& text) {
     QList<ExtensionFilter::Family> wanted;
@@ -174,7 +173,8 @@ std::optional<int64> Filters::parseTime(const QString& text) {
     }
     if (!time.isValid())
         return std::nullopt;
-    return (time.toMSecsSinceEpoch() + kMillisecondsFrom1601To1970) * kFileTimeTicksPerMillisecond;
+    return time.toMSecsSinceEpoch() * format::kFileTimeTicksPerMillisecond +
+           format::kFileTimeOf1970;
 }
 
 Filters::Glob::Glob(const QString& pattern)

@@ -1,6 +1,7 @@
 #include "cli/JsonLine.h"
 
-#include "platform/WideText.h"
+#include "format/FileTime.h"
+#include "format/WideText.h"
 
 #include <array>
 #include <chrono>
@@ -13,11 +14,7 @@ constexpr char16_t kFirstSurrogate = 0xD800;
 constexpr char16_t kFirstLowSurrogate = 0xDC00;
 constexpr char16_t kLastSurrogate = 0xDFFF;
 
-using FileTimeTicks = std::chrono::duration<kova::int64, std::ratio<1, 10'000'000>>;
-
 /// The first moment that is no longer written with four digits of the year.
-constexpr auto kFileTimeEpoch =
-    std::chrono::sys_days(std::chrono::year(1601) / std::chrono::January / 1);
 constexpr auto kEndOfTimes =
     std::chrono::sys_days(std::chrono::year(10000) / std::chrono::January / 1);
 
@@ -41,7 +38,7 @@ void appendEscape(std::string& text, char16_t unit) {
 
 JsonLine& JsonLine::add(const char* key, std::wstring_view text) {
     addKey(key);
-    addText(platform::utf16FromWide(text));
+    addText(format::utf16FromWide(text));
     return *this;
 }
 
@@ -71,13 +68,13 @@ JsonLine& JsonLine::add(const char* key, bool value) {
 
 JsonLine& JsonLine::addTime(const char* key, kova::int64 fileTime) {
     addKey(key);
-    const FileTimeTicks ticks(fileTime);
-    if (fileTime <= 0 || ticks >= kEndOfTimes - kFileTimeEpoch) {
+    const format::FileTimeTicks ticks(fileTime);
+    if (fileTime <= 0 || ticks >= kEndOfTimes - format::kFileTimeEpoch) {
         text_ += "null";
         return *this;
     }
     const auto days = std::chrono::duration_cast<std::chrono::days>(ticks);
-    const std::chrono::year_month_day date(kFileTimeEpoch + days);
+    const std::chrono::year_month_day date(format::kFileTimeEpoch + days);
     const std::chrono::hh_mm_ss time(ticks - days);
     std::array<char, 64> formatted{};
     std::snprintf(formatted.data(), formatted.size(), "\"%04d-%02u-%02uT%02d:%02d:%02d.%07dZ\"",
@@ -102,7 +99,7 @@ void JsonLine::addText(std::u16string_view units) {
     text_ += '"';
     std::size_t plain = 0; // Start of what needs no escape.
     const auto addPlain = [&](std::size_t end) {
-        text_ += platform::utf8FromWide(platform::wideFromUtf16(units.substr(plain, end - plain)));
+        text_ += format::utf8FromWide(format::wideFromUtf16(units.substr(plain, end - plain)));
     };
     for (std::size_t at = 0; at < units.size(); ++at) {
         const char16_t unit = units[at];

@@ -3,8 +3,8 @@
 #include "cli/Interruption.h"
 #include "cli/JsonLine.h"
 #include "cli/counted.h"
+#include "format/WideText.h"
 #include "model/texts.h"
-#include "platform/WideText.h"
 
 using kova::int64;
 using kova::ZFileTreeNode;
@@ -57,7 +57,7 @@ void ListingPrinter::printPaths() {
         if (output_.isTerminal())
             output_.print(toQString(path));
         else
-            output_.printRaw(platform::utf8FromWide(path));
+            output_.printRaw(format::utf8FromWide(path));
     });
 }
 

@@ -1,29 +1,15 @@
 #pragma once
 
 #include "engine/types.h"
+#include "format/LittleEndian.h"
 
-#include <bit>
 #include <cstddef>
-#include <cstring>
 #include <span>
 
 namespace kova {
 
-/// Reads a little-endian integer that need not be aligned. The caller has checked that
-/// `sizeof(T)` bytes can be read at `bytes`.
-template <typename T>
-[[nodiscard]] inline T loadLe(const uint8* bytes) {
-    static_assert(std::endian::native == std::endian::little, "the engine runs on little-endian");
-    T value;
-    std::memcpy(&value, bytes, sizeof(T));
-    return value;
-}
-
-/// Writes a little-endian integer that need not be aligned; the caller has checked the room.
-template <typename T>
-inline void storeLe(uint8* bytes, T value) {
-    std::memcpy(bytes, &value, sizeof(T));
-}
+using format::loadLe;
+using format::storeLe;
 
 /// Reads a little-endian integer `offset` bytes into `bytes`. A field that leaves the buffer is
 /// the generic failure.

@@ -29,6 +29,20 @@ bool ZVolume::setProgress(double value) {
     return progressCallback_ ? progressCallback_(value) : true;
 }
 
+FileState ZVolume::assess(const ZFileTreeNode& /*node*/) {
+    return {};
+}
+
+void ZVolume::addNote(VolumeNote note) {
+    if (std::find(notes_.begin(), notes_.end(), note) == notes_.end())
+        notes_.push_back(note);
+}
+
+void ZVolume::setShortfall(ExtractReport::Reason reason) {
+    if (extractReport_.reason == ExtractReport::Reason::None)
+        extractReport_.reason = reason;
+}
+
 void ZVolume::collectOrphans(ZFileTree& tree, const std::function<bool(int64)>& resolve) {
     std::set<int64> missing;
     std::set<int64> before;

@@ -1,10 +1,14 @@
 #pragma once
 
+#include "engine/ExtractReport.h"
+#include "engine/FileState.h"
+#include "engine/VolumeNote.h"
 #include "engine/ZCustomMedia.h"
 #include "engine/ZFileTree.h"
 #include "engine/ZStream.h"
 
 #include <functional>
+#include <vector>
 
 namespace kova {
 
@@ -28,7 +32,14 @@ struct ScanOptions {
     bool lenientFat = false;
 
     /// What the programs use.
-    static ScanOptions today() { return {true, true, true, true}; }
+    static ScanOptions today() {
+        ScanOptions options;
+        options.posixNames = true;
+        options.unsetDates = true;
+        options.wholeFiles = true;
+        options.lenientFat = true;
+        return options;
+    }
 };
 
 /// One file system on a media: finds what was deleted and reads it out.
@@ -60,6 +71,16 @@ public:
     /// case `out` may hold a part.
     virtual bool extract(const ZFileTreeNode& node, ZStream* out) = 0;
 
+    /// How much of a file is still its own, without reading its content. `Unknown` where an engine
+    /// cannot tell. After `scan`; changes nothing.
+    [[nodiscard]] virtual FileState assess(const ZFileTreeNode& node);
+
+    /// What the last `extract` has found out; everything unset before the first.
+    [[nodiscard]] const ExtractReport& extractReport() const { return extractReport_; }
+
+    /// What the volume could not be read as it says itself, in the order it was met, each once.
+    [[nodiscard]] const std::vector<VolumeNote>& notes() const { return notes_; }
+
     /// Replaces the callback that progress is reported to: 0 to 1; its answer false asks the
     /// engine to stop.
     void setProgressCallback(std::function<bool(double)> callback);
@@ -78,6 +99,14 @@ public:
     [[nodiscard]] const ScanOptions& scanOptions() const { return options_; }
 
 protected:
+    void addNote(VolumeNote note);
+
+    /// Keeps why the file being extracted is not complete; only the first reason counts.
+    void setShortfall(ExtractReport::Reason reason);
+
+    /// To be reset by each `extract`, and filled by it.
+    ExtractReport extractReport_;
+
     /// The closing steps of every scan: while parents are missing, `resolve(id)` is asked for
     /// each in ascending order whether it could bring the parent in; if not, its children go to
     /// the lost folder. Progress rises by 0.01 a pass while below 0.99.
@@ -92,6 +121,7 @@ private:
     std::function<bool(double)> progressCallback_;
     double progress_ = 0.0;
     ScanOptions options_;
+    std::vector<VolumeNote> notes_;
 };
 
 } // namespace kova

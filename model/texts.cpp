@@ -1,14 +1,13 @@
 #include "model/texts.h"
 
-#include "platform/WideText.h"
+#include "format/FileTime.h"
+#include "format/WideText.h"
 
 #include <QDateTime>
 
 namespace {
 
 constexpr double kUnitStep = 1024.0;
-constexpr kova::uint64 kFileTimeOf1970 = 116444736000000000ULL;
-constexpr kova::uint64 kFileTimeTicksPerSecond = 10000000;
 
 constexpr char16_t kShownInstead = 0xFFFD;
 
@@ -57,20 +56,21 @@ QString formatFileTime(kova::int64 fileTime) {
         return {};
     // Times before 1970 and after 2106 wrap around.
     const auto seconds = static_cast<kova::uint32>(
-        (static_cast<kova::uint64>(fileTime) - kFileTimeOf1970) / kFileTimeTicksPerSecond);
+        (static_cast<kova::uint64>(fileTime) - kova::uint64{format::kFileTimeOf1970}) /
+        kova::uint64{format::kFileTimeTicksPerSecond});
     return QDateTime::fromSecsSinceEpoch(seconds).toString(QStringLiteral("d MMM yyyy hh:mm"));
 }
 
 // QString's own conversions of wide text replace surrogates that have no partner.
 
 QString toQString(std::wstring_view text) {
-    const std::u16string units = platform::utf16FromWide(text);
+    const std::u16string units = format::utf16FromWide(text);
     return QString(reinterpret_cast<const QChar*>(units.data()),
                    static_cast<qsizetype>(units.size()));
 }
 
 std::wstring toWide(const QString& text) {
-    return platform::wideFromUtf16(
+    return format::wideFromUtf16(
         {reinterpret_cast<const char16_t*>(text.utf16()), static_cast<std::size_t>(text.size())});
 }
 

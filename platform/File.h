@@ -1,11 +1,12 @@
 #pragma once
 
+#include "format/FileIdentity.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
-#include <tuple>
 
 namespace platform {
 
@@ -33,16 +34,7 @@ enum class Error {
     Other,
 };
 
-/// Names one file or folder on this machine, whatever path leads to it.
-struct FileIdentity {
-    std::uint64_t device = 0;
-    std::uint64_t index = 0;
-    friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
-
-    friend bool operator<(const FileIdentity& left, const FileIdentity& right) {
-        return std::tie(left.device, left.index) < std::tie(right.device, right.index);
-    }
-};
+using format::FileIdentity;
 
 /// One open file, read and written at given positions. Closed when destroyed. Used by one thread
 /// at a time. Positions and sizes are bytes, 64 bits wide on every system.

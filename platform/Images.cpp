@@ -1,7 +1,8 @@
 #include "platform/Images.h"
 
-#include "platform/BootSector.h"
-#include "platform/PartitionTable.h"
+#include "format/BootSector.h"
+#include "format/PartitionTable.h"
+#include "platform/File.h"
 #include "platform/System.h"
 
 #include <array>
@@ -17,13 +18,13 @@ constexpr std::uint32_t kUsualSectorSize = 512;
 /// The sizes of sector that disks, and so the units of partition tables, have.
 constexpr std::array<std::uint32_t, 2> kDiskSectorSizes{512, 4096};
 
-std::optional<VolumeFormat> identifyIn(File& image, std::uint64_t offset) {
-    std::array<std::uint8_t, kBootSectorBytes> bytes{};
+std::optional<format::VolumeFormat> identifyIn(File& image, std::uint64_t offset) {
+    std::array<std::uint8_t, format::kBootSectorBytes> bytes{};
     const std::int64_t got =
         image.readAt(static_cast<std::int64_t>(offset), bytes.data(), bytes.size());
     if (got != static_cast<std::int64_t>(bytes.size()))
         return std::nullopt;
-    return identifyVolume(bytes);
+    return format::identifyVolume(bytes);
 }
 
 /// Keeps every attached image open: some file systems, FAT among them, give a file another
@@ -54,25 +55,26 @@ bool openToRead(File& file, const std::wstring& path) {
     return file.open(path, static_cast<std::uint32_t>(Disposition::OpenExisting), kGenericRead);
 }
 
-bool isScannable(const VolumeFormat& format) {
-    const std::string_view name = format.fileSystem;
+bool isScannable(const format::VolumeFormat& found) {
+    const std::string_view name = found.fileSystem;
     return name == "NTFS" || name == "FAT" || name == "FAT32";
 }
 
 /// The partitions that hold NTFS or FAT, by their boot sectors; `hasTable` tells whether there
 /// is a partition table at all.
-std::vector<Partition> scannablePartitions(File& image, std::uint64_t size, bool& hasTable) {
-    const ReadDisk read = [&image](std::uint64_t offset, std::span<std::uint8_t> bytes) {
+std::vector<format::Partition> scannablePartitions(File& image, std::uint64_t size,
+                                                   bool& hasTable) {
+    const format::ReadDisk read = [&image](std::uint64_t offset, std::span<std::uint8_t> bytes) {
         return image.readAt(static_cast<std::int64_t>(offset), bytes.data(), bytes.size()) ==
                static_cast<std::int64_t>(bytes.size());
     };
     hasTable = false;
     for (const std::uint32_t sectorSize : kDiskSectorSizes) {
-        PartitionTable table = readPartitionTable(read, size, sectorSize);
-        hasTable = hasTable || table.kind != TableKind::None;
-        std::erase_if(table.partitions, [&image](const Partition& partition) {
-            const std::optional<VolumeFormat> format = identifyIn(image, partition.offset);
-            return !format || !isScannable(*format);
+        format::PartitionTable table = format::readPartitionTable(read, size, sectorSize);
+        hasTable = hasTable || table.kind != format::TableKind::None;
+        std::erase_if(table.partitions, [&image](const format::Partition& partition) {
+            const std::optional<format::VolumeFormat> found = identifyIn(image, partition.offset);
+            return !found || !isScannable(*found);
         });
         if (!table.partitions.empty())
             return table.partitions;
@@ -100,7 +102,7 @@ AttachResult attachImage(const std::wstring& path) {
         break;
     }
     File image;
-    VolumeSource source;
+    format::VolumeSource source;
     source.isImage = true;
     source.path = absolutePath(path);
     const std::int64_t size = openToRead(image, path) ? image.size() : -1;
@@ -114,7 +116,7 @@ AttachResult attachImage(const std::wstring& path) {
         return failure(L"The image is empty.");
 
     bool hasTable = false;
-    std::vector<Partition> partitions =
+    std::vector<format::Partition> partitions =
         scannablePartitions(image, static_cast<std::uint64_t>(size), hasTable);
     if (partitions.empty()) {
         if (hasTable && !identifyIn(image, 0))
@@ -126,7 +128,7 @@ AttachResult attachImage(const std::wstring& path) {
 
     openImages().keep(source.identity, std::move(image));
     AttachResult result;
-    for (const Partition& partition : partitions) {
+    for (const format::Partition& partition : partitions) {
         source.offset = partition.offset;
         source.length = partition.length;
         source.partition = partition.number;
@@ -141,7 +143,7 @@ AttachResult attachImage(const std::wstring& path) {
     return result;
 }
 
-std::optional<Drive> describeImage(char letter, const VolumeSource& source) {
+std::optional<Drive> describeImage(char letter, const format::VolumeSource& source) {
     File image;
     FileIdentity identity;
     if (!openToRead(image, source.path) || !image.identity(identity) ||
@@ -150,7 +152,8 @@ std::optional<Drive> describeImage(char letter, const VolumeSource& source) {
             openImages().letGo(source.identity); // so that its room on the drive becomes free
         return std::nullopt;
     }
-    const VolumeFormat format = identifyIn(image, source.offset).value_or(VolumeFormat{});
+    const format::VolumeFormat found =
+        identifyIn(image, source.offset).value_or(format::VolumeFormat{});
     Drive drive;
     drive.letter = letter;
     drive.kind = DriveKind::Fixed;
@@ -160,8 +163,8 @@ std::optional<Drive> describeImage(char letter, const VolumeSource& source) {
         if (source.partition != 0)
             drive.volumeName += L" " + std::to_wstring(source.partition);
     }
-    drive.fileSystem = format.fileSystem;
-    drive.sectorSize = format.sectorSize != 0 ? format.sectorSize : kUsualSectorSize;
+    drive.fileSystem = found.fileSystem;
+    drive.sectorSize = found.sectorSize != 0 ? found.sectorSize : kUsualSectorSize;
     drive.sizeBytes = source.length;
     drive.device = source.path;
     drive.isImage = true;
@@ -169,7 +172,7 @@ std::optional<Drive> describeImage(char letter, const VolumeSource& source) {
     return drive;
 }
 
-bool isImageGone(const VolumeSource& source) {
+bool isImageGone(const format::VolumeSource& source) {
     File image;
     FileIdentity identity;
     if (!openToRead(image, source.path))
@@ -178,7 +181,7 @@ bool isImageGone(const VolumeSource& source) {
 }
 
 bool isImageFile(const std::wstring& path, char letter) {
-    const std::optional<VolumeSource> source = letters().find(letter);
+    const std::optional<format::VolumeSource> source = letters().find(letter);
     File file;
     FileIdentity identity;
     return source && source->isImage &&

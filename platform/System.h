@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/LetterTable.h"
+#include "format/LetterTable.h"
 
 #include <cstdint>
 #include <optional>
@@ -30,10 +30,10 @@ enum class PathKind {
                                         std::uint64_t length);
 
 /// The letters of this process.
-[[nodiscard]] LetterTable& letters();
+[[nodiscard]] format::LetterTable& letters();
 
 /// The letter of `source`, given now if it has none; nothing when all are taken.
-[[nodiscard]] std::optional<char> giveLetter(const VolumeSource& source);
+[[nodiscard]] std::optional<char> giveLetter(const format::VolumeSource& source);
 
 /// The letter in a path of the form "\\.\X:", as a capital.
 [[nodiscard]] std::optional<char> letterInDevicePath(const std::wstring& path);

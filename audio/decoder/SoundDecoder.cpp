@@ -1,6 +1,6 @@
 #include "audio/decoder/SoundDecoder.h"
 
-#include "platform/LittleEndian.h"
+#include "format/LittleEndian.h"
 
 extern "C" {
 #include <libavutil/channel_layout.h>
@@ -114,8 +114,7 @@ void SoundDecoder::measure() {
             const AVFrameSideData* skip =
                 av_frame_get_side_data(&frame, AV_FRAME_DATA_SKIP_SAMPLES);
             if (skip != nullptr && skip->size >= sizeof(std::uint32_t))
-                track_.dropFront(
-                    i, platform::littleEndian<std::uint32_t>({skip->data, skip->size}, 0));
+                track_.dropFront(i, format::loadLe<std::uint32_t>(skip->data));
         });
         track_.setDecoded(i, frames);
         if (std::chrono::steady_clock::now() > end)

@@ -1,6 +1,6 @@
 #include "audio/decoder/SoundTrack.h"
 
-#include "platform/LittleEndian.h"
+#include "format/LittleEndian.h"
 
 extern "C" {
 #include <libavutil/mem.h>
@@ -193,8 +193,8 @@ void SoundTrack::add(const AVPacket& packet, AVRational timeBase) {
     const std::uint8_t* side =
         av_packet_get_side_data(&packet, AV_PKT_DATA_SKIP_SAMPLES, &sideSize);
     if (side != nullptr && sideSize >= kSkipBytes) {
-        added.dropFront = platform::littleEndian<std::uint32_t>({side, sideSize}, kSkipFront);
-        added.dropBack = platform::littleEndian<std::uint32_t>({side, sideSize}, kSkipBack);
+        added.dropFront = format::loadLe<std::uint32_t>(side + kSkipFront);
+        added.dropBack = format::loadLe<std::uint32_t>(side + kSkipBack);
     }
     // In Ogg the last packet's duration is what is left of it already.
     if (durationsAreCut_)

@@ -1,7 +1,7 @@
 #include "engine/fat/FatEntryParser.h"
 
-#include "platform/DosTime.h"
-#include "platform/WideText.h"
+#include "format/DosTime.h"
+#include "format/WideText.h"
 
 #include <algorithm>
 #include <array>
@@ -145,7 +145,7 @@ bool FatEntryParser::hasLongName() const {
 
 std::wstring FatEntryParser::name() const {
     if (hasLongName() && !longName_.empty())
-        return platform::wideFromUtf16(longName_);
+        return format::wideFromUtf16(longName_);
     return shortName();
 }
 
@@ -183,9 +183,9 @@ void FatEntryParser::buildNode(ZFileTreeNode& node) const {
     node.attributes = entry_.attributes();
     node.size = entry_.size();
     // A date that does not exist, and so an unset one, gives 0.
-    node.creationTime = platform::fileTimeFromDos(entry_.creationDate(), entry_.creationTime());
-    node.modificationTime = platform::fileTimeFromDos(entry_.writeDate(), entry_.writeTime());
-    node.accessTime = platform::fileTimeFromDos(entry_.accessDate(), 0);
+    node.creationTime = format::fileTimeFromDos(entry_.creationDate(), entry_.creationTime());
+    node.modificationTime = format::fileTimeFromDos(entry_.writeDate(), entry_.writeTime());
+    node.accessTime = format::fileTimeFromDos(entry_.accessDate(), 0);
 }
 
 } // namespace kova

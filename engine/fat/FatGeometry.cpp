@@ -23,7 +23,7 @@ T divideUp(T value, T divisor) {
 
 } // namespace
 
-FatGeometry FatGeometry::derive(const FatBootSector& boot, uint64 mediaBytes) {
+FatGeometry FatGeometry::derive(const format::BiosParameterBlock& boot, uint64 mediaBytes) {
     // Sectors hold whole directory entries, so that no entry ever spans two clusters.
     if (boot.bytesPerSector == 0 || boot.bytesPerSector % FatDirectoryEntry::kBytes != 0 ||
         boot.sectorsPerCluster == 0)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/fat/FatLayout.h"
+#include "format/BiosParameterBlock.h"
 
 namespace kova {
 
@@ -22,7 +23,8 @@ struct FatGeometry {
 
     /// Fails when the boot sector describes no volume. `mediaBytes` is what the media holds, 0
     /// when unknown; a volume may claim more than that.
-    [[nodiscard]] static FatGeometry derive(const FatBootSector& boot, uint64 mediaBytes);
+    [[nodiscard]] static FatGeometry derive(const format::BiosParameterBlock& boot,
+                                            uint64 mediaBytes);
 
     [[nodiscard]] uint32 clusterBytes() const { return bytesPerSector * sectorsPerCluster; }
 

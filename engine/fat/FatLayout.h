@@ -11,47 +11,6 @@ namespace kova {
 /// Which width a FAT entry has. It follows from the number of clusters alone.
 enum class FatType { Unknown, Fat12, Fat16, Fat32 };
 
-/// What the engine uses of sector 0 (all little-endian, `offset, width` in bytes).
-struct FatBootSector {
-    /// Bytes that have to be there for `decode`.
-    static constexpr std::size_t kBytes = 512;
-
-    uint16 bytesPerSector = 0;   ///< 11, 2
-    uint8 sectorsPerCluster = 0; ///< 13, 1
-    uint16 reservedSectors = 0;  ///< 14, 2: sectors before the first FAT.
-    uint8 fatCount = 0;          ///< 16, 1
-    uint16 rootEntries = 0;      ///< 17, 2: entries of the fixed root directory, 0 on FAT32.
-    uint16 totalSectors16 = 0;   ///< 19, 2: 0 when the number needs 32 bits.
-    uint16 fatSectors16 = 0;     ///< 22, 2: 0 when the number needs 32 bits.
-    uint32 totalSectors32 = 0;   ///< 32, 4
-    uint32 fatSectors32 = 0;     ///< 36, 4: FAT32 only.
-    uint32 rootCluster = 0;      ///< 44, 4: FAT32 only.
-
-    [[nodiscard]] static FatBootSector decode(std::span<const uint8, kBytes> sector) {
-        const uint8* const bytes = sector.data();
-        FatBootSector boot;
-        boot.bytesPerSector = loadLe<uint16>(bytes + 11);
-        boot.sectorsPerCluster = bytes[13];
-        boot.reservedSectors = loadLe<uint16>(bytes + 14);
-        boot.fatCount = bytes[16];
-        boot.rootEntries = loadLe<uint16>(bytes + 17);
-        boot.totalSectors16 = loadLe<uint16>(bytes + 19);
-        boot.fatSectors16 = loadLe<uint16>(bytes + 22);
-        boot.totalSectors32 = loadLe<uint32>(bytes + 32);
-        boot.fatSectors32 = loadLe<uint32>(bytes + 36);
-        boot.rootCluster = loadLe<uint32>(bytes + 44);
-        return boot;
-    }
-
-    [[nodiscard]] uint32 totalSectors() const {
-        return totalSectors16 != 0 ? totalSectors16 : totalSectors32;
-    }
-
-    [[nodiscard]] uint32 fatSectors() const {
-        return fatSectors16 != 0 ? fatSectors16 : fatSectors32;
-    }
-};
-
 /// A view of one 32-byte directory entry (`offset, width` in bytes). It does not own the bytes.
 class FatDirectoryEntry {
 public:

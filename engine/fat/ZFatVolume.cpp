@@ -23,9 +23,10 @@ constexpr int64 kMostReservedClusters = 128;
 } // namespace
 
 bool ZFatVolume::init() {
-    std::array<uint8, FatBootSector::kBytes> sector{};
-    readSectors(0, 1, FatBootSector::kBytes, sector.data());
-    geometry_ = FatGeometry::derive(FatBootSector::decode(sector), media()->sizeBytes());
+    std::array<uint8, format::BiosParameterBlock::kBytes> sector{};
+    readSectors(0, 1, format::BiosParameterBlock::kBytes, sector.data());
+    geometry_ =
+        FatGeometry::derive(format::BiosParameterBlock::decode(sector), media()->sizeBytes());
     loadTable();
     return true;
 }

@@ -3,7 +3,7 @@
 #include "engine/ntfs/ZDatarun.h"
 #include "engine/ntfs/ZMftRecord.h"
 #include "engine/ntfs/ZNtfsVolume.h"
-#include "platform/WideText.h"
+#include "format/WideText.h"
 
 #include <algorithm>
 
@@ -125,7 +125,7 @@ int64 ZAttribute::dataSize() const {
 const std::wstring& ZAttribute::getName() {
     const auto& header = first_.header;
     if (name_.empty() && header.nameLength() != 0)
-        name_ = platform::wideFromUtf16Le(
+        name_ = format::wideFromUtf16Le(
             header.bytes(header.nameOffset(), std::size_t{2} * header.nameLength()));
     return name_;
 }

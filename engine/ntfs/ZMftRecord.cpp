@@ -2,7 +2,7 @@
 
 #include "engine/ZMemoryStream.h"
 #include "engine/ntfs/ZNtfsVolume.h"
-#include "platform/WideText.h"
+#include "format/WideText.h"
 
 #include <cstring>
 
@@ -124,7 +124,7 @@ ZAttribute* ZMftRecord::findListed(uint32 type, uint32 index, const std::wstring
         const auto wanted = [&] {
             return entry.type == type &&
                    (name == nullptr ||
-                    platform::wideFromUtf16Le(entry.name(attributeList_, at)) == *name);
+                    format::wideFromUtf16Le(entry.name(attributeList_, at)) == *name);
         };
         const auto record = static_cast<int64>(entry.record);
         const bool isFirstExtent = entry.firstVcn == 0;
@@ -204,7 +204,7 @@ void ZMftRecord::completeExtents(ZAttribute& attribute,
         if (entry.length == 0)
             return;
         if (entry.type != attribute.type() || entry.firstVcn == 0 ||
-            platform::wideFromUtf16Le(entry.name(attributeList_, at)) != attribute.getName())
+            format::wideFromUtf16Le(entry.name(attributeList_, at)) != attribute.getName())
             continue;
         const ntfs::RecordBuffer& buffer = readExtension(static_cast<int64>(entry.record));
         ZAttribute::Part part;
@@ -294,7 +294,7 @@ bool ZMftRecord::takeName(ZAttribute& attribute, bool posix) {
                                   value.nameSpace == ntfs::FileNameValue::Win32AndDos;
     if (!fits)
         return false;
-    name_ = platform::wideFromUtf16Le(value.name);
+    name_ = format::wideFromUtf16Le(value.name);
     parentRef_ = value.parent;
     return true;
 }

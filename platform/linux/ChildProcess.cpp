@@ -1,6 +1,6 @@
 #include "platform/ChildProcess.h"
 
-#include "platform/WideText.h"
+#include "format/WideText.h"
 #include "platform/linux/Descriptor.h"
 
 #include <algorithm>
@@ -156,7 +156,7 @@ bool ChildProcess::start(const std::wstring& path, const std::vector<std::wstrin
     std::vector<std::string> words{*program};
     words.reserve(1 + arguments.size());
     for (const std::wstring& argument : arguments)
-        words.push_back(utf8FromWide(argument));
+        words.push_back(format::utf8FromWide(argument));
     std::vector<char*> argv;
     argv.reserve(words.size() + 1);
     for (std::string& word : words)
@@ -233,7 +233,7 @@ std::wstring programBesideThis(std::wstring_view name) {
         return {};
     path.resize(static_cast<std::size_t>(length));
     path.resize(path.rfind('/') + 1);
-    return wideFromUtf8(path).append(name);
+    return format::wideFromUtf8(path).append(name);
 }
 
 } // namespace platform

@@ -1,6 +1,6 @@
 #include "platform/linux/Descriptor.h"
 
-#include "platform/WideText.h"
+#include "format/WideText.h"
 
 #include <cerrno>
 #include <limits>
@@ -22,7 +22,7 @@ std::optional<std::string> systemPath(const std::wstring& path) {
         errno = EINVAL;
         return std::nullopt;
     }
-    return utf8FromWide(path);
+    return format::utf8FromWide(path);
 }
 
 Descriptor openPath(const std::string& path, int flags) {

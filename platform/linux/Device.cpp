@@ -1,6 +1,6 @@
 #include "platform/Device.h"
 
-#include "platform/LetterTable.h"
+#include "format/LetterTable.h"
 #include "platform/System.h"
 #include "platform/linux/BlockDevices.h"
 #include "platform/linux/Descriptor.h"
@@ -64,13 +64,13 @@ bool Device::State::open(const std::string& path) {
 }
 
 bool Device::State::openLetter(char letter) {
-    std::optional<LetterTable::Held> held = holdLetter(letter);
+    std::optional<format::LetterTable::Held> held = holdLetter(letter);
     if (!held) {
         error = Error::NotFound;
         errorText = L"No drive has this letter.";
         return false;
     }
-    const VolumeSource& source = held->source;
+    const format::VolumeSource& source = held->source;
     if (!open(*systemPath(source.path)))
         return false;
 

@@ -1,8 +1,8 @@
 #include "platform/Drives.h"
 
+#include "format/WideText.h"
 #include "platform/Images.h"
 #include "platform/System.h"
-#include "platform/WideText.h"
 #include "platform/linux/BlockDevices.h"
 #include "platform/linux/Descriptor.h"
 #include "platform/linux/Mounts.h"
@@ -78,10 +78,10 @@ ProbeCache& probeCache() {
     return cache;
 }
 
-VolumeSource sourceOf(const BlockDevice& device, const ProbedVolume& volume) {
-    VolumeSource source;
+format::VolumeSource sourceOf(const BlockDevice& device, const ProbedVolume& volume) {
+    format::VolumeSource source;
     source.identity = identityOf(device);
-    source.path = wideFromUtf8(device.node);
+    source.path = format::wideFromUtf8(device.node);
     if (!volume.uuid.empty())
         source.fingerprint =
             volume.fileSystem + ' ' + volume.uuid + ' ' + std::to_string(device.sizeBytes);
@@ -92,16 +92,16 @@ Drive driveOf(char letter, const BlockDevice& device, const ProbedVolume& volume
     Drive drive;
     drive.letter = letter;
     drive.kind = device.kind;
-    drive.volumeName = wideFromUtf8(volume.label.empty() ? device.name : volume.label);
+    drive.volumeName = format::wideFromUtf8(volume.label.empty() ? device.name : volume.label);
     drive.fileSystem = volume.fileSystem;
     drive.sectorSize = volume.sectorSize != 0 ? volume.sectorSize : device.sectorSize;
     drive.sizeBytes = device.sizeBytes;
-    drive.device = wideFromUtf8(device.node);
+    drive.device = format::wideFromUtf8(device.node);
     return drive;
 }
 
 /// The device that a letter was given to, while it is there.
-std::optional<BlockDevice> presentDevice(const VolumeSource& source) {
+std::optional<BlockDevice> presentDevice(const format::VolumeSource& source) {
     std::optional<BlockDevice> device =
         blockDevices().find(static_cast<dev_t>(source.identity.device));
     if (!device || device->sizeBytes == 0 || identityOf(*device) != source.identity)
@@ -126,8 +126,8 @@ std::vector<Drive> deviceDrives() {
 
 /// What stands behind a letter. Letters are given in the order of the list, so a letter that is
 /// not known yet is looked for by making one.
-std::optional<VolumeSource> sourceBehind(char letter) {
-    std::optional<VolumeSource> source = letters().find(letter);
+std::optional<format::VolumeSource> sourceBehind(char letter) {
+    std::optional<format::VolumeSource> source = letters().find(letter);
     if (!source) {
         deviceDrives();
         source = letters().find(letter);
@@ -135,7 +135,7 @@ std::optional<VolumeSource> sourceBehind(char letter) {
     return source;
 }
 
-bool isGone(const VolumeSource& source) {
+bool isGone(const format::VolumeSource& source) {
     return source.isImage ? isImageGone(source) : !presentDevice(source);
 }
 
@@ -155,7 +155,7 @@ std::vector<Drive> listDrives() {
 }
 
 std::optional<Drive> findDrive(char letter) {
-    const std::optional<VolumeSource> source = sourceBehind(letter);
+    const std::optional<format::VolumeSource> source = sourceBehind(letter);
     if (!source)
         return std::nullopt;
     if (source->isImage)
@@ -185,7 +185,7 @@ std::optional<char> letterOfDevice(const std::wstring& device) {
 }
 
 bool liesOnDrive(const std::wstring& directory, char letter) {
-    const std::optional<VolumeSource> source = sourceBehind(letter);
+    const std::optional<format::VolumeSource> source = sourceBehind(letter);
     const std::optional<std::string> path = systemPath(directory);
     if (!source || !path)
         return false;
@@ -203,18 +203,18 @@ std::optional<FileIdentity> deviceIdentity(dev_t number) {
     return identityOf(*device);
 }
 
-std::optional<LetterTable::Held> holdLetter(char letter) {
+std::optional<format::LetterTable::Held> holdLetter(char letter) {
     if (!sourceBehind(letter))
         return std::nullopt;
     return letters().hold(letter);
 }
 
-LetterTable& letters() {
-    static LetterTable table(kLetterOrder);
+format::LetterTable& letters() {
+    static format::LetterTable table(kLetterOrder);
     return table;
 }
 
-std::optional<char> giveLetter(const VolumeSource& source) {
+std::optional<char> giveLetter(const format::VolumeSource& source) {
     return letters().assign(source, isGone);
 }
 
@@ -234,7 +234,7 @@ std::wstring absolutePath(const std::wstring& path) {
     const std::optional<std::string> name = systemPath(path);
     const std::unique_ptr<char, decltype(&std::free)> resolved(
         name ? ::realpath(name->c_str(), nullptr) : nullptr, &std::free);
-    return resolved ? wideFromUtf8(resolved.get()) : path;
+    return resolved ? format::wideFromUtf8(resolved.get()) : path;
 }
 
 std::wstring lastComponent(const std::wstring& path) {
@@ -244,7 +244,8 @@ std::wstring lastComponent(const std::wstring& path) {
 std::wstring labelInImage(const std::wstring& path, std::uint64_t offset, std::uint64_t length) {
     const std::optional<std::string> name = systemPath(path);
     const Descriptor image = name ? openPath(*name, O_RDONLY) : Descriptor();
-    return image ? wideFromUtf8(probeVolume(image.get(), offset, length).label) : std::wstring();
+    return image ? format::wideFromUtf8(probeVolume(image.get(), offset, length).label)
+                 : std::wstring();
 }
 
 } // namespace platform

@@ -1,6 +1,6 @@
 #include "platform/linux/Errno.h"
 
-#include "platform/WideText.h"
+#include "format/WideText.h"
 
 #include <cerrno>
 #include <system_error>
@@ -34,7 +34,7 @@ Error errorFromErrno(int code) {
 }
 
 std::wstring errnoText(int code) {
-    return wideFromUtf8(std::system_category().message(code));
+    return format::wideFromUtf8(std::system_category().message(code));
 }
 
 } // namespace platform

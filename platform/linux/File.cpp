@@ -1,5 +1,6 @@
 #include "platform/File.h"
 
+#include "format/FileTime.h"
 #include "platform/linux/Descriptor.h"
 #include "platform/linux/Errno.h"
 #include "platform/linux/Mounts.h"
@@ -22,9 +23,7 @@ constexpr std::intptr_t kNoHandle = -1;
 
 constexpr mode_t kNewFolderMode = 0777; // what the user's umask leaves of it
 
-constexpr std::int64_t kTicksPerSecond = 10'000'000;
 constexpr std::int64_t kNanosecondsPerTick = 100;
-constexpr std::int64_t kSecondsFrom1601To1970 = 11'644'473'600;
 
 /// Flags for open(2), nothing when the combination makes no sense.
 std::optional<int> openFlags(std::uint32_t disposition, std::uint32_t access) {
@@ -182,15 +181,15 @@ bool File::truncate(std::int64_t size) {
 }
 
 bool File::setModificationTime(std::int64_t fileTime) {
-    std::int64_t seconds = fileTime / kTicksPerSecond;
-    std::int64_t ticks = fileTime % kTicksPerSecond;
+    std::int64_t seconds = fileTime / format::kFileTimeTicksPerSecond;
+    std::int64_t ticks = fileTime % format::kFileTimeTicksPerSecond;
     if (ticks < 0) {
         --seconds;
-        ticks += kTicksPerSecond;
+        ticks += format::kFileTimeTicksPerSecond;
     }
     timespec times[2]{};
     times[0].tv_nsec = UTIME_OMIT; // the time of the last access
-    times[1].tv_sec = seconds - kSecondsFrom1601To1970;
+    times[1].tv_sec = seconds - format::kSecondsFrom1601To1970;
     times[1].tv_nsec = ticks * kNanosecondsPerTick;
     return ::futimens(descriptor(handle_), times) == 0 || failed();
 }

@@ -1,6 +1,6 @@
 #include "platform/linux/Probe.h"
 
-#include "platform/BootSector.h"
+#include "format/BootSector.h"
 #include "platform/linux/Descriptor.h"
 
 #include <array>
@@ -42,12 +42,12 @@ std::string windowsName(std::string_view type, std::string_view version) {
 
 ProbedVolume probeVolume(int fd, std::uint64_t offset, std::uint64_t length) {
     ProbedVolume volume;
-    std::array<std::uint8_t, kBootSectorBytes> bytes{};
+    std::array<std::uint8_t, format::kBootSectorBytes> bytes{};
     int failure = 0;
-    std::optional<VolumeFormat> format;
+    std::optional<format::VolumeFormat> found;
     if (readFully(fd, offset, bytes.data(), bytes.size(), failure) ==
         static_cast<std::int64_t>(bytes.size()))
-        format = identifyVolume(bytes);
+        found = format::identifyVolume(bytes);
 
     const Probe probe(blkid_new_probe());
     if (!probe || blkid_probe_set_device(probe.get(), fd, static_cast<blkid_loff_t>(offset),
@@ -61,11 +61,11 @@ ProbedVolume probeVolume(int fd, std::uint64_t offset, std::uint64_t length) {
         volume.fileSystem = windowsName(valueOf(probe, "TYPE"), valueOf(probe, "VERSION"));
         volume.label = valueOf(probe, "LABEL");
         volume.uuid = valueOf(probe, "UUID");
-    } else if (format) {
-        volume.fileSystem = format->fileSystem;
+    } else if (found) {
+        volume.fileSystem = found->fileSystem;
     }
-    if (format)
-        volume.sectorSize = format->sectorSize;
+    if (found)
+        volume.sectorSize = found->sectorSize;
     return volume;
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "format/LetterTable.h"
 #include "platform/File.h"
-#include "platform/LetterTable.h"
 
 #include <optional>
 
@@ -14,6 +14,6 @@ namespace platform {
 [[nodiscard]] std::optional<FileIdentity> deviceIdentity(dev_t number);
 
 /// Claims a letter and what stands behind it, looking for drives first if it is not given yet.
-[[nodiscard]] std::optional<LetterTable::Held> holdLetter(char letter);
+[[nodiscard]] std::optional<format::LetterTable::Held> holdLetter(char letter);
 
 } // namespace platform

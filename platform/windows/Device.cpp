@@ -43,7 +43,7 @@ struct Device::State {
     std::wstring errorText;
 
     bool open(const std::wstring& path);
-    bool openImage(LetterTable::Held held);
+    bool openImage(format::LetterTable::Held held);
     void keepError(DWORD code);
 };
 
@@ -65,8 +65,8 @@ bool Device::State::open(const std::wstring& path) {
     return true;
 }
 
-bool Device::State::openImage(LetterTable::Held held) {
-    const VolumeSource& source = held.source;
+bool Device::State::openImage(format::LetterTable::Held held) {
+    const format::VolumeSource& source = held.source;
     if (!open(source.path))
         return false;
     FileIdentity opened;
@@ -98,7 +98,7 @@ bool Device::open(const std::wstring& path) {
     state_ = std::make_unique<State>();
     if (const std::optional<char> letter = letterInDevicePath(path)) {
         // Letters in the table are those of images; the others are the system's.
-        if (std::optional<LetterTable::Held> held = letters().hold(*letter))
+        if (std::optional<format::LetterTable::Held> held = letters().hold(*letter))
             return state_->openImage(std::move(*held));
     }
     return state_->open(path);

@@ -1,8 +1,8 @@
 #include "platform/Drives.h"
 
+#include "format/WideText.h"
 #include "platform/Images.h"
 #include "platform/System.h"
-#include "platform/WideText.h"
 #include "platform/windows/Win32.h"
 
 #include <algorithm>
@@ -56,7 +56,7 @@ std::optional<Drive> systemDrive(char letter, bool& isQueryable) {
                                         nullptr, fileSystem.data(), kTextLength) != 0;
     if (isQueryable) {
         drive.volumeName = name.data();
-        drive.fileSystem = utf8FromWide(fileSystem.data());
+        drive.fileSystem = format::utf8FromWide(fileSystem.data());
     }
     DWORD sectorsPerCluster = 0;
     DWORD bytesPerSector = 0;
@@ -106,7 +106,7 @@ std::vector<Drive> listDrives() {
     std::vector<Drive> drives;
     const DWORD present = GetLogicalDrives();
     for (char letter = 'A'; letter <= 'Z'; ++letter) {
-        if (const std::optional<VolumeSource> image = letters().find(letter)) {
+        if (const std::optional<format::VolumeSource> image = letters().find(letter)) {
             if (std::optional<Drive> drive = describeImage(letter, *image))
                 drives.push_back(std::move(*drive));
             continue;
@@ -127,7 +127,7 @@ std::vector<Drive> listDrives() {
 std::optional<Drive> findDrive(char letter) {
     if (letter < 'A' || letter > 'Z')
         return std::nullopt;
-    if (const std::optional<VolumeSource> image = letters().find(letter))
+    if (const std::optional<format::VolumeSource> image = letters().find(letter))
         return describeImage(letter, *image);
     const NoPrompts noPrompts;
     bool isQueryable = false;
@@ -164,12 +164,12 @@ bool liesOnDrive(const std::wstring& directory, char letter) {
     return isSameText(volume, volumeOf(rootPath(letter)));
 }
 
-LetterTable& letters() {
-    static LetterTable table(kImageLetterOrder);
+format::LetterTable& letters() {
+    static format::LetterTable table(kImageLetterOrder);
     return table;
 }
 
-std::optional<char> giveLetter(const VolumeSource& source) {
+std::optional<char> giveLetter(const format::VolumeSource& source) {
     return letters().assign(source, isImageGone, GetLogicalDrives());
 }
 

@@ -1,6 +1,6 @@
 #include "platform/windows/Win32.h"
 
-#include "platform/WideText.h"
+#include "format/WideText.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,6 +1,6 @@
 #include "engine/ZFileStream.h"
 #include "engine/ZMemoryStream.h"
-#include "platform/WideText.h"
+#include "format/WideText.h"
 #include "tests/support/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -59,7 +59,7 @@ TEST(MemoryStream, SeeksOnlyInside) {
 class FileStream : public testing::Test {
 protected:
     TempDir folder;
-    std::wstring path = platform::wideFromUtf8((folder / "file").string());
+    std::wstring path = format::wideFromUtf8((folder / "file").string());
 };
 
 TEST_F(FileStream, Resizes) {

@@ -4,7 +4,7 @@
 #include "engine/ZMemoryStream.h"
 #include "engine/ZTreeWalk.h"
 #include "engine/fat/ZFatVolume.h"
-#include "platform/WideText.h"
+#include "format/WideText.h"
 #include "tests/support/FatBuilder.h"
 #include "tests/support/TestMedia.h"
 
@@ -55,7 +55,7 @@ struct FatScan {
         std::vector<std::string> folders = {""};
         const auto enter = [&](const ZFileTreeNode& node, int depth) {
             folders.resize(static_cast<std::size_t>(depth) + 1);
-            std::string path = folders.back() + platform::utf8FromWide(node.name);
+            std::string path = folders.back() + format::utf8FromWide(node.name);
             if (node.isDirectory)
                 path += "/";
             folders.push_back(path);
@@ -72,7 +72,7 @@ struct FatScan {
             if (node.name == name)
                 return node;
         }
-        throw std::runtime_error("not found: " + platform::utf8FromWide(name));
+        throw std::runtime_error("not found: " + format::utf8FromWide(name));
     }
 
     std::string extract(const ZFileTreeNode& node) {

@@ -98,7 +98,7 @@ TEST_P(FatTools, GivesDeletedFilesBackByteForByte) {
         for (const File& file : files) {
             expected.push_back(file.shown);
             const std::string name = file.shown.substr(file.shown.rfind('/') + 1);
-            const ZFileTreeNode& node = scan.named(platform::wideFromUtf8(name));
+            const ZFileTreeNode& node = scan.named(format::wideFromUtf8(name));
             EXPECT_GT(node.modificationTime, 0) << name;
             EXPECT_EQ(scan.extract(node), file.content) << name;
         }

@@ -272,7 +272,7 @@ TEST_F(PreviewTest, OutlivesADecoderThatIsKilledOrHangs) {
     for (const char* script : {"kill -9 $$", "exec sleep 1000", "exec cat"}) {
         std::ofstream(program) << "#!/bin/sh\nprintf R\n" << script;
         std::filesystem::permissions(program, std::filesystem::perms::owner_all);
-        page->setDecoderProgram(platform::wideFromUtf8(program));
+        page->setDecoderProgram(format::wideFromUtf8(program));
         clickName("a.jpg");
         EXPECT_EQ(message(), QStringLiteral("It seems the image is corrupted")) << script;
         EXPECT_EQ(childOfThis(), 0);

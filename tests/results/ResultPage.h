@@ -1,9 +1,9 @@
 #pragma once
 
 #include "engine/openVolume.h"
+#include "format/WideText.h"
 #include "pages/ResultFrame.h"
 #include "platform/Drives.h"
-#include "platform/WideText.h"
 #include "tests/support/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -63,7 +63,7 @@ protected:
         const std::string unpack =
             "xz -dc '" ORVANE_SOURCE_DIR "/samples/" + name + ".xz' > " + unpacked;
         ASSERT_EQ(std::system(unpack.c_str()), 0); // NOLINT(cert-env33-c): a test's own words
-        const auto attached = platform::attachImage(platform::wideFromUtf8(unpacked));
+        const auto attached = platform::attachImage(format::wideFromUtf8(unpacked));
         ASSERT_EQ(attached.drives.size(), 1U);
         letter = attached.drives.front().letter;
         auto media = std::make_unique<kova::ZCustomMedia>();

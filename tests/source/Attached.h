@@ -1,8 +1,8 @@
 #pragma once
 
 #include "engine/types.h"
+#include "format/WideText.h"
 #include "platform/Drives.h"
-#include "platform/WideText.h"
 #include "tests/platform/Tools.h"
 #include "tests/support/TempDir.h"
 
@@ -38,7 +38,7 @@ private:
     void attach() {
         const auto attached = platform::attachImage(path().wstring());
         if (attached.drives.size() != 1)
-            throw std::runtime_error(platform::utf8FromWide(attached.error));
+            throw std::runtime_error(format::utf8FromWide(attached.error));
         letter_ = attached.drives.front().letter;
     }
 

@@ -285,7 +285,7 @@ TEST_F(Refused, TheRightsAreMissing) {
         GTEST_SKIP() << "no loop device to be had";
     std::string device = platform::test::contentOf(name);
     device.resize(device.find('\n'));
-    const auto letter = platform::letterOfDevice(platform::wideFromUtf8(device));
+    const auto letter = platform::letterOfDevice(format::wideFromUtf8(device));
     if (letter) {
         const platform::test::Unprivileged unprivileged;
         expectRefused(*letter, "rights");

@@ -1,6 +1,6 @@
 #include "workers/OutputName.h"
 
-#include "platform/WideText.h"
+#include "format/WideText.h"
 
 #include <gtest/gtest.h>
 
@@ -75,7 +75,7 @@ TEST(OutputName, NumbersFitIn) {
     for (const std::wstring& name : {text(255, L"a"), text(251, L"a") + L".txt",
                                      L"a." + text(253, L"b"), text(85, L"\u4e2d")}) {
         const std::wstring numbered = names.numbered(name, Kind::File, 12345);
-        EXPECT_LE(platform::utf8FromWide(numbered).size(), 255U);
+        EXPECT_LE(format::utf8FromWide(numbered).size(), 255U);
         EXPECT_NE(numbered.find(L" (12345)"), std::wstring::npos);
     }
 }

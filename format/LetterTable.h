@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/File.h"
+#include "format/FileIdentity.h"
 
 #include <cstdint>
 #include <functional>
@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-namespace platform {
+namespace format {
 
 /// What stands behind a letter: a block device, or a stretch of an image file.
 struct VolumeSource {
@@ -79,4 +79,4 @@ private:
     std::vector<Entry> entries_; ///< One per letter, in the order of giving.
 };
 
-} // namespace platform
+} // namespace format

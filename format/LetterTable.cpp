@@ -1,8 +1,8 @@
-#include "platform/LetterTable.h"
+#include "format/LetterTable.h"
 
 #include <algorithm>
 
-namespace platform {
+namespace format {
 
 LetterTable::LetterTable(std::string_view order) {
     for (const char letter : order)
@@ -83,4 +83,4 @@ const LetterTable::Entry* LetterTable::entryOf(char letter) const {
     return found != entries_.end() ? &*found : nullptr;
 }
 
-} // namespace platform
+} // namespace format

@@ -1,7 +1,7 @@
-#include "platform/PartitionTable.h"
+#include "format/PartitionTable.h"
 
-#include "platform/BootSector.h"
-#include "platform/LittleEndian.h"
+#include "format/BootSector.h"
+#include "format/LittleEndian.h"
 
 #include <algorithm>
 #include <array>
@@ -9,7 +9,7 @@
 #include <set>
 #include <string_view>
 
-namespace platform {
+namespace format {
 
 namespace {
 
@@ -69,14 +69,14 @@ using MbrEntries = std::array<MbrEntry, kMbrEntryCount>;
 std::optional<MbrEntries> readBootRecord(const ReadDisk& read, std::uint64_t offset) {
     std::array<std::uint8_t, kMbrBytes> bytes{};
     if (!read(offset, bytes) ||
-        littleEndian<std::uint16_t>(bytes, kMbrSignature) != kMbrSignatureValue)
+        loadLe<std::uint16_t>(bytes.data() + kMbrSignature) != kMbrSignatureValue)
         return std::nullopt;
     MbrEntries entries;
     for (std::size_t i = 0; i < entries.size(); ++i) {
         const Bytes entry = Bytes(bytes).subspan(kMbrEntries + i * kMbrEntryBytes, kMbrEntryBytes);
         entries[i] = {entry[kEntryStatus], entry[kEntryType],
-                      littleEndian<std::uint32_t>(entry, kEntryFirstSector),
-                      littleEndian<std::uint32_t>(entry, kEntrySectors)};
+                      loadLe<std::uint32_t>(entry.data() + kEntryFirstSector),
+                      loadLe<std::uint32_t>(entry.data() + kEntrySectors)};
     }
     return entries;
 }
@@ -192,17 +192,17 @@ private:
                         [](char c, std::uint8_t byte) { return static_cast<char>(byte) == c; }))
             return std::nullopt;
         Header header;
-        header.otherSector = littleEndian<std::uint64_t>(bytes, kGptOtherSector);
-        header.entriesSector = littleEndian<std::uint64_t>(bytes, kGptEntriesSector);
-        header.entryCount = littleEndian<std::uint32_t>(bytes, kGptEntryCount);
-        header.entryBytes = littleEndian<std::uint32_t>(bytes, kGptEntryBytes);
-        header.entriesCrc = littleEndian<std::uint32_t>(bytes, kGptEntriesCrc);
-        const auto headerBytes = littleEndian<std::uint32_t>(bytes, kGptHeaderBytes);
-        const auto crc = littleEndian<std::uint32_t>(bytes, kGptHeaderCrc);
+        header.otherSector = loadLe<std::uint64_t>(bytes.data() + kGptOtherSector);
+        header.entriesSector = loadLe<std::uint64_t>(bytes.data() + kGptEntriesSector);
+        header.entryCount = loadLe<std::uint32_t>(bytes.data() + kGptEntryCount);
+        header.entryBytes = loadLe<std::uint32_t>(bytes.data() + kGptEntryBytes);
+        header.entriesCrc = loadLe<std::uint32_t>(bytes.data() + kGptEntriesCrc);
+        const auto headerBytes = loadLe<std::uint32_t>(bytes.data() + kGptHeaderBytes);
+        const auto crc = loadLe<std::uint32_t>(bytes.data() + kGptHeaderCrc);
         if (headerBytes >= kGptSmallestHeader && headerBytes <= bytes.size()) {
             std::fill_n(bytes.begin() + kGptHeaderCrc, sizeof crc, std::uint8_t{0});
             header.isWhole = crc == crc32(Bytes(bytes).first(headerBytes)) &&
-                             littleEndian<std::uint64_t>(bytes, kGptOwnSector) == sector;
+                             loadLe<std::uint64_t>(bytes.data() + kGptOwnSector) == sector;
         }
         return header;
     }
@@ -222,8 +222,8 @@ private:
             const Bytes entry =
                 Bytes(table).subspan(std::size_t{i} * header.entryBytes, header.entryBytes);
             const Bytes type = entry.first(kGuidBytes);
-            const auto firstSector = littleEndian<std::uint64_t>(entry, kGptEntryFirstSector);
-            const auto lastSector = littleEndian<std::uint64_t>(entry, kGptEntryLastSector);
+            const auto firstSector = loadLe<std::uint64_t>(entry.data() + kGptEntryFirstSector);
+            const auto lastSector = loadLe<std::uint64_t>(entry.data() + kGptEntryLastSector);
             const bool isUsed =
                 std::any_of(type.begin(), type.end(), [](std::uint8_t byte) { return byte != 0; });
             if (isUsed && firstSector != 0 && lastSector >= firstSector)
@@ -270,4 +270,4 @@ PartitionTable readPartitionTable(const ReadDisk& read, std::uint64_t size,
     return TableReader(read, size, sectorSize).readTable();
 }
 
-} // namespace platform
+} // namespace format

@@ -5,7 +5,7 @@
 #include <span>
 #include <vector>
 
-namespace platform {
+namespace format {
 
 /// One partition of a disk.
 struct Partition {
@@ -31,4 +31,4 @@ using ReadDisk = std::function<bool(std::uint64_t offset, std::span<std::uint8_t
 [[nodiscard]] PartitionTable readPartitionTable(const ReadDisk& read, std::uint64_t size,
                                                 std::uint32_t sectorSize);
 
-} // namespace platform
+} // namespace format

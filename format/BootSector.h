@@ -5,7 +5,7 @@
 #include <optional>
 #include <span>
 
-namespace platform {
+namespace format {
 
 /// Bytes from the start of a volume that tell what it holds.
 inline constexpr std::size_t kBootSectorBytes = 512;
@@ -21,4 +21,4 @@ struct VolumeFormat {
 /// damaged elsewhere is still recognised.
 [[nodiscard]] std::optional<VolumeFormat> identifyVolume(std::span<const std::uint8_t> bytes);
 
-} // namespace platform
+} // namespace format

@@ -10,7 +10,7 @@
 /// and whole code points on Linux. Nothing is ever dropped: a surrogate without its partner is
 /// kept as it is (in UTF-8 as its own three-byte sequence), so that two different names on a
 /// volume never become one.
-namespace platform {
+namespace format {
 
 /// UTF-16 units, little-endian as on disk, to wide text. A last odd byte is ignored.
 [[nodiscard]] std::wstring wideFromUtf16Le(std::span<const std::uint8_t> bytes);
@@ -27,4 +27,4 @@ namespace platform {
 /// UTF-8 to wide text; bytes that are no UTF-8 become U+FFFD, one each.
 [[nodiscard]] std::wstring wideFromUtf8(std::string_view text);
 
-} // namespace platform
+} // namespace format

@@ -1,13 +1,14 @@
-#include "platform/DosTime.h"
+#include "format/DosTime.h"
+
+#include "format/FileTime.h"
 
 #include <chrono>
 
-namespace platform {
+namespace format {
 
 namespace {
 
 constexpr int kFirstDosYear = 1980;
-constexpr std::int64_t kTicksPerSecond = 10'000'000;
 constexpr unsigned kHoursPerDay = 24;
 constexpr unsigned kSixty = 60; // minutes per hour, seconds per minute
 
@@ -15,8 +16,6 @@ constexpr unsigned kSixty = 60; // minutes per hour, seconds per minute
 
 std::int64_t fileTimeFromDos(std::uint16_t date, std::uint16_t time) {
     using namespace std::chrono;
-    constexpr sys_days kFileTimeEpoch = year{1601} / January / 1;
-
     const year_month_day day{year{kFirstDosYear + (date >> 9)},
                              month{static_cast<unsigned>(date >> 5) & 0x0FU},
                              std::chrono::day{static_cast<unsigned>(date) & 0x1FU}};
@@ -27,7 +26,7 @@ std::int64_t fileTimeFromDos(std::uint16_t date, std::uint16_t time) {
         return 0;
     const std::chrono::seconds sinceEpoch = sys_days{day} - kFileTimeEpoch + hours{hour} +
                                             minutes{minute} + std::chrono::seconds{second};
-    return sinceEpoch.count() * kTicksPerSecond;
+    return sinceEpoch.count() * kFileTimeTicksPerSecond;
 }
 
-} // namespace platform
+} // namespace format

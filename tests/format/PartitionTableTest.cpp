@@ -1,12 +1,18 @@
-#include "platform/PartitionTable.h"
+#include "format/PartitionTable.h"
 
 #include "tests/platform/Tools.h"
 #include "tests/support/TempDir.h"
 
 #include <gtest/gtest.h>
 
-namespace platform::test {
+namespace format::test {
 namespace {
+
+using platform::test::contentOf;
+using platform::test::forShell;
+using platform::test::makeFat;
+using platform::test::makeFile;
+using platform::test::run;
 
 constexpr std::uint64_t kMiB = 1024ULL * 1024;
 
@@ -138,4 +144,4 @@ TEST_F(PartitionTableTest, WhatIsNoTableIsNone) {
 }
 
 } // namespace
-} // namespace platform::test
+} // namespace format::test

@@ -1,6 +1,6 @@
-#include "platform/WideText.h"
+#include "format/WideText.h"
 
-namespace platform {
+namespace format {
 
 namespace {
 
@@ -163,4 +163,4 @@ std::wstring wideFromUtf8(std::string_view text) {
     return wide;
 }
 
-} // namespace platform
+} // namespace format

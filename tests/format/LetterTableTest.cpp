@@ -1,10 +1,10 @@
-#include "platform/LetterTable.h"
+#include "format/LetterTable.h"
 
 #include <gtest/gtest.h>
 
 #include <set>
 
-namespace platform::test {
+namespace format::test {
 namespace {
 
 VolumeSource device(std::uint64_t number, const std::string& fingerprint = "") {
@@ -66,4 +66,4 @@ TEST_F(LetterTableTest, SourcesAndBlockedLettersAreKeptApart) {
 }
 
 } // namespace
-} // namespace platform::test
+} // namespace format::test

@@ -1,10 +1,10 @@
-#include "platform/WideText.h"
+#include "format/WideText.h"
 
 #include <gtest/gtest.h>
 
 #include <vector>
 
-namespace platform::test {
+namespace format::test {
 namespace {
 
 std::vector<std::uint8_t> littleEndianBytes(std::u16string_view units) {
@@ -57,4 +57,4 @@ TEST(WideText, BytesThatAreNoUtf8AreReplacedOneByOne) {
 }
 
 } // namespace
-} // namespace platform::test
+} // namespace format::test

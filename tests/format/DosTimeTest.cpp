@@ -1,8 +1,8 @@
-#include "platform/DosTime.h"
+#include "format/DosTime.h"
 
 #include <gtest/gtest.h>
 
-namespace platform::test {
+namespace format::test {
 namespace {
 
 std::int64_t fileTime(int year, int month, int day, int hour = 0, int minute = 0, int second = 0) {
@@ -23,4 +23,4 @@ TEST(DosTime, CountsFrom1601AndKnowsWhichDatesExist) {
 }
 
 } // namespace
-} // namespace platform::test
+} // namespace format::test

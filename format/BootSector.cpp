@@ -1,0 +1,74 @@
+#include "format/BootSector.h"
+
+#include "format/BiosParameterBlock.h"
+
+#include <algorithm>
+#include <bit>
+#include <string_view>
+
+namespace format {
+
+namespace {
+
+constexpr std::size_t kSystemId = 3; // 8 bytes
+
+// exFAT keeps its sector size as a power of two.
+constexpr std::size_t kExfatSectorShift = 108; // u8
+
+constexpr std::string_view kNtfsId = "NTFS    ";
+constexpr std::string_view kExfatId = "EXFAT   ";
+
+constexpr std::uint32_t kSmallestSector = 512;
+constexpr std::uint32_t kLargestSector = 4096;
+constexpr std::uint32_t kDirectoryEntryBytes = 32;
+constexpr std::uint8_t kMostFats = 4; // two everywhere; more only by hand
+constexpr std::uint8_t kFloppyMedia = 0xF0;
+constexpr std::uint8_t kFirstOtherMedia = 0xF8;
+
+std::uint32_t saneSectorSize(std::uint32_t bytes) {
+    const bool sane =
+        std::has_single_bit(bytes) && bytes >= kSmallestSector && bytes <= kLargestSector;
+    return sane ? bytes : 0;
+}
+
+/// Whether the parameter block describes a FAT volume that could exist. FAT has no signature
+/// that can be relied on.
+bool isFat(const BiosParameterBlock& block, std::uint32_t sectorSize) {
+    if (sectorSize == 0 || !std::has_single_bit(block.sectorsPerCluster) ||
+        block.reservedSectors == 0 || block.fatCount == 0 || block.fatCount > kMostFats ||
+        (block.mediaDescriptor != kFloppyMedia && block.mediaDescriptor < kFirstOtherMedia))
+        return false;
+    const std::uint64_t rootBytes = std::uint64_t{block.rootEntries} * kDirectoryEntryBytes;
+    const std::uint64_t rootSectors = (rootBytes + sectorSize - 1) / sectorSize;
+    const std::uint64_t firstDataSector =
+        block.reservedSectors + std::uint64_t{block.fatCount} * block.fatSectors() + rootSectors;
+    // FAT12 and FAT16 have a root folder of fixed size, FAT32 has none.
+    const bool rootFits = (block.fatSectors16 != 0) == (rootBytes != 0);
+    return block.fatSectors() != 0 && rootFits &&
+           block.totalSectors() >= firstDataSector + block.sectorsPerCluster;
+}
+
+} // namespace
+
+std::optional<VolumeFormat> identifyVolume(std::span<const std::uint8_t> bytes) {
+    if (bytes.size() < kBootSectorBytes)
+        return std::nullopt;
+    const auto hasId = [bytes](std::string_view id) {
+        return std::equal(id.begin(), id.end(), bytes.begin() + kSystemId,
+                          [](char c, std::uint8_t byte) { return static_cast<char>(byte) == c; });
+    };
+    if (hasId(kExfatId)) {
+        const std::uint8_t shift = bytes[kExfatSectorShift];
+        return VolumeFormat{"exFAT", shift < 16 ? saneSectorSize(1U << shift) : 0};
+    }
+    const BiosParameterBlock block =
+        BiosParameterBlock::decode(bytes.first<BiosParameterBlock::kBytes>());
+    const std::uint32_t sectorSize = saneSectorSize(block.bytesPerSector);
+    if (hasId(kNtfsId))
+        return VolumeFormat{"NTFS", sectorSize};
+    if (isFat(block, sectorSize))
+        return VolumeFormat{block.fatSectors16 == 0 ? "FAT32" : "FAT", sectorSize};
+    return std::nullopt;
+}
+
+} // namespace format
