@@ -1,9 +1,11 @@
 #pragma once
 
 #include "format/LetterTable.h"
+#include "platform/CodePage.h"
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 
 /// What the code shared by all systems needs from the one it runs on, beyond the public headers.
@@ -28,6 +30,10 @@ enum class PathKind {
 /// has none, or none that this system can read out of a file.
 [[nodiscard]] std::wstring labelInImage(const std::wstring& path, std::uint64_t offset,
                                         std::uint64_t length);
+
+/// As `wideFromSystemCodePage`; control characters above 0x7F may come out as they are.
+[[nodiscard]] std::optional<std::wstring> convertFromCodePage(std::span<const std::uint8_t> bytes,
+                                                              CodePage page);
 
 /// The letters of this process.
 [[nodiscard]] format::LetterTable& letters();
