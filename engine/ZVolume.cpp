@@ -33,6 +33,18 @@ FileState ZVolume::assess(const ZFileTreeNode& /*node*/) {
     return {};
 }
 
+ClusterLayout ZVolume::clusterLayout() const {
+    return {};
+}
+
+bool ZVolume::isInUse(uint64 /*index*/) const {
+    return false;
+}
+
+std::vector<ByteRange> ZVolume::placeOf(const ZFileTreeNode& /*node*/) {
+    return {};
+}
+
 void ZVolume::addNote(VolumeNote note) {
     if (std::find(notes_.begin(), notes_.end(), note) == notes_.end())
         notes_.push_back(note);

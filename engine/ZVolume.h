@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/ByteRange.h"
+#include "engine/ClusterLayout.h"
 #include "engine/ExtractReport.h"
 #include "engine/FileState.h"
 #include "engine/VolumeNote.h"
@@ -74,6 +76,17 @@ public:
     /// How much of a file is still its own, without reading its content. `Unknown` where an engine
     /// cannot tell. After `scan`; changes nothing.
     [[nodiscard]] virtual FileState assess(const ZFileTreeNode& node);
+
+    /// Where the clusters lie. After `init`.
+    [[nodiscard]] virtual ClusterLayout clusterLayout() const;
+
+    /// Whether a live file, or the file system itself, holds the cluster with this index of
+    /// `clusterLayout`. False where nothing tells.
+    [[nodiscard]] virtual bool isInUse(uint64 index) const;
+
+    /// Where a file's content lies, in its order and cut to its size. Empty when it lies in a
+    /// record, has to be expanded, or is not known. After `scan`; changes nothing.
+    [[nodiscard]] virtual std::vector<ByteRange> placeOf(const ZFileTreeNode& node);
 
     /// What the last `extract` has found out; everything unset before the first.
     [[nodiscard]] const ExtractReport& extractReport() const { return extractReport_; }
