@@ -181,7 +181,7 @@ bool isImageGone(const format::VolumeSource& source) {
 }
 
 bool isImageFile(const std::wstring& path, char letter) {
-    const std::optional<format::VolumeSource> source = letters().find(letter);
+    const std::optional<format::VolumeSource> source = letters().find(capitalLetter(letter));
     File file;
     FileIdentity identity;
     return source && source->isImage &&
@@ -194,12 +194,9 @@ std::optional<char> letterInDevicePath(const std::wstring& path) {
     constexpr std::size_t kLength = kPrefix.size() + 2; // the letter and a colon
     if (path.size() != kLength || !path.starts_with(kPrefix) || path.back() != L':')
         return std::nullopt;
-    const wchar_t letter = path[kPrefix.size()];
-    if (letter >= L'A' && letter <= L'Z')
-        return static_cast<char>(letter);
-    if (letter >= L'a' && letter <= L'z')
-        return static_cast<char>(letter - L'a' + L'A');
-    return std::nullopt;
+    const wchar_t given = path[kPrefix.size()];
+    const char letter = given <= L'z' ? capitalLetter(static_cast<char>(given)) : '\0';
+    return letter >= 'A' && letter <= 'Z' ? std::optional(letter) : std::nullopt;
 }
 
 } // namespace platform

@@ -41,6 +41,11 @@ enum class PathKind {
 /// The letter of `source`, given now if it has none; nothing when all are taken.
 [[nodiscard]] std::optional<char> giveLetter(const format::VolumeSource& source);
 
+/// A drive letter as a capital; anything else as it is.
+[[nodiscard]] constexpr char capitalLetter(char letter) {
+    return letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 'a' + 'A') : letter;
+}
+
 /// The letter in a path of the form "\\.\X:", as a capital.
 [[nodiscard]] std::optional<char> letterInDevicePath(const std::wstring& path);
 

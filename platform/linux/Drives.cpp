@@ -155,15 +155,16 @@ std::vector<Drive> listDrives() {
 }
 
 std::optional<Drive> findDrive(char letter) {
-    const std::optional<format::VolumeSource> source = sourceBehind(letter);
+    const char capital = capitalLetter(letter);
+    const std::optional<format::VolumeSource> source = sourceBehind(capital);
     if (!source)
         return std::nullopt;
     if (source->isImage)
-        return describeImage(letter, *source);
+        return describeImage(capital, *source);
     const std::optional<BlockDevice> device = presentDevice(*source);
     if (!device)
         return std::nullopt;
-    return driveOf(letter, *device, probeDevice(*device, blockDevices()));
+    return driveOf(capital, *device, probeDevice(*device, blockDevices()));
 }
 
 std::string fileSystemName(char letter) {
@@ -185,7 +186,7 @@ std::optional<char> letterOfDevice(const std::wstring& device) {
 }
 
 bool liesOnDrive(const std::wstring& directory, char letter) {
-    const std::optional<format::VolumeSource> source = sourceBehind(letter);
+    const std::optional<format::VolumeSource> source = sourceBehind(capitalLetter(letter));
     const std::optional<std::string> path = systemPath(directory);
     if (!source || !path)
         return false;

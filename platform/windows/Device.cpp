@@ -17,18 +17,21 @@ namespace {
 /// Where the end of a volume is not known, the device itself tells it.
 constexpr std::uint64_t kUnknownLength = std::numeric_limits<std::uint64_t>::max();
 
-/// Bytes of a volume or a file; 0 when the system does not tell.
-std::uint64_t lengthOf(HANDLE file, bool isDevice) {
-    if (isDevice) {
-        GET_LENGTH_INFORMATION information{};
-        DWORD got = 0;
-        if (DeviceIoControl(file, IOCTL_DISK_GET_LENGTH_INFO, nullptr, 0, &information,
-                            sizeof information, &got, nullptr) == 0)
-            return 0;
-        return static_cast<std::uint64_t>(information.Length.QuadPart);
-    }
+/// Bytes of a device; nothing when it does not tell, and the last error tells why.
+std::optional<std::uint64_t> lengthOfDevice(HANDLE device) {
+    GET_LENGTH_INFORMATION information{};
+    DWORD got = 0;
+    if (DeviceIoControl(device, IOCTL_DISK_GET_LENGTH_INFO, nullptr, 0, &information,
+                        sizeof information, &got, nullptr) == 0)
+        return std::nullopt;
+    return static_cast<std::uint64_t>(information.Length.QuadPart);
+}
+
+std::optional<std::uint64_t> lengthOfFile(HANDLE file) {
     LARGE_INTEGER size{};
-    return GetFileSizeEx(file, &size) != 0 ? static_cast<std::uint64_t>(size.QuadPart) : 0;
+    if (GetFileSizeEx(file, &size) == 0)
+        return std::nullopt;
+    return static_cast<std::uint64_t>(size.QuadPart);
 }
 
 } // namespace
@@ -36,6 +39,7 @@ std::uint64_t lengthOf(HANDLE file, bool isDevice) {
 struct Device::State {
     Handle file;
     bool isDevice = false;
+    bool tellsLength = false; ///< The device answered when it was asked for its length.
     std::uint64_t offset = 0; ///< Where the volume starts in the file.
     std::uint64_t length = kUnknownLength;
     std::shared_ptr<const void> lease;
@@ -44,11 +48,13 @@ struct Device::State {
 
     bool open(const std::wstring& path);
     bool openImage(format::LetterTable::Held held);
+    [[nodiscard]] bool isPresent() const;
     void keepError(DWORD code);
 };
 
 bool Device::State::open(const std::wstring& path) {
-    const std::optional<std::wstring> name = systemPath(path);
+    const std::optional<std::wstring> device = deviceName(path);
+    const std::optional<std::wstring> name = device ? device : systemPath(path);
     if (!name) {
         keepError(GetLastError());
         return false;
@@ -59,10 +65,25 @@ bool Device::State::open(const std::wstring& path) {
         keepError(GetLastError());
         return false;
     }
-    isDevice = path.starts_with(L"\\\\.\\");
-    if (const std::uint64_t bytes = lengthOf(file.get(), isDevice); bytes != 0 || !isDevice)
-        length = bytes;
+    isDevice = device.has_value();
+    const std::optional<std::uint64_t> bytes =
+        isDevice ? lengthOfDevice(file.get()) : lengthOfFile(file.get());
+    if (!bytes && !isDevice) {
+        keepError(GetLastError());
+        file.close();
+        return false;
+    }
+    tellsLength = bytes.has_value();
+    length = bytes.value_or(kUnknownLength);
     return true;
+}
+
+/// Asks for nothing that a bad sector could keep from being answered.
+bool Device::State::isPresent() const {
+    if (isDevice ? lengthOfDevice(file.get()) : lengthOfFile(file.get()))
+        return true;
+    const DWORD code = GetLastError();
+    return !(tellsLength ? mayMeanRemoved(code) : errorFromCode(code) == Error::DeviceGone);
 }
 
 bool Device::State::openImage(format::LetterTable::Held held) {
@@ -129,8 +150,11 @@ std::int64_t Device::readAt(std::uint64_t position, void* buffer, std::size_t co
     DWORD failure = 0;
     const std::int64_t got =
         readFully(state_->file.get(), state_->offset + position, buffer, wanted, failure);
-    if (failure != 0)
+    if (failure != 0) {
         state_->keepError(failure);
+        if (mayMeanRemoved(failure) && !isPresent())
+            state_->error = Error::DeviceGone;
+    }
     return got;
 }
 
@@ -139,11 +163,7 @@ std::uint64_t Device::size() const {
 }
 
 bool Device::isPresent() const {
-    if (!isOpen())
-        return false;
-    SetLastError(ERROR_SUCCESS);
-    return lengthOf(state_->file.get(), state_->isDevice) != 0 ||
-           errorFromCode(GetLastError()) != Error::DeviceGone;
+    return isOpen() && state_->isPresent();
 }
 
 Error Device::error() const {

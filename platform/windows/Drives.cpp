@@ -3,6 +3,7 @@
 #include "format/WideText.h"
 #include "platform/Images.h"
 #include "platform/System.h"
+#include "platform/windows/Volume.h"
 #include "platform/windows/Win32.h"
 
 #include <algorithm>
@@ -70,33 +71,23 @@ std::optional<Drive> systemDrive(char letter, bool& isQueryable) {
     return drive;
 }
 
-/// The "\\?\Volume{...}\" that an existing path lies on; empty when it lies on none.
-std::wstring volumeOf(const std::wstring& path) {
-    const std::optional<std::wstring> name = systemPath(path);
-    if (!name)
-        return {};
-    constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-    const Handle folder(CreateFileW(name->c_str(), 0, kShareAll, nullptr, OPEN_EXISTING,
-                                    FILE_FLAG_BACKUP_SEMANTICS, nullptr));
-    if (folder) { // the way through links, junctions and substituted drives
-        const DWORD room = GetFinalPathNameByHandleW(folder.get(), nullptr, 0, VOLUME_NAME_GUID);
-        std::wstring final(room, L'\0');
-        final.resize(GetFinalPathNameByHandleW(folder.get(), final.data(), room, VOLUME_NAME_GUID));
-        const std::size_t end = final.find(L"}\\");
-        if (final.size() < room && end != std::wstring::npos)
-            return final.substr(0, end + 2);
+/// Of a volume by its "\\?\Volume{...}\"; nothing when it has none.
+std::optional<char> letterOfVolume(const std::wstring& name) {
+    // Each place that it is mounted in, and an end.
+    std::vector<wchar_t> places(kTextLength + 1);
+    DWORD needed = 0;
+    while (GetVolumePathNamesForVolumeNameW(name.c_str(), places.data(),
+                                            static_cast<DWORD>(places.size()), &needed) == 0) {
+        if (GetLastError() != ERROR_MORE_DATA || needed <= places.size())
+            return std::nullopt;
+        places.resize(needed);
     }
-    std::array<wchar_t, kTextLength + 1> root{};
-    std::array<wchar_t, kTextLength + 1> volume{};
-    if (GetVolumePathNameW(path.c_str(), root.data(), kTextLength) == 0 ||
-        GetVolumeNameForVolumeMountPointW(root.data(), volume.data(), kTextLength) == 0)
-        return {};
-    return volume.data();
-}
-
-bool isSameText(const std::wstring& left, const std::wstring& right) {
-    return CompareStringOrdinal(left.c_str(), static_cast<int>(left.size()), right.c_str(),
-                                static_cast<int>(right.size()), TRUE) == CSTR_EQUAL;
+    for (const wchar_t* place = places.data(); *place != L'\0'; place += wcslen(place) + 1) {
+        const std::wstring_view root(place);
+        if (root.size() == rootPath('A').size())
+            return letterInDevicePath(L"\\\\.\\" + std::wstring(root.substr(0, 2)));
+    }
+    return std::nullopt;
 }
 
 } // namespace
@@ -125,13 +116,14 @@ std::vector<Drive> listDrives() {
 }
 
 std::optional<Drive> findDrive(char letter) {
-    if (letter < 'A' || letter > 'Z')
+    const char capital = capitalLetter(letter);
+    if (capital < 'A' || capital > 'Z')
         return std::nullopt;
-    if (const std::optional<format::VolumeSource> image = letters().find(letter))
-        return describeImage(letter, *image);
+    if (const std::optional<format::VolumeSource> image = letters().find(capital))
+        return describeImage(capital, *image);
     const NoPrompts noPrompts;
     bool isQueryable = false;
-    return systemDrive(letter, isQueryable);
+    return systemDrive(capital, isQueryable);
 }
 
 std::string fileSystemName(char letter) {
@@ -147,6 +139,8 @@ std::optional<char> letterOfDevice(const std::wstring& device) {
     }
     while (!text.empty() && (text.back() == L'\\' || text.back() == L'/'))
         text.pop_back();
+    if (startsWithText(text, L"Volume{"))
+        return letterOfVolume(L"\\\\?\\" + text + L'\\');
     const std::optional<char> letter = letterInDevicePath(L"\\\\.\\" + text);
     if (!letter || (!letters().find(*letter) && !hasBit(GetLogicalDrives(), *letter - 'A')))
         return std::nullopt;
@@ -154,14 +148,14 @@ std::optional<char> letterOfDevice(const std::wstring& device) {
 }
 
 bool liesOnDrive(const std::wstring& directory, char letter) {
-    if (letters().find(letter))
+    const char capital = capitalLetter(letter);
+    if (letters().find(capital))
         return false; // the system cannot mount what we attach
     const NoPrompts noPrompts;
     const std::wstring parent = nearestExisting(directory);
-    const std::wstring volume = volumeOf(parent);
-    if (volume.empty()) // a drive that has no volume of its own can still be told by its letter
-        return isSameText(parent.substr(0, 2), rootPath(letter).substr(0, 2));
-    return isSameText(volume, volumeOf(rootPath(letter)));
+    if (pathKind(parent) == PathKind::Missing)
+        return false; // nothing can be written where there is nothing
+    return isSameVolume(volumeOf(parent), volumeOf(rootPath(capital))) != SameVolume::No;
 }
 
 format::LetterTable& letters() {
@@ -177,7 +171,7 @@ PathKind pathKind(const std::wstring& path) {
     const std::optional<std::wstring> name = systemPath(path);
     if (!name)
         return PathKind::Missing;
-    if (name->starts_with(L"\\\\.\\"))
+    if (deviceName(path))
         return PathKind::Device;
     const DWORD attributes = GetFileAttributesW(name->c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES)

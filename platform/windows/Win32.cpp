@@ -20,6 +20,8 @@ constexpr DWORD kErrorDeviceRemoved = 1617;
 /// Folders must leave room for an 8.3 name below MAX_PATH.
 constexpr std::size_t kLongestPlainPath = MAX_PATH - 13;
 
+constexpr std::size_t kDevicePrefixLength = 4; // "\\\\.\\" or "\\\\?\\"
+
 /// One call reads no more; volumes refuse requests of odd or enormous size.
 constexpr std::size_t kLargestRead = std::size_t{64} * 1024 * 1024;
 
@@ -67,6 +69,19 @@ Error errorFromCode(DWORD code) {
     }
 }
 
+bool mayMeanRemoved(DWORD code) {
+    switch (code) {
+    case ERROR_INVALID_FUNCTION:
+    case ERROR_FILE_NOT_FOUND: // also "no such device"
+    case ERROR_BAD_COMMAND:
+    case ERROR_GEN_FAILURE:
+    case ERROR_IO_DEVICE:
+        return true;
+    default:
+        return errorFromCode(code) == Error::DeviceGone;
+    }
+}
+
 std::wstring errorWords(DWORD code) {
     wchar_t* buffer = nullptr;
     const DWORD length = FormatMessageW(
@@ -95,6 +110,27 @@ std::optional<std::wstring> systemPath(const std::wstring& path) {
     if (full.starts_with(L"\\\\"))
         return L"\\\\?\\UNC\\" + full.substr(2);
     return L"\\\\?\\" + full;
+}
+
+bool startsWithText(std::wstring_view text, std::wstring_view start) {
+    return text.size() >= start.size() &&
+           CompareStringOrdinal(text.data(), static_cast<int>(start.size()), start.data(),
+                                static_cast<int>(start.size()), TRUE) == CSTR_EQUAL;
+}
+
+std::optional<std::wstring> deviceName(const std::wstring& path) {
+    if (!path.starts_with(L"\\\\.\\") && !path.starts_with(L"\\\\?\\"))
+        return std::nullopt;
+    std::wstring name = path;
+    while (name.size() > kDevicePrefixLength && isSeparator(name.back()))
+        name.pop_back();
+    // The names that the kernel itself gives, of which the device's own is the second.
+    constexpr std::wstring_view kKernelNames = L"GLOBALROOT\\Device\\";
+    std::wstring_view own = std::wstring_view(name).substr(kDevicePrefixLength);
+    if (startsWithText(own, kKernelNames))
+        own.remove_prefix(kKernelNames.size());
+    return own.empty() || std::any_of(own.begin(), own.end(), isSeparator) ? std::nullopt
+                                                                           : std::optional(name);
 }
 
 std::wstring nearestExisting(const std::wstring& path) {

@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include <windows.h>
 
@@ -60,6 +61,9 @@ private:
 /// What an error code of the system means for a caller.
 [[nodiscard]] Error errorFromCode(DWORD code);
 
+/// Whether a device that was pulled out may have answered so. One that fails may as well.
+[[nodiscard]] bool mayMeanRemoved(DWORD code);
+
 /// The system's words for an error code.
 [[nodiscard]] std::wstring errorWords(DWORD code);
 
@@ -67,6 +71,14 @@ private:
 /// error ERROR_INVALID_NAME) when it holds a zero character, which the system would take for its
 /// end.
 [[nodiscard]] std::optional<std::wstring> systemPath(const std::wstring& path);
+
+/// In names the system makes no difference between small and capital letters.
+[[nodiscard]] bool startsWithText(std::wstring_view text, std::wstring_view start);
+
+/// The device that a path names as a whole, as the system opens it: "\\.\X:", "\\?\Volume{...}",
+/// "\\.\PhysicalDrive0", "\\?\GLOBALROOT\Device\...", with or without a separator at the end
+/// (which would make it the root folder on it). Nothing for a file or folder.
+[[nodiscard]] std::optional<std::wstring> deviceName(const std::wstring& path);
 
 /// The path itself if it exists, otherwise the nearest folder above it that does.
 [[nodiscard]] std::wstring nearestExisting(const std::wstring& path);

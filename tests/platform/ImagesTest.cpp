@@ -151,6 +151,9 @@ TEST_F(ImagesTest, TheSameFileHasTheSameLetterByAnyPath) {
     makeNtfs(dir_ / "ntfs", 8 * kMiB);
     run("ln -s ntfs " + forShell(dir_ / "link"));
     const char letter = attach("ntfs").drives.at(0).letter;
+    const auto small = static_cast<char>(letter - 'A' + 'a');
+    EXPECT_EQ(fileSystemName(small), "NTFS");
+    EXPECT_TRUE(isImageFile(wide(dir_ / "ntfs"), small));
     EXPECT_EQ(attach("link").drives.at(0).letter, letter);
     EXPECT_TRUE(isImageFile(wide(dir_ / "link"), letter));
     makeFile(dir_ / "other", kMiB);

@@ -3,12 +3,15 @@
 
 #include "platform/Device.h"
 #include "platform/Drives.h"
+#include "platform/windows/Volume.h"
+#include "platform/windows/Win32.h"
 #include "tests/platform/Tools.h"
 #include "tests/support/TempDir.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <utility>
 
 #include <windows.h>
 
@@ -50,9 +53,14 @@ TEST(WindowsDrives, AreListedAsTheSystemKnowsThem) {
     }
     EXPECT_EQ(letterOfDevice(L"d:"), 'D');
     EXPECT_EQ(letterOfDevice(L"\\\\?\\E:\\"), 'E');
+    wchar_t volume[MAX_PATH] = {};
+    ASSERT_NE(GetVolumeNameForVolumeMountPointW(L"E:\\", volume, MAX_PATH), 0);
+    EXPECT_EQ(letterOfDevice(volume), 'E');
+    EXPECT_EQ(findDrive('e')->letter, 'E');
     EXPECT_FALSE(letterOfDevice(L"Q:"));
     EXPECT_FALSE(findDrive('Q'));
     EXPECT_TRUE(liesOnDrive(L"D:\\not yet\\there", 'D'));
+    EXPECT_TRUE(liesOnDrive(L"d:\\not yet\\there", 'd'));
     EXPECT_FALSE(liesOnDrive(L"D:\\not yet\\there", 'E'));
     EXPECT_FALSE(liesOnDrive(L"C:\\windows", 'D'));
 }
@@ -63,20 +71,65 @@ TEST(WindowsDrives, AreReadRawToTheirEndAndNoFurther) {
     for (const SampleDrive& sample : kSampleDrives) {
         SCOPED_TRACE(sample.letter);
         const std::string content = contentOf(sample.image);
-        Device device;
-        ASSERT_TRUE(device.open(std::wstring(L"\\\\.\\") + wchar_t(sample.letter) + L":"));
-        EXPECT_TRUE(device.isPresent());
-        std::string bytes(content.size(), '\0');
-        EXPECT_EQ(device.readAt(0, bytes.data(), bytes.size()),
-                  static_cast<std::int64_t>(bytes.size()));
-        EXPECT_TRUE(bytes == content);
-        EXPECT_EQ(device.readAt(content.size() - kSectorBytes, bytes.data(), 2 * kSectorBytes),
-                  static_cast<std::int64_t>(kSectorBytes));
-        EXPECT_EQ(device.readAt(content.size(), bytes.data(), kSectorBytes), 0);
+        const std::wstring name = {wchar_t(sample.letter), L':'};
+        for (const std::wstring& path :
+             {L"\\\\.\\" + name, L"\\\\?\\" + name, L"\\\\.\\" + name + L"\\"}) {
+            Device device;
+            ASSERT_TRUE(device.open(path));
+            EXPECT_TRUE(device.isPresent());
+            std::string bytes(content.size(), '\0');
+            EXPECT_EQ(device.readAt(0, bytes.data(), bytes.size()),
+                      static_cast<std::int64_t>(bytes.size()));
+            EXPECT_TRUE(bytes == content);
+            EXPECT_EQ(device.readAt(content.size() - kSectorBytes, bytes.data(), 2 * kSectorBytes),
+                      static_cast<std::int64_t>(kSectorBytes));
+            EXPECT_EQ(device.readAt(content.size(), bytes.data(), kSectorBytes), 0);
+        }
     }
     Device device;
     EXPECT_FALSE(device.open(L"\\\\.\\Q:"));
     EXPECT_EQ(device.error(), Error::NotFound);
+}
+
+TEST(WindowsDevice, NamesOfWholeDevicesAreToldFromFiles) {
+    const std::pair<const wchar_t*, const wchar_t*> names[] = {
+        {L"\\\\?\\Volume{12345678-0000-0000-0000-100000000000}\\",
+         L"\\\\?\\Volume{12345678-0000-0000-0000-100000000000}"},
+        {L"\\\\.\\PhysicalDrive0", L"\\\\.\\PhysicalDrive0"},
+        {L"\\\\?\\GlobalRoot\\Device\\HarddiskVolumeShadowCopy1",
+         L"\\\\?\\GlobalRoot\\Device\\HarddiskVolumeShadowCopy1"},
+        {L"\\\\?\\GLOBALROOT\\Device\\HarddiskVolume1\\file", nullptr},
+        {L"\\\\?\\Volume{12345678-0000-0000-0000-100000000000}\\file", nullptr},
+        {L"\\\\.\\D:\\file", nullptr},
+        {L"\\\\?\\UNC\\server\\share", nullptr},
+        {L"D:\\", nullptr},
+        {L"\\\\?\\", nullptr},
+    };
+    for (const auto& [path, device] : names)
+        EXPECT_EQ(deviceName(path),
+                  device == nullptr ? std::nullopt : std::optional<std::wstring>(device));
+}
+
+TEST(WindowsDevice, ThatWasPulledOutMayAnswerAsOneThatFails) {
+    for (const long code : {ERROR_GEN_FAILURE, ERROR_IO_DEVICE, ERROR_NOT_READY})
+        EXPECT_TRUE(mayMeanRemoved(DWORD(code))) << code;
+    for (const long code : {ERROR_CRC, ERROR_SECTOR_NOT_FOUND, ERROR_NOT_SUPPORTED})
+        EXPECT_FALSE(mayMeanRemoved(DWORD(code))) << code;
+}
+
+TEST(WindowsVolume, IsTheSameAlsoByAShareAndWhenThatCannotBeRuledOut) {
+    const Volume drive{L"\\\\?\\Volume{a}\\", 0x1234, false, false};
+    const Volume nameless{L"", 0x1234, false, false}; // of a driver like those of containers
+    const Volume raw{L"\\\\?\\Volume{a}\\", 0, false, true};
+    const Volume share{L"", 0x1234, true, false};
+    EXPECT_EQ(isSameVolume({L"\\\\?\\VOLUME{A}\\", 1, false, false}, drive), SameVolume::Yes);
+    EXPECT_EQ(isSameVolume({L"\\\\?\\Volume{b}\\", 0x1234, false, false}, drive), SameVolume::No);
+    EXPECT_EQ(isSameVolume(drive, nameless), SameVolume::No);
+    EXPECT_EQ(isSameVolume(share, drive), SameVolume::Yes);
+    EXPECT_EQ(isSameVolume({L"", 0x1235, true, false}, drive), SameVolume::No);
+    EXPECT_EQ(isSameVolume({L"", 0, true, false}, drive), SameVolume::Unknown);
+    EXPECT_EQ(isSameVolume({L"", 0x1235, false, false}, drive), SameVolume::Unknown);
+    EXPECT_EQ(isSameVolume(share, raw), SameVolume::No);
 }
 
 TEST(WindowsFile, PathsMayBeAsLongAsTheyLike) {
