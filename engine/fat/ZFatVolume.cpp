@@ -24,7 +24,10 @@ constexpr int64 kMostReservedClusters = 128;
 
 bool ZFatVolume::init() {
     std::array<uint8, format::BiosParameterBlock::kBytes> sector{};
-    readSectors(0, 1, format::BiosParameterBlock::kBytes, sector.data());
+    readSectors(bootSectorByte_ / sector.size(), 1, format::BiosParameterBlock::kBytes,
+                sector.data());
+    if (bootSectorByte_ != 0)
+        addNote(VolumeNote::BackupBootSector);
     geometry_ =
         FatGeometry::derive(format::BiosParameterBlock::decode(sector), media()->sizeBytes());
     loadTable();

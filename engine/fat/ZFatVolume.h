@@ -17,6 +17,10 @@ public:
     /// `media` is opened, not owned, and outlives the calls made here.
     explicit ZFatVolume(ZCustomMedia* media) : ZVolume(media) {}
 
+    /// Has `init` read the boot sector at this byte of the media, a multiple of 512, and not at its
+    /// start. What it says about the volume still counts from the start.
+    void setBootSectorAt(uint64 byte) { bootSectorByte_ = byte; }
+
     /// Reads the boot sector and the first FAT, which stays in memory. Throws the `int` 0 when
     /// the boot sector describes no volume, else true. A volume that claims more than the media
     /// holds is used as far as the media reaches.
@@ -43,6 +47,7 @@ private:
     /// Reads `count` clusters from `first` on. What the media does not give is zero.
     void readClusters(uint32 first, uint32 count, uint8* buffer);
 
+    uint64 bootSectorByte_ = 0;
     FatGeometry geometry_;
     FatTable table_;
 };
