@@ -17,6 +17,14 @@ constexpr uint32 kLargestRecordPower = 26;
 
 } // namespace
 
+bool isSameRecord(uint16 referred, uint16 sequence, bool inUse) {
+    if (referred == 0 || referred == sequence)
+        return true;
+    // 0 is no sequence number: after the highest comes 1.
+    const auto next = static_cast<uint16>(referred + 1);
+    return !inUse && sequence == (next == 0 ? 1 : next);
+}
+
 BootSector BootSector::decode(std::span<const uint8> sector) {
     if (readLe<uint16>(sector, kEndMark) != 0xAA55)
         fail();
@@ -27,6 +35,7 @@ BootSector BootSector::decode(std::span<const uint8> sector) {
     boot.sectorsPerCluster = readLe<uint8>(sector, 0x0D);
     boot.totalSectors = readLe<uint64>(sector, 0x28);
     boot.mftLcn = readLe<uint64>(sector, 0x30);
+    boot.mftMirrorLcn = readLe<uint64>(sector, 0x38);
     boot.clustersPerRecord = readLe<int8_t>(sector, 0x40);
     return boot;
 }
@@ -78,13 +87,22 @@ FileNameValue FileNameValue::decode(std::span<const uint8> value) {
     constexpr std::size_t kNameLength = 0x40;
     constexpr std::size_t kName = 0x42;
     FileNameValue fileName;
-    fileName.parent = static_cast<int64>(readLe<uint64>(value, 0x00) & kRecordNumberMask);
+    const auto reference = readLe<uint64>(value, 0x00);
+    fileName.parent = static_cast<int64>(reference & kRecordNumberMask);
+    fileName.parentSequence = sequenceOf(reference);
+    fileName.dataSize = readLe<int64>(value, 0x38);
     fileName.nameSpace = readLe<uint8>(value, 0x41);
     const std::size_t nameBytes = std::size_t{2} * readLe<uint8>(value, kNameLength);
     if (value.size() - kName < nameBytes)
         fail();
     fileName.name = value.subspan(kName, nameBytes);
     return fileName;
+}
+
+ReparsePoint ReparsePoint::decode(std::span<const uint8> value) {
+    ReparsePoint point;
+    point.tag = readLe<uint32>(value, 0x00);
+    return point;
 }
 
 AttributeListEntry AttributeListEntry::decode(std::span<const uint8> list, std::size_t offset) {

@@ -23,6 +23,16 @@ inline constexpr int64 kFirstMappedRecord = 16;
 
 /// A record reference: the record's number in the low 48 bits, its sequence number above.
 inline constexpr uint64 kRecordNumberMask = 0x0000FFFFFFFFFFFF;
+inline constexpr unsigned kSequenceShift = 48;
+
+/// The sequence number of a record reference, 0 when it has none.
+[[nodiscard]] constexpr uint16 sequenceOf(uint64 reference) {
+    return static_cast<uint16>(reference >> kSequenceShift);
+}
+
+/// Whether a reference with sequence number `referred` means a record that has `sequence` now. A
+/// record that is freed gets the next number, so one that is free may still be the one meant.
+[[nodiscard]] bool isSameRecord(uint16 referred, uint16 sequence, bool inUse);
 
 /// Attribute types.
 inline constexpr uint32 kStandardInformation = 0x10;
@@ -30,6 +40,7 @@ inline constexpr uint32 kAttributeList = 0x20;
 inline constexpr uint32 kFileName = 0x30;
 inline constexpr uint32 kData = 0x80;
 inline constexpr uint32 kBitmap = 0xB0;
+inline constexpr uint32 kReparsePoint = 0xC0;
 inline constexpr uint32 kEndOfAttributes = 0xFFFFFFFF;
 
 /// Attribute types are multiples of this; the list entries' reach up to the second.
@@ -40,13 +51,14 @@ inline constexpr uint16 kHighestAttributeId = 0x100;
 
 /// The first sector of the volume.
 struct BootSector {
-    static constexpr std::size_t kSize = 84;     ///< As much of it as is kept.
+    static constexpr std::size_t kBytes = 512;   ///< As much of it as is looked at.
     static constexpr std::size_t kEndMark = 510; ///< u8 0x55, u8 0xAA
 
     uint16 bytesPerSector = 0;    ///< 0x0B, u16
     uint8 sectorsPerCluster = 0;  ///< 0x0D, u8; above 0x80: a power of two, see `clusterSectors`
     uint64 totalSectors = 0;      ///< 0x28, u64
     uint64 mftLcn = 0;            ///< 0x30, u64
+    uint64 mftMirrorLcn = 0;      ///< 0x38, u64; copies of the first records
     int8_t clustersPerRecord = 0; ///< 0x40, i8; below 0: records of 2^-n bytes
 
     /// Decodes the sector; one without the end mark and "NTFS" at offset 3 is the generic
@@ -64,6 +76,7 @@ struct RecordHeader {
     static constexpr std::size_t kSignature = 0x00;      ///< "FILE"
     static constexpr std::size_t kFixupOffset = 0x04;    ///< u16
     static constexpr std::size_t kFixupCount = 0x06;     ///< u16, the sequence number included
+    static constexpr std::size_t kSequence = 0x10;       ///< u16
     static constexpr std::size_t kFirstAttribute = 0x14; ///< u16
     static constexpr std::size_t kFlags = 0x16;          ///< u16
     static constexpr std::size_t kBytesInUse = 0x18;     ///< u32
@@ -79,6 +92,11 @@ struct RecordHeader {
 /// leaves it is the generic failure. Does not own the bytes.
 class AttributeHeader {
 public:
+    /// In `flags`. A method in the low byte compresses; kSparse alone does not.
+    static constexpr uint16 kCompressionMask = 0x00FF;
+    static constexpr uint16 kLznt1 = 0x0001;
+    static constexpr uint16 kEncrypted = 0x4000;
+
     AttributeHeader() = default;
     /// `offset` bytes into `record`.
     AttributeHeader(std::span<const uint8> record, std::size_t offset);
@@ -113,6 +131,7 @@ public:
 
     [[nodiscard]] uint16 runsOffset() const { return get<uint16>(0x20); }
 
+    /// The clusters of a compression unit, as a power of two.
     [[nodiscard]] uint8 compressionUnit() const { return get<uint8>(0x22); }
 
     [[nodiscard]] int64 allocatedSize() const { return get<int64>(0x28); }
@@ -139,6 +158,8 @@ private:
 struct StandardInformation {
     static constexpr std::size_t kSize = 72;
     static constexpr uint32 kDirectory = 0x10000000; ///< In `fileAttributes`.
+    /// The same: part of the content has to be fetched from a service.
+    static constexpr uint32 kRecallOnDataAccess = 0x00400000;
 
     int64 creationTime = 0;     ///< 0x00, u64
     int64 modificationTime = 0; ///< 0x08, u64
@@ -156,7 +177,9 @@ struct FileNameValue {
     /// The longest value: a name of 255 UTF-16 units.
     static constexpr std::size_t kLongest = 0x42 + 2 * 255;
 
-    int64 parent = 0;            ///< 0x00, u48 record number; the sequence number is dropped
+    int64 parent = 0;            ///< 0x00, u48 record number
+    uint16 parentSequence = 0;   ///< 0x06, u16
+    int64 dataSize = 0;          ///< 0x38, i64; often older than the file
     uint8 nameSpace = 0;         ///< 0x41, u8
     std::span<const uint8> name; ///< 0x42, UTF-16; its length in units is the u8 at 0x40
 
@@ -164,8 +187,31 @@ struct FileNameValue {
     static FileNameValue decode(std::span<const uint8> value);
 };
 
+/// Value of $REPARSE_POINT, as far as it is used: what stands behind a file's content.
+struct ReparsePoint {
+    static constexpr uint32 kPackedSystemFile = 0x80000017;
+    static constexpr uint32 kDeduplicated = 0x80000013;
+    static constexpr uint32 kArchived = 0xC0000004;
+    static constexpr uint32 kArchivedToo = 0x80000006;
+    static constexpr uint32 kCloud = 0x9000001A;
+    /// These bits of a tag number the cloud's kind.
+    static constexpr uint32 kCloudKinds = 0x0000F000;
+
+    uint32 tag = 0; ///< 0x00, u32
+
+    static ReparsePoint decode(std::span<const uint8> value);
+
+    [[nodiscard]] bool isPacked() const { return tag == kPackedSystemFile || tag == kDeduplicated; }
+
+    [[nodiscard]] bool isElsewhere() const {
+        return (tag & ~kCloudKinds) == kCloud || tag == kArchived || tag == kArchivedToo;
+    }
+};
+
 /// One entry of an $ATTRIBUTE_LIST value.
 struct AttributeListEntry {
+    static constexpr uint16 kShortest = 0x1A;
+
     uint32 type = 0;      ///< 0x00, u32
     uint16 length = 0;    ///< 0x04, u16
     uint8 nameLength = 0; ///< 0x06, u8, in UTF-16 units

@@ -57,9 +57,16 @@ bool ZNtfsVolume::init() {
 }
 
 void ZNtfsVolume::readBootSector() {
-    // The sector that follows the position of a media just opened, in the media's own size.
-    std::vector<uint8> sector(media()->sectorSize());
-    media()->read(sector.data(), 1);
+    std::vector<uint8> sector(ntfs::BootSector::kBytes);
+    if (bootSectorAt_) {
+        readSectors(*bootSectorAt_ / ntfs::BootSector::kBytes, 1, ntfs::BootSector::kBytes,
+                    sector.data());
+        addNote(VolumeNote::BackupBootSector);
+    } else {
+        // The sector that follows the position of a media just opened, in the media's own size.
+        sector.resize(media()->sectorSize());
+        media()->read(sector.data(), 1);
+    }
     bootSector_ = ntfs::BootSector::decode(sector);
 
     const uint32 bytesPerSector = bootSector_.bytesPerSector;

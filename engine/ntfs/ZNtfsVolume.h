@@ -4,6 +4,7 @@
 #include "engine/ntfs/NtfsLayout.h"
 #include "engine/ntfs/ZDatarun.h"
 
+#include <optional>
 #include <vector>
 
 namespace kova {
@@ -17,6 +18,11 @@ class ZMftRecord;
 class ZNtfsVolume : public ZVolume {
 public:
     using ZVolume::ZVolume;
+
+    /// Has `init` take the boot sector from this byte of the media, where a copy of it lies,
+    /// instead of from its position. Sectors are then 512 bytes or larger and the byte is a
+    /// multiple of 512.
+    void setBootSectorAt(uint64 byte) { bootSectorAt_ = byte; }
 
     bool init() override;
 
@@ -68,6 +74,7 @@ private:
     [[nodiscard]] uint64 heldBytes() const;
     void startSpending();
 
+    std::optional<uint64> bootSectorAt_;
     ntfs::BootSector bootSector_;
     uint32 recordCount_ = 0;
     uint32 recordSize_ = 0;

@@ -412,6 +412,27 @@ TEST(NtfsVolume, RefusesWhatIsNoVolume) {
     EXPECT_TRUE(refuses([](Image& image) { image.resize(512); }));
 }
 
+TEST(NtfsVolume, OpensByACopyOfItsBootSector) {
+    NtfsBuilder builder;
+    builder.deletedFile(30, 5, u"a", "1");
+    auto image = builder.build();
+    const std::vector<uint8> boot(image.begin(), image.begin() + 512);
+    std::fill_n(image.begin(), 8192, uint8{0});
+    image.insert(image.end(), boot.begin(), boot.end());
+    image.resize(image.size() + 4096 - 512);
+    for (const uint32 mediaSector : {512U, 4096U}) {
+        TestMedia media(image, mediaSector);
+        ZNtfsVolume volume(&media);
+        volume.setScanOptions(ScanOptions::today());
+        volume.setBootSectorAt(image.size() - 4096);
+        ASSERT_TRUE(volume.init());
+        EXPECT_THAT(volume.notes(), testing::Contains(VolumeNote::BackupBootSector));
+        ZFileTree tree;
+        volume.scan(&tree);
+        EXPECT_THAT(tree.childIds(5), ElementsAre(30));
+    }
+}
+
 TEST(NtfsVolume, CraftedSizesStayBounded) {
     // An MFT said to hold 2^52 records, all free, on a volume of 1 MiB; a file of 2^60 bytes whose
     // runs name the same clusters over and over; a hole of 2^50 clusters.
