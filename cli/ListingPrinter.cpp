@@ -2,8 +2,8 @@
 
 #include "cli/Interruption.h"
 #include "cli/JsonLine.h"
-#include "cli/counted.h"
 #include "format/WideText.h"
+#include "model/counted.h"
 #include "model/texts.h"
 
 using kova::int64;

@@ -2,7 +2,9 @@
 
 #include "cli/CommandError.h"
 #include "model/texts.h"
+#include "platform/Drives.h"
 #include "platform/File.h"
+#include "workers/writeTrial.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -44,10 +46,9 @@ OutputDirectory::OutputDirectory(const QString& path, const Source& source, bool
         path_.chop(1);
     refuseHarm(source, replaces);
     create();
-    QString reason;
-    if (!isWritable(reason))
-        throw refused(
-            QStringLiteral("the output directory \"%1\" cannot be written: %2").arg(path_, reason));
+    if (const auto refusal = tryWriting(toWide(path_)))
+        throw refused(QStringLiteral("the output directory \"%1\" cannot be written: %2")
+                          .arg(path_, toQString(refusal->words)));
 }
 
 OutputDirectory::CreatedFolders::~CreatedFolders() {
@@ -81,27 +82,4 @@ void OutputDirectory::create() {
     if (!platform::makePath(toWide(path_), &reason))
         throw refused(QStringLiteral("the output directory \"%1\" cannot be created: %2")
                           .arg(path_, toQString(reason)));
-}
-
-bool OutputDirectory::isWritable(QString& reason) const {
-    constexpr int kMostAttempts = 100;
-    for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
-        const std::wstring trial =
-            toWide(path_ + QStringLiteral("/.orvane-write-test-%1").arg(attempt));
-        platform::File file;
-        const bool created =
-            file.open(trial, static_cast<std::uint32_t>(platform::Disposition::CreateNew),
-                      platform::kGenericRead | platform::kGenericWrite);
-        if (!created && file.error() == platform::Error::Exists)
-            continue;
-        const char byte = 0;
-        const bool written = created && file.writeAt(0, &byte, sizeof byte) && file.close();
-        reason = toQString(file.errorText());
-        file.close();
-        if (created)
-            platform::removeFile(trial);
-        return written;
-    }
-    reason = QStringLiteral("every name tried exists");
-    return false;
 }

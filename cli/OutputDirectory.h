@@ -19,10 +19,6 @@ public:
     /// Without a trailing separator.
     [[nodiscard]] const QString& path() const { return path_; }
 
-    /// Whether files can be written, found out by writing one; if not, `reason` gets the system's
-    /// words.
-    [[nodiscard]] bool isWritable(QString& reason) const;
-
 private:
     /// Folders from the outermost to the innermost. Those that have stayed empty go with it.
     struct CreatedFolders {

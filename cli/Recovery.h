@@ -31,22 +31,17 @@ public:
     [[nodiscard]] ExitCode exitCode() const;
 
 private:
-    /// Why it ended.
-    enum class End { Done, Stopped, SourceGone, OutputFull, OutputUnwritable };
-
-    struct Failure {
+    /// A file and what there is to say about it.
+    struct Remark {
         QString path;
-        QString reason;
+        QString text;
     };
 
     void onRead();
-    void onFileFinished(const QString& path, bool extracted, uint processed);
-    void onFileFailed(const QString& path, RecoveryWorker::Problem problem, const QString& detail);
-    void endWith(End end);
+    void onReported(const RecoveredFile& file);
+    void stopIfAsked();
     void showProgress();
-    [[nodiscard]] QString reasonFor(const QString& path, RecoveryWorker::Problem problem,
-                                    const QString& detail) const;
-    [[nodiscard]] QString endText() const;
+    void printReasonForEnd() const;
 
     Source& source_;
     kova::ZFileTree& tree_;
@@ -54,12 +49,10 @@ private:
     RecoveryWorker worker_;
     Progress progress_;
 
-    End end_ = End::Done;
-    QString endDetail_; ///< The system's words for it.
-    std::vector<Failure> failures_;
+    RecoveryOutcome outcome_;
+    std::vector<Remark> failures_;
+    std::vector<Remark> remarks_; ///< On files that are complete.
     uint total_ = 0;
     uint processed_ = 0;
-    uint recovered_ = 0;
     QString lastName_;
-    kova::uint64 unreadableBefore_ = 0; ///< Sectors, before the current file.
 };

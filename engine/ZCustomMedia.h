@@ -74,7 +74,7 @@ public:
     [[nodiscard]] uint64 unreadableSectors() const { return unreadableSectors_; }
 
     /// Why the last open or device read failed, and the system's own words.
-    [[nodiscard]] platform::Error error() const { return error_; }
+    [[nodiscard]] virtual platform::Error error() const { return error_; }
 
     [[nodiscard]] std::wstring errorText() const { return errorText_; }
 

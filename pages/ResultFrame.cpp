@@ -8,6 +8,7 @@
 #include "platform/Drives.h"
 #include "ui_ResultFrame.h"
 #include "workers/RecoveryWorker.h"
+#include "workers/recoveryTexts.h"
 
 #include <QCursor>
 #include <QFileDialog>
@@ -297,22 +298,13 @@ void ResultFrame::watch(RecoveryWorker& worker) {
                 if (of == recoveryWorker_)
                     onRecoveryFinished(totalFiles, attemptedFiles);
             });
-    // Without the drive, or room for more, all that is left would fail: what was written before is
-    // all there will be. In the worker's thread, which alone uses the media.
-    connect(
-        &worker, &RecoveryWorker::fileFailed, &worker,
-        [of = &worker, media = media_.get()](const QString& /*path*/,
-                                             RecoveryWorker::Problem problem) {
-            if (problem == RecoveryWorker::Problem::OutputFull ||
-                media->error() == platform::Error::DeviceGone)
-                of->interrupt();
-        },
-        Qt::DirectConnection);
-    connect(&worker, &RecoveryWorker::fileFailed, this,
-            [this](const QString& /*path*/, RecoveryWorker::Problem problem) {
-                if (problem == RecoveryWorker::Problem::OutputFull && recoveryWidget_ != nullptr)
-                    recoveryWidget_->setEndReason(tr("The output drive is full"));
-            });
+    connect(&worker, &RecoveryWorker::ended, this, [this](const RecoveryOutcome& outcome) {
+        QString reason = reasonForEnd(outcome);
+        if (reason.isEmpty() || recoveryWidget_ == nullptr)
+            return;
+        reason[0] = reason[0].toUpper();
+        recoveryWidget_->setEndReason(reason);
+    });
 }
 
 void ResultFrame::onRecoveryFinished(uint totalFiles, uint attemptedFiles) {
@@ -322,10 +314,7 @@ void ResultFrame::onRecoveryFinished(uint totalFiles, uint attemptedFiles) {
         notify(tr("The recovery was stopped after %1 of %2 files")
                    .arg(attemptedFiles)
                    .arg(totalFiles));
-        return;
     }
-    if (media_->error() == platform::Error::DeviceGone)
-        recoveryWidget_->setEndReason(tr("The drive was removed"));
 }
 
 void ResultFrame::interruptRecovery() {

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <memory>
+#include <optional>
 #include <string>
 
 namespace platform {
@@ -109,6 +109,10 @@ bool makePath(const std::wstring& path, std::wstring* errorText = nullptr, Error
 
 /// Removes one file; true when it is gone.
 bool removeFile(const std::wstring& path);
+
+/// Bytes that this process may still write to the file system that `directory`, which exists, lies
+/// on; nothing when that is not told.
+[[nodiscard]] std::optional<std::uint64_t> freeSpace(const std::wstring& directory);
 
 /// The rules of the file system that `directory` lies on for the name of one file.
 struct NameRules {

@@ -1,6 +1,7 @@
 #include "workers/OutputStream.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -9,12 +10,12 @@ constexpr kova::uint32 kLongestPiece = 1U << 20;
 
 } // namespace
 
-OutputStream::OutputStream(const std::atomic<bool>& interrupted)
-    : ZFileStream(nullptr, 0, 0), interrupted_(interrupted) {}
+OutputStream::OutputStream(std::function<bool()> isToEnd)
+    : ZFileStream(nullptr, 0, 0), isToEnd_(std::move(isToEnd)) {}
 
 template <typename Operation>
 auto OutputStream::writing(Operation operation) {
-    if (interrupted_)
+    if (isToEnd_())
         throw Interrupted();
     try {
         return operation();

@@ -2,17 +2,17 @@
 
 #include "engine/ZFileStream.h"
 
-#include <atomic>
+#include <functional>
 
-/// The output file that a volume extracts into. It ends an extraction that is to stop, and
+/// The output file that a volume extracts into. It ends an extraction that is to end, and
 /// remembers whether it was the output that failed, which the volume's answer does not tell.
 class OutputStream : public kova::ZFileStream {
 public:
-    /// What a write throws once `interrupted` is set.
+    /// What a write throws once the extraction is to end.
     struct Interrupted {};
 
-    /// No file is open. `interrupted` outlives the stream.
-    explicit OutputStream(const std::atomic<bool>& interrupted);
+    /// No file is open. `isToEnd` is asked before every write.
+    explicit OutputStream(std::function<bool()> isToEnd);
 
     kova::uint64 write(const void* buffer, kova::uint32 count) override;
     kova::uint64 fill(kova::uint8 value, kova::uint32 count) override;
@@ -33,7 +33,7 @@ private:
     template <typename Piece>
     kova::uint64 inPieces(kova::uint32 count, Piece piece);
 
-    const std::atomic<bool>& interrupted_;
+    std::function<bool()> isToEnd_;
     bool failed_ = false;
     kova::int64 writtenEnd_ = 0;
 };

@@ -29,6 +29,7 @@ OutputTree::OutputTree(const std::wstring& directory, ExistingFile policy)
 void OutputTree::choose(std::wstring_view name, OutputName::Kind kind) {
     name_ = names_.safe(name, kind);
     kind_ = kind;
+    created_ = false;
     setName(name_);
 }
 

@@ -66,7 +66,7 @@ private:
     /// The last number tried for a path as chosen, so that many equal names do not each try all.
     std::unordered_map<std::wstring, unsigned> lastNumbers_;
 
-    bool created_ = false; ///< The file opened last did not exist before.
+    bool created_ = false; ///< The chosen path was created as a file.
     /// The files written so far, for `Replace`. Not their paths: on some drives different paths
     /// name one file.
     std::set<platform::FileIdentity> written_;

@@ -5,12 +5,14 @@
 #include "workers/OutputStream.h"
 #include "workers/OutputTree.h"
 #include "workers/rootNodes.h"
+#include "workers/writeTrial.h"
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
 
 #include <algorithm>
 #include <functional>
+#include <limits>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -31,7 +33,8 @@ using kova::ZTreeWalk;
 class RecoveryWorker::Run {
 public:
     explicit Run(RecoveryWorker& worker)
-        : worker_(worker), tree_(*worker.tree),
+        : worker_(worker), tree_(*worker.tree), media_(worker.vol->media()),
+          endsEarly_(worker.existingFile_ != ExistingFile::Open),
           selected_(worker.nodes.cbegin(), worker.nodes.cend()),
           output_(toWide(worker.outputDir), worker.existingFile_) {
         // The order of a set differs from run to run; the numbers that equal names get must not.
@@ -41,12 +44,10 @@ public:
     void count();
     void recover();
 
-private:
-    struct Failure {
-        Problem problem;
-        QString detail;
-    };
+    [[nodiscard]] const RecoveryOutcome& outcome() const { return outcome_; }
 
+private:
+    using End = RecoveryOutcome::End;
     using Enter = std::function<bool(const ZFileTreeNode&)>;
     using Leave = std::function<void()>;
 
@@ -54,20 +55,38 @@ private:
 
     bool enterFolder(const ZFileTreeNode& node);
     void recoverFile(const ZFileTreeNode& node);
-    std::optional<Failure> write(const ZFileTreeNode& node, OutputStream& stream);
-    std::optional<Failure> extract(const ZFileTreeNode& node, OutputStream& stream);
-    std::optional<Failure> close(OutputStream& stream);
-    void throwIfStopped();
+    void write(const ZFileTreeNode& node, OutputStream& stream, RecoveredFile& file);
+    void extract(const ZFileTreeNode& node, OutputStream& stream, RecoveredFile& file);
+    void close(OutputStream& stream, RecoveredFile& file);
+    void report(const RecoveredFile& file);
 
-    [[nodiscard]] Failure cannotCreate() const;
-    [[nodiscard]] Failure cannotWrite(const OutputStream& stream) const;
+    void throwIfStopped();
+    void endIfHopeless(const RecoveredFile& file);
+    [[noreturn]] void endWith(End end, QString detail = {});
+    void makeRoom(RecoveredFile& file);
+    [[nodiscard]] std::optional<uint64> room() const;
+    [[nodiscard]] bool mayFit(const ZFileTreeNode& node) const;
+
+    void failToCreate(RecoveredFile& file) const;
+    static void failToWrite(const OutputStream& stream, RecoveredFile& file);
+
+    [[nodiscard]] bool isSourceGone() const {
+        return media_ != nullptr && media_->error() == platform::Error::DeviceGone;
+    }
 
     [[nodiscard]] QString outputPath() const { return toQString(output_.path()); }
 
     RecoveryWorker& worker_;
     const kova::ZFileTree& tree_;
+    const kova::ZCustomMedia* media_; ///< May be null.
+    bool endsEarly_;
     std::vector<int64> selected_; ///< In ascending order.
     OutputTree output_;
+    RecoveryOutcome outcome_;
+
+    int64 smallestFile_ = std::numeric_limits<int64>::max(); ///< In bytes, empty files left out.
+    /// Where the user's share of the drive ended although the drive had room, in bytes.
+    std::optional<uint64> share_;
 };
 
 /// Calls `enter` for every selected node and all below it, `leave` after each directory for which
@@ -113,10 +132,13 @@ void RecoveryWorker::Run::count() {
             worker_.totalBytes = static_cast<int64>(static_cast<uint64>(worker_.totalBytes) +
                                                     static_cast<uint64>(node.size));
             ++worker_.totalFiles;
+            if (node.size > 0)
+                smallestFile_ = std::min(smallestFile_, node.size);
         }
         return node.isDirectory;
     };
     walk(countNode, [] {});
+    outcome_.files = worker_.totalFiles;
 }
 
 void RecoveryWorker::Run::recover() {
@@ -134,7 +156,13 @@ void RecoveryWorker::Run::throwIfStopped() {
     if (worker_.interrupted_ && !worker_.stopRequested)
         worker_.stop();
     if (worker_.stopRequested)
-        throw StoppedException();
+        endWith(End::Stopped);
+}
+
+void RecoveryWorker::Run::endWith(End end, QString detail) {
+    outcome_.end = end;
+    outcome_.detail = std::move(detail);
+    throw StoppedException();
 }
 
 bool RecoveryWorker::Run::enterFolder(const ZFileTreeNode& node) {
@@ -148,8 +176,12 @@ bool RecoveryWorker::Run::enterFolder(const ZFileTreeNode& node) {
     if (output_.enter())
         return true;
     qCDebug(recoveryLog) << "failed to create dir";
-    const Failure failure = cannotCreate();
-    emit worker_.fileFailed(outputPath(), failure.problem, failure.detail);
+    RecoveredFile folder;
+    folder.path = outputPath();
+    folder.isFolder = true;
+    failToCreate(folder);
+    report(folder);
+    endIfHopeless(folder);
     return false;
 }
 
@@ -157,41 +189,58 @@ void RecoveryWorker::Run::recoverFile(const ZFileTreeNode& node) {
     output_.choose(node.name, OutputName::Kind::File);
     qCDebug(recoveryLog).noquote().nospace() << "Recovering " << outputPath();
     emit worker_.fileStarted(outputPath(), worker_.processedFiles + 1, worker_.totalFiles);
-    OutputStream stream(worker_.interrupted_);
-    auto failure = write(node, stream);
+    OutputStream stream([this] { return worker_.interrupted_ || (endsEarly_ && isSourceGone()); });
+    RecoveredFile file;
+    file.size = node.size;
+    if (mayFit(node))
+        write(node, stream, file);
+    else
+        file.problem = Problem::OutputFull;
 
     ++worker_.processedFiles;
     const uint32 processed = worker_.processedFiles;
     const uint32 wholeProgress = processed / worker_.totalFiles; // 0 until the last file.
     emit worker_.progressChanged(wholeProgress);
     QCoreApplication::processEvents();
-    if (auto late = close(stream); late && !failure)
-        failure = std::move(late);
+    close(stream, file);
+    file.path = outputPath();
+    if (endsEarly_ && file.problem == Problem::OutputFull)
+        makeRoom(file);
 
-    if (failure)
-        emit worker_.fileFailed(outputPath(), failure->problem, failure->detail);
-    emit worker_.fileFinished(outputPath(), !failure, processed, worker_.totalFiles);
+    if (share_)
+        *share_ -= std::min(*share_, static_cast<uint64>(file.writtenBytes));
+    outcome_.add(file);
+    report(file);
+    emit worker_.fileFinished(file.path, file.isComplete(), processed, worker_.totalFiles);
+    endIfHopeless(file);
+}
+
+void RecoveryWorker::Run::report(const RecoveredFile& file) {
+    if (file.problem)
+        emit worker_.fileFailed(file.path, *file.problem, file.detail);
+    emit worker_.fileReported(file);
 }
 
 /// Creates the output file and fills it; the stream stays open.
-std::optional<RecoveryWorker::Run::Failure> RecoveryWorker::Run::write(const ZFileTreeNode& node,
-                                                                       OutputStream& stream) {
+void RecoveryWorker::Run::write(const ZFileTreeNode& node, OutputStream& stream,
+                                RecoveredFile& file) {
     if (!output_.create(stream)) {
         qCDebug(recoveryLog) << "can't open file for writing";
-        return cannotCreate();
+        failToCreate(file);
+        return;
     }
-    auto failure = extract(node, stream);
-    if (failure)
+    file.state = worker_.vol->assess(node);
+    extract(node, stream, file);
+    file.writtenBytes = std::min(stream.writtenEnd(), std::max<int64>(node.size, 0));
+    if (file.problem)
         qCDebug(recoveryLog) << "failed to recover";
     if (worker_.keepTimes_ && node.modificationTime != 0)
         stream.file().setModificationTime(node.modificationTime);
-    return failure;
 }
 
-std::optional<RecoveryWorker::Run::Failure> RecoveryWorker::Run::extract(const ZFileTreeNode& node,
-                                                                         OutputStream& stream) {
-    const kova::ZCustomMedia* media = worker_.vol->media();
-    const uint64 unreadable = media == nullptr ? 0 : media->unreadableSectors();
+void RecoveryWorker::Run::extract(const ZFileTreeNode& node, OutputStream& stream,
+                                  RecoveredFile& file) {
+    const uint64 unreadable = media_ == nullptr ? 0 : media_->unreadableSectors();
     bool extracted = false;
     try {
         extracted = worker_.vol->extract(node, &stream);
@@ -205,35 +254,94 @@ std::optional<RecoveryWorker::Run::Failure> RecoveryWorker::Run::extract(const Z
         output_.discard();
         throwIfStopped();
     }
-    if (stream.failed())
-        return cannotWrite(stream);
-    // Zeros stand in the place of what the drive does not give, all of it once it is unplugged.
-    if (media != nullptr && media->unreadableSectors() > unreadable)
-        return Failure{Problem::Unreadable, toQString(media->errorText())};
-    // Clusters that lie beyond the volume are left out.
-    if (!extracted || stream.writtenEnd() < node.size)
-        return Failure{Problem::Unreadable, {}};
-    return std::nullopt;
+    file.report = worker_.vol->extractReport();
+    if (media_ != nullptr)
+        file.unreadableSectors = media_->unreadableSectors() - unreadable;
+    if (stream.failed()) {
+        failToWrite(stream, file);
+        return;
+    }
+    // Zeros stand in the place of what the drive does not give; clusters that lie beyond the volume
+    // are left out.
+    if (!extracted || file.unreadableSectors > 0 || file.report.unreadableBytes > 0 ||
+        file.report.reason != kova::ExtractReport::Reason::None || stream.writtenEnd() < node.size)
+        file.problem = Problem::Unreadable;
+    if (file.unreadableSectors > 0 || (file.problem && isSourceGone()))
+        file.detail = toQString(media_->errorText());
 }
 
 /// Closes the output file. Some drives say only then that they could not take all of it.
-std::optional<RecoveryWorker::Run::Failure> RecoveryWorker::Run::close(OutputStream& stream) {
+void RecoveryWorker::Run::close(OutputStream& stream, RecoveredFile& file) {
     const platform::Error before = stream.file().error();
     stream.file().close();
-    if (stream.file().error() == before)
-        return std::nullopt;
-    return cannotWrite(stream);
+    if (stream.file().error() != before && !file.problem)
+        failToWrite(stream, file);
 }
 
-RecoveryWorker::Run::Failure RecoveryWorker::Run::cannotCreate() const {
+void RecoveryWorker::Run::failToCreate(RecoveredFile& file) const {
     const bool full = output_.error() == platform::Error::NoSpace;
-    return {full ? Problem::OutputFull : Problem::CannotCreate, toQString(output_.errorText())};
+    file.problem = full ? Problem::OutputFull : Problem::CannotCreate;
+    file.detail = toQString(output_.errorText());
 }
 
-RecoveryWorker::Run::Failure RecoveryWorker::Run::cannotWrite(const OutputStream& stream) const {
+void RecoveryWorker::Run::failToWrite(const OutputStream& stream, RecoveredFile& file) {
     const bool full = stream.file().error() == platform::Error::NoSpace;
-    return {full ? Problem::OutputFull : Problem::CannotWrite,
-            toQString(stream.file().errorText())};
+    file.problem = full ? Problem::OutputFull : Problem::CannotWrite;
+    file.detail = toQString(stream.file().errorText());
+}
+
+/// Removes what was written of a file that does not fit, so that smaller ones do.
+void RecoveryWorker::Run::makeRoom(RecoveredFile& file) {
+    outcome_.end = End::OutputFull;
+    output_.discard();
+    const auto written = static_cast<uint64>(std::exchange(file.writtenBytes, 0));
+    if (written == 0)
+        return;
+    // A drive with room for the file refuses it when the user's share is used up.
+    const std::optional<uint64> free = platform::freeSpace(toWide(worker_.outputDir));
+    if (free && static_cast<uint64>(file.size) <= *free)
+        share_ = written;
+}
+
+/// Bytes that a file may have to fit in; nothing when that is not known.
+std::optional<uint64> RecoveryWorker::Run::room() const {
+    const std::optional<uint64> free = platform::freeSpace(toWide(worker_.outputDir));
+    if (!share_ || !free)
+        return share_ ? share_ : free;
+    return std::min(*share_, *free);
+}
+
+/// False when a file is not worth a try, as the output is full and the file larger than its room.
+bool RecoveryWorker::Run::mayFit(const ZFileTreeNode& node) const {
+    if (outcome_.end != End::OutputFull || node.size <= 0)
+        return true;
+    const std::optional<uint64> most = room();
+    return !most || static_cast<uint64>(node.size) <= *most;
+}
+
+/// Ends the run when what went wrong with a file would go wrong with all that follow.
+void RecoveryWorker::Run::endIfHopeless(const RecoveredFile& file) {
+    if (!endsEarly_ || !file.problem)
+        return;
+    switch (*file.problem) {
+    case Problem::Unreadable:
+        if (isSourceGone())
+            endWith(End::SourceGone, file.detail);
+        break;
+    case Problem::OutputFull: {
+        const std::optional<uint64> most = room();
+        if (most && *most < static_cast<uint64>(smallestFile_))
+            endWith(End::OutputFull, file.detail);
+        break;
+    }
+    case Problem::CannotCreate:
+    case Problem::CannotWrite:
+        if (const auto refusal = tryWriting(toWide(worker_.outputDir)))
+            endWith(refusal->error == platform::Error::NoSpace ? End::OutputFull
+                                                               : End::OutputUnwritable,
+                    toQString(refusal->words));
+        break;
+    }
 }
 
 RecoveryWorker::RecoveryWorker(QObject* parent) : QObject(parent) {}
@@ -261,21 +369,25 @@ void RecoveryWorker::init(QString dir, kova::ZVolume* volume, kova::ZFileTree* f
 void RecoveryWorker::start() {
     stopRequested = false;
     emit statusChanged(QStringLiteral("Preparing"));
+    keepRootNodes(*tree, nodes);
+    qCDebug(recoveryLog).nospace() << "Have " << nodes.size() << " root nodes after filtration";
+    totalFiles = 0;
+    totalBytes = 0;
+    Run run(*this);
+    bool reachedEnd = false;
     try {
-        keepRootNodes(*tree, nodes);
-        qCDebug(recoveryLog).nospace() << "Have " << nodes.size() << " root nodes after filtration";
-        totalFiles = 0;
-        totalBytes = 0;
-        Run run(*this);
         run.count();
         emit statusChanged(QStringLiteral("Recovering"));
         processedFiles = 0;
         run.recover();
         emit progressChanged(1.0);
+        reachedEnd = true;
     } catch (const StoppedException&) {
         qCDebug(recoveryLog) << "Canceled by user";
     }
-    emit statusChanged(stopRequested ? QStringLiteral("Cancelled") : QStringLiteral("Completed"));
+    const bool completed = reachedEnd && !stopRequested;
+    emit statusChanged(completed ? QStringLiteral("Completed") : QStringLiteral("Cancelled"));
+    emit ended(run.outcome());
     emit finished(totalFiles, processedFiles);
 }
 

@@ -2,6 +2,8 @@
 
 #include "engine/ZFileTree.h"
 #include "engine/ZVolume.h"
+#include "workers/RecoveredFile.h"
+#include "workers/RecoveryOutcome.h"
 
 #include <QObject>
 #include <QSet>
@@ -14,30 +16,27 @@
 /// `init`, then `start`, which runs to the end in the thread that calls it and reports by
 /// signals. Volume and tree are not owned, and nobody else may use them meanwhile.
 ///
-/// Nothing that goes wrong with one file ends the run: it is reported and the next one follows.
+/// Nothing that goes wrong with one file ends the run: it is reported and the next one follows. It
+/// ends early, and says why, when none of those that follow could be recovered: the drive read is
+/// gone, or the output full or gone.
 class RecoveryWorker : public QObject {
     Q_OBJECT
 
 public:
-    /// Unwinds the run once a stop has been asked for.
+    /// Unwinds the run when it ends early.
     struct StoppedException {};
 
     /// What to do with an output path where something exists.
     enum class ExistingFile {
-        Open,     ///< Write over it from its start, without emptying it first.
+        Open,     ///< Write over it from its start, without emptying it first. Nothing that was
+                  ///< begun is removed, and no failure ends the run.
         KeepBoth, ///< Leave it alone and write "name (2).ext", or the first number that is free.
         Replace,  ///< Put a new file in its place. A folder, what must not be written, and what
                   ///< this run has written itself are kept, as in KeepBoth.
     };
     Q_ENUM(ExistingFile)
 
-    enum class Problem {
-        Unreadable,   ///< The volume does not give the file's data, or not all of it.
-        CannotCreate, ///< The output file or folder could not be created.
-        CannotWrite,  ///< Writing the output failed.
-        OutputFull,   ///< The output drive has no room left.
-    };
-    Q_ENUM(Problem)
+    using Problem = RecoveredFile::Problem;
 
     explicit RecoveryWorker(QObject* parent = nullptr);
 
@@ -80,6 +79,12 @@ signals:
     /// of it stays), and for a folder that could not be created, whose content is then left out.
     /// `detail` is the system's own words, if it had any.
     void fileFailed(QString path, RecoveryWorker::Problem problem, QString detail);
+
+    /// Comes before the `fileFinished` of every file, and for a folder as `fileFailed` does.
+    void fileReported(RecoveredFile file);
+
+    /// Comes before `finished`.
+    void ended(RecoveryOutcome outcome);
 
 private:
     class Run;

@@ -12,6 +12,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <sys/vfs.h>
 #include <unistd.h>
 
@@ -263,6 +264,17 @@ bool makePath(const std::wstring& path, std::wstring* errorText, Error* error) {
 bool removeFile(const std::wstring& path) {
     const std::optional<std::string> name = systemPath(path);
     return name && (::unlink(name->c_str()) == 0 || errno == ENOENT);
+}
+
+std::optional<std::uint64_t> freeSpace(const std::wstring& directory) {
+    const std::optional<std::string> path = systemPath(directory);
+
+    struct statvfs status {};
+
+    if (!path || ::statvfs(path->c_str(), &status) != 0)
+        return std::nullopt;
+    const bool isRoot = ::geteuid() == 0;
+    return std::uint64_t{isRoot ? status.f_bfree : status.f_bavail} * status.f_frsize;
 }
 
 NameRules nameRules(const std::wstring& directory) {

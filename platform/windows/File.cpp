@@ -253,6 +253,14 @@ bool removeFile(const std::wstring& path) {
     return errorFromCode(GetLastError()) == Error::NotFound;
 }
 
+std::optional<std::uint64_t> freeSpace(const std::wstring& directory) {
+    const std::optional<std::wstring> name = systemPath(directory);
+    ULARGE_INTEGER bytes{};
+    if (!name || GetDiskFreeSpaceExW(name->c_str(), &bytes, nullptr, nullptr) == 0)
+        return std::nullopt;
+    return bytes.QuadPart;
+}
+
 NameRules nameRules(const std::wstring& directory) {
     NameRules rules;
     rules.windowsNames = true;

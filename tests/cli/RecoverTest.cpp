@@ -178,7 +178,8 @@ TEST_F(RecoverTest, SaysWhatIsNotWhole) {
     EXPECT_EQ(contentOf(out / "cut.bin").substr(0, 8192), data.substr(0, 8192));
 }
 
-/// A FAT volume of a real tool with a small deleted file and one of nearly 4 GiB behind it.
+/// A FAT volume of a real tool with a small deleted file, one of nearly 4 GiB and another small
+/// one.
 class LongRecoverTest : public RecoverTest {
 protected:
     void SetUp() override {
@@ -188,7 +189,9 @@ protected:
         const std::string name = "'" + image.string() + "'";
         platform::test::run("mcopy -i " + name + " '" + (dir / "data").string() +
                             "' ::/FIRST.BIN && mcopy -i " + name + " '" + (dir / "data").string() +
-                            "' ::/SECOND.BIN && mdel -i " + name + " ::/FIRST.BIN ::/SECOND.BIN");
+                            "' ::/SECOND.BIN && mcopy -i " + name + " '" + (dir / "data").string() +
+                            "' ::/THIRD.BIN && mdel -i " + name +
+                            " ::/FIRST.BIN ::/SECOND.BIN ::/THIRD.BIN");
         std::string start(64 << 20, '\0');
         std::ifstream(image, std::ios::binary)
             .read(start.data(), static_cast<std::streamsize>(start.size()));
@@ -214,12 +217,12 @@ TEST_F(LongRecoverTest, StopsWithoutAHalfWrittenFile) {
     EXPECT_EQ(result.code, 130) << result.err;
     EXPECT_THAT(result.lines(),
                 ElementsAre("Recovered 1 file to \"" + out.string() + "\"; 0 failed.",
-                            "1 file not recovered yet."));
+                            "2 files not recovered yet."));
     EXPECT_EQ(result.err, "orvane-cli: stopped\n");
     EXPECT_THAT(filesBelow(out), ElementsAre(Pair("_IRST.BIN", small)));
 }
 
-TEST_F(LongRecoverTest, EndsWhenTheOutputIsFull) {
+TEST_F(LongRecoverTest, WritesWhatFitsWhenTheOutputIsFull) {
     const fs::path mount = dir / "small";
     fs::create_directory(mount);
     if (::mount("tmpfs", mount.c_str(), "tmpfs", 0, "size=1M") != 0)
@@ -227,11 +230,15 @@ TEST_F(LongRecoverTest, EndsWhenTheOutputIsFull) {
     out = mount / "out";
     const Result result = recover();
     EXPECT_EQ(result.code, 4);
-    EXPECT_THAT(result.out, HasSubstr("Recovered 1 file"));
-    EXPECT_THAT(result.out, HasSubstr("_ECOND.BIN: is not complete"));
-    EXPECT_THAT(result.err, HasSubstr("the output drive is full"));
-    EXPECT_EQ(contentOf(out / "_IRST.BIN"), small);
+    EXPECT_THAT(result.lines(),
+                ElementsAre("Recovered 2 files to \"" + out.string() + "\"; 1 failed.",
+                            "Failed:", HasSubstr("_ECOND.BIN: there is no room for it")));
+    EXPECT_THAT(result.err, HasSubstr("the output drive is full; make room"));
+    EXPECT_THAT(filesBelow(out), UnorderedElementsAre(Key("_IRST.BIN"), Key("_HIRD.BIN")));
+    EXPECT_TRUE(contentOf(out / "_HIRD.BIN") == small);
 
+    fs::resize_file(out / "_IRST.BIN", 0);
+    write(out / "filler", std::string(1 << 20, 'x'));
     const Result before = recover();
     EXPECT_EQ(before.code, 4) << "full from the start";
     EXPECT_THAT(before.err, HasSubstr("cannot be written"));

@@ -20,6 +20,10 @@ public:
 
     [[nodiscard]] uint64 sizeBytes() const override { return bytes_.size(); }
 
+    [[nodiscard]] platform::Error error() const override {
+        return requestsLeft_ == 0 ? platform::Error::DeviceGone : ZCustomMedia::error();
+    }
+
     void failSector(uint64 sector) { badSectors_.insert(sector); }
 
     /// Fails every request after `requests` more.

@@ -5,6 +5,7 @@
 #include "tests/platform/Tools.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestMedia.h"
+#include "workers/recoveryTexts.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -45,10 +46,15 @@ public:
     void scan(kova::ZFileTree* /*tree*/) override {}
 
     bool extract(const kova::ZFileTreeNode& node, kova::ZStream* out) override {
+        extractReport_ = reports[node.id];
         return extracts.at(node.id)(*out);
     }
 
+    kova::FileState assess(const kova::ZFileTreeNode& node) override { return states[node.id]; }
+
     std::map<int64, Extract> extracts;
+    std::map<int64, kova::ExtractReport> reports;
+    std::map<int64, kova::FileState> states;
 };
 
 void put(kova::ZStream& out, const std::string& bytes) {
@@ -81,6 +87,8 @@ protected:
                              EXPECT_EQ(processed, files.size());
                              EXPECT_GE(total, processed);
                          });
+        QObject::connect(&worker, &RecoveryWorker::ended,
+                         [this](const RecoveryOutcome& of) { outcome = of; });
         QObject::connect(&worker, &RecoveryWorker::fileFailed,
                          [this](const QString& path, Problem problem, const QString& detail) {
                              failures.emplace_back(below(path), problem);
@@ -143,6 +151,7 @@ protected:
     std::vector<std::pair<uint, uint>> finished;
     std::vector<std::pair<std::string, bool>> files;
     std::vector<std::pair<std::string, Problem>> failures;
+    RecoveryOutcome outcome;
 };
 
 TEST_F(RecoveryWorkerTest, WritesAFolderWithAllBelowItOnce) {
@@ -332,7 +341,7 @@ TEST_F(RecoveryWorkerTest, TellsAFullDriveFromOtherFailures) {
     EXPECT_EQ(contentOf(out / "2"), "fine");
 }
 
-TEST_F(RecoveryWorkerTest, ReportsEachFileWhenTheOutputFolderVanishes) {
+TEST_F(RecoveryWorkerTest, EndsWhenTheOutputFolderVanishes) {
     addFile(1, 0, L"1", "one");
     addFile(2, 0, L"2", "two");
     addFolder(3, 0, L"3");
@@ -345,12 +354,78 @@ TEST_F(RecoveryWorkerTest, ReportsEachFileWhenTheOutputFolderVanishes) {
     };
     worker.setExistingFile(ExistingFile::KeepBoth);
     recover({1, 2, 3, 5});
-    EXPECT_THAT(failures,
-                ElementsAre(Pair("2", Problem::CannotCreate), Pair("3", Problem::CannotCreate),
-                            Pair("5", Problem::CannotCreate)));
-    EXPECT_THAT(files, ElementsAre(Pair("1", true), Pair("2", false), Pair("5", false)));
-    EXPECT_THAT(finished, ElementsAre(Pair(4, 3)));
+    EXPECT_THAT(failures, ElementsAre(Pair("2", Problem::CannotCreate)));
+    EXPECT_THAT(files, ElementsAre(Pair("1", true), Pair("2", false)));
+    EXPECT_THAT(finished, ElementsAre(Pair(4, 2)));
+    EXPECT_EQ(outcome.end, RecoveryOutcome::End::OutputUnwritable);
+    EXPECT_FALSE(outcome.detail.isEmpty());
+    EXPECT_EQ(outcome.notAttempted(), 2U) << "files are counted, not folders";
     EXPECT_FALSE(fs::exists(out));
+}
+
+TEST_F(RecoveryWorkerTest, EndsWhenTheSourceIsGone) {
+    kova::test::TestMedia media(std::vector<kova::uint8>(4096, 'x'));
+    ScriptedVolume leaving(&media);
+    for (const int64 id : {1, 2, 3}) {
+        add(id, 0, std::to_wstring(id), false, 1024);
+        leaving.extracts[id] = [&media, id](kova::ZStream& stream) {
+            for (int piece = 0; piece < 2; ++piece) {
+                if (id == 2 && piece == 1)
+                    media.unplugAfter(0);
+                std::string sector(512, '-');
+                media.read(sector.data(), 1);
+                put(stream, sector);
+            }
+            return true;
+        };
+    }
+    worker.setExistingFile(ExistingFile::KeepBoth);
+    worker.init(QString::fromStdString(out.string()), &leaving, &tree, {1, 2, 3});
+    worker.start();
+    EXPECT_EQ(outcome.end, RecoveryOutcome::End::SourceGone);
+    EXPECT_THAT(files, ElementsAre(Pair("1", true), Pair("2", false)));
+    EXPECT_EQ(outcome.incomplete, 1U);
+    EXPECT_EQ(contentOf(out / "2"), std::string(512, 'x')) << "what was read before is kept";
+}
+
+/// Why a file is not complete is told, and counted, as the volume says it.
+TEST_F(RecoveryWorkerTest, TellsFilesApartByWhatTheVolumeSaysOfThem) {
+    using Reason = kova::ExtractReport::Reason;
+    using Kind = kova::FileState::Kind;
+
+    const struct {
+        kova::ExtractReport report;
+        kova::FileState state;
+        const char* remark;
+    } cases[] = {
+        {{}, {Kind::Whole, 2, 0}, ""},
+        {{.encrypted = true}, {}, "encrypted"},
+        {{}, {Kind::Partly, 5, 2}, "written over 2 of its 5 clusters"},
+        {{.reason = Reason::InCloud}, {}, "in the cloud"},
+        {{.reason = Reason::BeyondDevice, .unreadableBytes = 2}, {}, "beyond the end"},
+    };
+
+    std::vector<std::string> remarks;
+    QObject::connect(&worker, &RecoveryWorker::fileReported, [&](const RecoveredFile& file) {
+        remarks.push_back(remarkOn(file).toStdString());
+    });
+    int64 id = 0;
+    for (const auto& c : cases) {
+        ++id;
+        addFile(id, 0, std::to_wstring(id), "data");
+        volume.states[id] = c.state;
+        volume.reports[id] = c.report;
+    }
+    recover({1, 2, 3, 4, 5});
+    ASSERT_EQ(remarks.size(), std::size(cases));
+    for (std::size_t i = 0; i < remarks.size(); ++i) {
+        EXPECT_THAT(remarks[i], testing::HasSubstr(cases[i].remark));
+        EXPECT_EQ(remarks[i].empty(), *cases[i].remark == '\0');
+    }
+    EXPECT_EQ(outcome.complete, 2U);
+    EXPECT_EQ(outcome.incomplete, 3U);
+    EXPECT_EQ(outcome.encrypted, 1U);
+    EXPECT_EQ(outcome.partlyOverwritten, 1U);
 }
 
 TEST_F(RecoveryWorkerTest, ReportsWhatTheVolumeDoesNotGive) {

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "engine/ExtractReport.h"
+#include "engine/FileState.h"
+#include "engine/types.h"
+
+#include <QString>
+
+#include <optional>
+
+/// What came of one file of a recovery, or of a folder that could not be created.
+struct RecoveredFile {
+    /// Why a file is not complete.
+    enum class Problem {
+        Unreadable,   ///< The volume does not give the file's data, or not all of it.
+        CannotCreate, ///< The output file or folder could not be created.
+        CannotWrite,  ///< Writing the output failed.
+        OutputFull,   ///< The output drive has no room left for it.
+    };
+
+    QString path; ///< Where it was written, or would have been.
+    bool isFolder = false;
+    std::optional<Problem> problem;
+    QString detail;                     ///< The system's own words for the problem, if it had any.
+    kova::int64 size = 0;               ///< Bytes that it should have.
+    kova::int64 writtenBytes = 0;       ///< Of these, in the output.
+    kova::uint64 unreadableSectors = 0; ///< Zeros stand in their place.
+    kova::ExtractReport report;
+    kova::FileState state;
+
+    /// Whether other files hold some of what it was, so that what was written is not all its own.
+    [[nodiscard]] bool isOverwritten() const {
+        return state.kind == kova::FileState::Kind::Partly ||
+               state.kind == kova::FileState::Kind::Overwritten;
+    }
+
+    [[nodiscard]] bool isComplete() const { return !problem && !isOverwritten(); }
+};

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "engine/types.h"
+#include "workers/RecoveredFile.h"
+
+#include <QString>
+
+/// What came of a recovery. Files are counted, not folders.
+struct RecoveryOutcome {
+    /// Why it ended.
+    enum class End {
+        Done,             ///< All files have been attempted.
+        Stopped,          ///< The user asked for it.
+        SourceGone,       ///< The drive that is read was removed.
+        OutputFull,       ///< The output drive has no room for some of the files.
+        OutputUnwritable, ///< Nothing can be written to the output directory any more.
+    };
+
+    End end = End::Done;
+    QString detail; ///< The system's own words for the end, if it had any.
+
+    kova::uint32 files = 0;      ///< To be recovered.
+    kova::uint32 complete = 0;   ///< Written in full, and no other file's data among it.
+    kova::uint32 incomplete = 0; ///< Written in part, or other files hold some of what they were.
+    kova::uint32 failed = 0;     ///< Nothing of them was written.
+
+    kova::uint32 encrypted = 0;         ///< Of the complete and incomplete ones.
+    kova::uint32 partlyOverwritten = 0; ///< Of the incomplete ones.
+
+    kova::uint64 completeBytes = 0; ///< In the complete files.
+
+    [[nodiscard]] kova::uint32 attempted() const { return complete + incomplete + failed; }
+
+    /// Files that the run did not come to, or that were left out with their folder.
+    [[nodiscard]] kova::uint32 notAttempted() const { return files - attempted(); }
+
+    void add(const RecoveredFile& file);
+};
