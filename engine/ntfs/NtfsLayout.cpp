@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstring>
 
 namespace kova::ntfs {
@@ -47,6 +48,13 @@ uint32 BootSector::clusterSectors() const {
     return power > kHighestPower ? 0 : 1U << power;
 }
 
+void BootSector::setClusterSectors(uint32 sectors) {
+    sectorsPerCluster =
+        static_cast<uint8>(sectors <= kHighestPlainCount
+                               ? sectors
+                               : kPowerBase - static_cast<uint32>(std::countr_zero(sectors)));
+}
+
 uint32 BootSector::recordBytes(uint32 bytesPerCluster) const {
     if (clustersPerRecord >= 0) {
         const uint64 bytes = static_cast<uint64>(clustersPerRecord) * bytesPerCluster;
@@ -54,6 +62,23 @@ uint32 BootSector::recordBytes(uint32 bytesPerCluster) const {
     }
     const auto power = static_cast<uint32>(-clustersPerRecord);
     return power > kLargestRecordPower ? 0 : 1U << power;
+}
+
+bool applyTrueFixups(std::span<uint8> record) {
+    constexpr std::size_t kStride = RecordHeader::kFixupStride;
+    const std::size_t offset = readLe<uint16>(record, RecordHeader::kFixupOffset);
+    const std::size_t count = readLe<uint16>(record, RecordHeader::kFixupCount);
+    const std::size_t strides = record.size() / kStride;
+    if (count != strides + 1 || offset + 2 * count > kStride - 2)
+        return false;
+    const auto number = readLe<uint16>(record, offset);
+    for (std::size_t i = 1; i <= strides; ++i) {
+        uint8* const word = record.data() + i * kStride - sizeof(uint16);
+        if (loadLe<uint16>(word) != number)
+            return false;
+        storeLe(word, readLe<uint16>(record, offset + 2 * i));
+    }
+    return true;
 }
 
 AttributeHeader::AttributeHeader(std::span<const uint8> record, std::size_t offset) {

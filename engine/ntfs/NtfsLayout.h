@@ -17,6 +17,8 @@ using RecordBuffer = std::vector<uint8>;
 /// File records with a fixed meaning.
 inline constexpr int64 kMftRecord = 0;
 inline constexpr int64 kRootRecord = 5;
+/// The volume's own files have the records before it, the root apart.
+inline constexpr int64 kFirstUserRecord = 24;
 inline constexpr int64 kVolumeBitmapRecord = 6;
 /// Records below this lie in the first extent of the MFT, found without its run list.
 inline constexpr int64 kFirstMappedRecord = 16;
@@ -39,6 +41,7 @@ inline constexpr uint32 kStandardInformation = 0x10;
 inline constexpr uint32 kAttributeList = 0x20;
 inline constexpr uint32 kFileName = 0x30;
 inline constexpr uint32 kData = 0x80;
+inline constexpr uint32 kIndexAllocation = 0xA0;
 inline constexpr uint32 kBitmap = 0xB0;
 inline constexpr uint32 kReparsePoint = 0xC0;
 inline constexpr uint32 kEndOfAttributes = 0xFFFFFFFF;
@@ -67,6 +70,8 @@ struct BootSector {
 
     /// Sectors per cluster; 0 when the volume gives nonsense.
     [[nodiscard]] uint32 clusterSectors() const;
+    /// The byte for a number of sectors that is a power of two.
+    void setClusterSectors(uint32 sectors);
     /// Bytes per file record for clusters of `bytesPerCluster`; 0 when nonsense.
     [[nodiscard]] uint32 recordBytes(uint32 bytesPerCluster) const;
 };
@@ -76,11 +81,13 @@ struct RecordHeader {
     static constexpr std::size_t kSignature = 0x00;      ///< "FILE"
     static constexpr std::size_t kFixupOffset = 0x04;    ///< u16
     static constexpr std::size_t kFixupCount = 0x06;     ///< u16, the sequence number included
-    static constexpr std::size_t kSequence = 0x10;       ///< u16
+    static constexpr std::size_t kSequence = 0x10;       ///< u16, counts the uses of the record
     static constexpr std::size_t kFirstAttribute = 0x14; ///< u16
     static constexpr std::size_t kFlags = 0x16;          ///< u16
     static constexpr std::size_t kBytesInUse = 0x18;     ///< u32
+    static constexpr std::size_t kBytesAllocated = 0x1C; ///< u32, the size of the record
     static constexpr std::size_t kBaseRecord = 0x20;     ///< u64, 0 in a base record
+    static constexpr std::size_t kNumber = 0x2C;         ///< u32, since Windows XP
 
     static constexpr uint16 kInUse = 0x0001;
     static constexpr uint16 kDirectory = 0x0002;
@@ -88,10 +95,24 @@ struct RecordHeader {
     static constexpr std::size_t kFixupStride = 512;
 };
 
+/// Offsets into a block of an index, of a folder for one.
+struct IndexBlock {
+    static constexpr std::size_t kSignature = 0x00;   ///< "INDX"
+    static constexpr std::size_t kVcn = 0x10;         ///< u64, of the block in its index
+    static constexpr std::size_t kHeaderBytes = 0x18; ///< Up to the header of its entries.
+};
+
+/// Puts the fixups of a record or block of whole strides in place. False when they do not agree
+/// with the words that they stand for, as in what was torn, or is no record at all.
+[[nodiscard]] bool applyTrueFixups(std::span<uint8> record);
+
 /// One attribute in a record buffer. Reads every field from the buffer with a check; one that
 /// leaves it is the generic failure. Does not own the bytes.
 class AttributeHeader {
 public:
+    /// Bytes of the fields that every attribute has.
+    static constexpr std::size_t kShortest = 0x10;
+
     /// In `flags`. A method in the low byte compresses; kSparse alone does not.
     static constexpr uint16 kCompressionMask = 0x00FF;
     static constexpr uint16 kLznt1 = 0x0001;

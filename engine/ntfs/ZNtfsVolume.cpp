@@ -26,26 +26,6 @@ constexpr uint64 kMostRecords = std::numeric_limits<uint32>::max();
 /// What is taken for the size of a volume that does not tell.
 constexpr uint64 kUnknownSize = uint64{1} << 44;
 
-/// Applies the fixups; see `ZNtfsVolume::readMftRecord`.
-bool applyFixups(ntfs::RecordBuffer& record) {
-    const auto inUse = readLe<uint32>(record, RecordHeader::kBytesInUse);
-    if (inUse > record.size() || readLe<uint16>(record, RecordHeader::kFirstAttribute) > inUse)
-        fail();
-    if (std::memcmp(record.data() + RecordHeader::kSignature, "FILE", 4) != 0)
-        fail();
-    constexpr std::size_t kStride = RecordHeader::kFixupStride;
-    const auto strides = static_cast<uint16>(readLe<uint16>(record, RecordHeader::kFixupCount) - 1);
-    if (record.size() / kStride != strides)
-        return false;
-    const std::size_t fixups = readLe<uint16>(record, RecordHeader::kFixupOffset);
-    for (std::size_t i = 0; i < strides; ++i) {
-        // The words replaced are not compared: a torn record still tells most of its file.
-        const auto word = readLe<uint16>(record, fixups + 2 * (i + 1));
-        storeLe<uint16>(record.data() + kStride * (i + 1) - 2, word);
-    }
-    return true;
-}
-
 } // namespace
 
 bool ZNtfsVolume::init() {
@@ -67,8 +47,11 @@ void ZNtfsVolume::readBootSector() {
         sector.resize(media()->sectorSize());
         media()->read(sector.data(), 1);
     }
-    bootSector_ = ntfs::BootSector::decode(sector);
+    useGeometry(ntfs::BootSector::decode(sector));
+}
 
+void ZNtfsVolume::useGeometry(const ntfs::BootSector& boot) {
+    bootSector_ = boot;
     const uint32 bytesPerSector = bootSector_.bytesPerSector;
     const uint64 clusterBytes = uint64{bootSector_.clusterSectors()} * bytesPerSector;
     if (clusterBytes == 0 || clusterBytes > std::numeric_limits<uint32>::max() / 2)
@@ -166,6 +149,25 @@ int64 ZNtfsVolume::lcnOfMft(int64 vcn) const {
     return ZDatarun::NotFound;
 }
 
+bool ZNtfsVolume::applyFixups(ntfs::RecordBuffer& record) {
+    const auto inUse = readLe<uint32>(record, RecordHeader::kBytesInUse);
+    if (inUse > record.size() || readLe<uint16>(record, RecordHeader::kFirstAttribute) > inUse)
+        fail();
+    if (std::memcmp(record.data() + RecordHeader::kSignature, "FILE", 4) != 0)
+        fail();
+    constexpr std::size_t kStride = RecordHeader::kFixupStride;
+    const auto strides = static_cast<uint16>(readLe<uint16>(record, RecordHeader::kFixupCount) - 1);
+    if (record.size() / kStride != strides)
+        return false;
+    const std::size_t fixups = readLe<uint16>(record, RecordHeader::kFixupOffset);
+    for (std::size_t i = 0; i < strides; ++i) {
+        // The words replaced are not compared: a torn record still tells most of its file.
+        const auto word = readLe<uint16>(record, fixups + 2 * (i + 1));
+        storeLe<uint16>(record.data() + kStride * (i + 1) - 2, word);
+    }
+    return true;
+}
+
 bool ZNtfsVolume::readMftRecord(int64 number, ntfs::RecordBuffer& buffer, bool viaRunList) {
     if (number < 0)
         fail();
@@ -233,6 +235,47 @@ bool ZNtfsVolume::processRecord(ZFileTree& tree, int64 number, bool onlyDirector
         return true;
     } catch (...) {
         return false;
+    }
+}
+
+ClusterLayout ZNtfsVolume::clusterLayout() const {
+    return {0, bytesPerCluster_, std::min(totalClusters_, heldBytes() / bytesPerCluster_)};
+}
+
+bool ZNtfsVolume::isInUse(uint64 index) const {
+    const uint64 byte = index / 8;
+    return byte < volumeBitmap_.size() && ((volumeBitmap_[byte] >> (index % 8)) & 1) != 0;
+}
+
+std::vector<ByteRange> ZNtfsVolume::placeOf(const ZFileTreeNode& node) {
+    std::vector<ByteRange> place;
+    try {
+        startSpending();
+        ZMftRecord record(this, node.id);
+        ZAttribute* data = record.findData();
+        if (data == nullptr || data->isResident())
+            return {};
+        auto left = static_cast<uint64>(std::max<int64>(data->dataSize(), 0));
+        std::vector<ZDatarun> runs;
+        for (std::size_t i = 0; i < data->partCount() && left > 0; ++i) {
+            const auto& header = data->part(i).header;
+            if ((header.flags() & ntfs::AttributeHeader::kCompressionMask) != 0 ||
+                !ZDatarun::decode(bytesPerCluster_, header, runs))
+                return {};
+            for (const ZDatarun& run : runs) {
+                if (run.length == 0 || run.lcn == ZDatarun::NotMapped)
+                    continue;
+                if (run.lcn < 0 || left == 0)
+                    return {};
+                const uint64 bytes =
+                    std::min(left, static_cast<uint64>(run.length) * bytesPerCluster_);
+                place.push_back({static_cast<uint64>(run.lcn) * bytesPerCluster_, bytes});
+                left -= bytes;
+            }
+        }
+        return left == 0 ? place : std::vector<ByteRange>{};
+    } catch (...) {
+        return {};
     }
 }
 

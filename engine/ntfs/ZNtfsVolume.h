@@ -42,7 +42,7 @@ public:
     /// Reads one file record into `buffer` and applies its fixups; false when they do not fit the
     /// record's size and were left alone. The record's cluster is found through the run list of
     /// the MFT, or, without `viaRunList`, from the MFT's first cluster on.
-    bool readMftRecord(int64 number, ntfs::RecordBuffer& buffer, bool viaRunList);
+    virtual bool readMftRecord(int64 number, ntfs::RecordBuffer& buffer, bool viaRunList);
 
     /// Whether a record is found through the run list.
     [[nodiscard]] static bool needsRunList(int64 number) {
@@ -53,6 +53,10 @@ public:
     void readClusters(int64 lcn, uint32 count, std::vector<uint8>& buffer);
     /// The same into a buffer that has room for them.
     void readClusters(int64 lcn, uint32 count, uint8* buffer);
+
+    [[nodiscard]] ClusterLayout clusterLayout() const override;
+    [[nodiscard]] bool isInUse(uint64 index) const override;
+    [[nodiscard]] std::vector<ByteRange> placeOf(const ZFileTreeNode& node) override;
 
     [[nodiscard]] uint64 totalClusters() const { return totalClusters_; }
 
@@ -67,12 +71,21 @@ public:
     /// lets the same clusters or records be asked for over and over is the generic failure.
     void spend(uint64 bytes);
 
-private:
+protected:
+    /// Takes cluster and record sizes from a boot sector; nonsense is the generic failure.
+    void useGeometry(const ntfs::BootSector& boot);
+
+    void setRecordCount(uint32 records) { recordCount_ = records; }
+
+    /// Applies the fixups of a record just read; see `readMftRecord`.
+    static bool applyFixups(ntfs::RecordBuffer& record);
     bool processRecord(ZFileTree& tree, int64 number, bool onlyDirectories);
+    void startSpending();
+
+private:
     [[nodiscard]] bool isAllocated(uint32 number) const;
     [[nodiscard]] int64 lcnOfMft(int64 vcn) const;
     [[nodiscard]] uint64 heldBytes() const;
-    void startSpending();
 
     std::optional<uint64> bootSectorAt_;
     ntfs::BootSector bootSector_;

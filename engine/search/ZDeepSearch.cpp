@@ -1,0 +1,305 @@
+#include "engine/search/ZDeepSearch.h"
+
+#include "engine/ntfs/ZNtfsVolume.h"
+#include "engine/search/BlockFinder.h"
+#include "engine/search/remnants/NtfsRecordFinder.h"
+#include "engine/search/remnants/NtfsRemnants.h"
+
+#include <algorithm>
+#include <future>
+#include <optional>
+#include <set>
+#include <unordered_map>
+#include <unordered_set>
+
+namespace kova {
+
+namespace {
+
+/// Bytes read at once.
+constexpr uint64 kRequestBytes = uint64{4} << 20;
+/// The pass takes this share of the progress.
+constexpr double kPassShare = 0.9;
+/// Bytes behind an MFT that may be held for its growth.
+constexpr uint64 kMftReserve = uint64{4} << 20;
+
+/// Ids of what was found: the volume it belongs to, counted from 1, above the id that it has there.
+constexpr int kVolumeShift = 56;
+constexpr std::size_t kMostVolumes = 127;
+constexpr int64 kInnerMask = (int64{1} << kVolumeShift) - 1;
+/// Stands for the id of a volume's folder of orphans, which is negative.
+constexpr int64 kInnerLostFolder = int64{1} << (kVolumeShift - 1);
+
+int64 outerId(std::size_t volume, int64 inner) {
+    const int64 id = inner == kLostFolder ? kInnerLostFolder : inner;
+    return (static_cast<int64>(volume + 1) << kVolumeShift) | (id & kInnerMask);
+}
+
+/// Ids of the nodes that are files worth showing, and of all folders above them.
+std::unordered_set<int64> withFolders(const ZFileTree& tree, const std::vector<int64>& files) {
+    std::unordered_set<int64> kept;
+    for (int64 id : files) {
+        // Ends at what is kept already, so that a circle ends too.
+        while (kept.insert(id).second) {
+            const ZFileTreeNode* node = tree.find(id);
+            if (node == nullptr)
+                break;
+            id = node->parentId;
+        }
+    }
+    return kept;
+}
+
+} // namespace
+
+/// The order in which a search reads: from end to end, in stretches that are no live file's.
+class ZDeepSearch::Pass {
+public:
+    Pass(const ZDeepSearch& search, uint64 mediaBytes)
+        : search_(search), clusters_(search.clusterLayout()), end_(mediaBytes) {}
+
+    /// The next stretch, at most `kRequestBytes` with what may be looked at ahead; nothing at the
+    /// end.
+    std::optional<ByteRange> next(uint64 from) const {
+        while (from < end_ && !isToRead(from))
+            from = blockEnd(from);
+        if (from >= end_)
+            return std::nullopt;
+        const uint64 most = std::min(end_, from + kRequestBytes + BlockFinder::kLookAhead);
+        uint64 to = from;
+        while (to < most && isToRead(to))
+            to = blockEnd(to);
+        return ByteRange{from, std::min(to, most) - from};
+    }
+
+private:
+    [[nodiscard]] bool isInClusters(uint64 byte) const {
+        return clusters_.bytes != 0 && byte >= clusters_.start && byte < clusters_.end();
+    }
+
+    [[nodiscard]] bool isToRead(uint64 byte) const {
+        if (search_.search_.whole || !isInClusters(byte))
+            return true;
+        if (byte >= search_.alsoRead_.start && byte < search_.alsoRead_.end())
+            return true;
+        return !search_.isInUse((byte - clusters_.start) / clusters_.bytes);
+    }
+
+    /// The end of the cluster that holds the byte, or of what lies around the clusters.
+    [[nodiscard]] uint64 blockEnd(uint64 byte) const {
+        if (isInClusters(byte))
+            return std::min(end_,
+                            byte + clusters_.bytes - (byte - clusters_.start) % clusters_.bytes);
+        return clusters_.bytes != 0 && byte < clusters_.start ? std::min(end_, clusters_.start)
+                                                              : end_;
+    }
+
+    const ZDeepSearch& search_;
+    ClusterLayout clusters_;
+    uint64 end_;
+};
+
+ZDeepSearch::ZDeepSearch(ZCustomMedia* media, std::unique_ptr<ZVolume> today, SearchOptions search)
+    : ZVolume(media), today_(std::move(today)), search_(search) {
+    setScanOptions(ScanOptions::today());
+    if (!today_)
+        return;
+    for (const VolumeNote note : today_->notes())
+        addNote(note);
+}
+
+ZDeepSearch::~ZDeepSearch() = default;
+
+bool ZDeepSearch::init() {
+    return true;
+}
+
+void ZDeepSearch::scan(ZFileTree* tree) {
+    if (!today_ && tree->find(tree->rootId) == nullptr) {
+        ZFileTreeNode root;
+        root.parentId = kNoParent;
+        root.isDirectory = true;
+        root.exists = true;
+        tree->insert(root);
+    }
+    NtfsRecordFinder ntfs;
+    std::vector<BlockFinder*> finders;
+    if (search_.remnants)
+        finders.push_back(&ntfs);
+    std::vector<ByteRange> ownRecords;
+    if (dynamic_cast<ZNtfsVolume*>(today_.get()) != nullptr) {
+        ZFileTreeNode mft;
+        mft.id = ntfs::kMftRecord;
+        ownRecords = today_->placeOf(mft);
+        // A new MFT holds clusters that it has not filled yet, often in the place of the old one.
+        if (!ownRecords.empty())
+            alsoRead_ = {ownRecords.back().end(), kMftReserve};
+    }
+    readAll(finders);
+
+    for (FormerVolume& former : NtfsRemnants(ntfs, ownRecords).volumes(*media()))
+        add(std::move(former), *tree);
+    setProgress(1.0);
+}
+
+/// Reads the drive and shows it to the finders, which look while the next stretch is read. False
+/// when it was stopped.
+bool ZDeepSearch::readAll(const std::vector<BlockFinder*>& finders) {
+    const uint32 sectorBytes = media()->sectorSize();
+    const uint64 mediaBytes = sectorBytes == 0 ? 0 : media()->sizeBytes();
+    const Pass pass(*this, mediaBytes);
+    status_ = {0, mediaBytes, {}};
+
+    std::vector<uint8> looked;
+    std::vector<uint8> read;
+    std::vector<std::future<void>> looking; // Ends before the buffers do.
+    const auto finish = [&] {
+        for (std::future<void>& one : looking)
+            one.get();
+        looking.clear();
+        status_.found.clear();
+        for (const BlockFinder* finder : finders)
+            status_.found.emplace_back(finder->name(), finder->found());
+    };
+    for (auto area = pass.next(0); area; area = pass.next(status_.searched)) {
+        const auto sectors = static_cast<uint32>(area->length / sectorBytes);
+        read.resize(static_cast<std::size_t>(sectors) * sectorBytes);
+        media()->seek(area->start / sectorBytes);
+        media()->read(read.data(), sectors);
+        finish();
+        std::swap(looked, read);
+        const auto fresh = static_cast<std::size_t>(std::min<uint64>(looked.size(), kRequestBytes));
+        for (BlockFinder* finder : finders)
+            looking.push_back(
+                std::async(std::launch::async, [&looked, finder, start = area->start, fresh] {
+                    finder->look(start, looked, fresh);
+                }));
+        status_.searched = area->start + std::max<uint64>(fresh, sectorBytes);
+        const double share = static_cast<double>(std::min(status_.searched, mediaBytes)) /
+                             static_cast<double>(mediaBytes);
+        if (!setProgress(share * kPassShare)) {
+            finish();
+            return false;
+        }
+    }
+    finish();
+    return true;
+}
+
+/// Adds what a former volume holds to the tree, in a folder of its own, unless it is there.
+void ZDeepSearch::add(FormerVolume former, ZFileTree& tree) {
+    if (former_.size() == kMostVolumes)
+        return;
+    ZFileTree own;
+    former.volume->scan(&own);
+    std::vector<int64> files;
+    for (const auto& [id, node] : own.allNodes()) {
+        if (!node.isDirectory)
+            files.push_back(id);
+    }
+    if (files.empty())
+        return;
+
+    const std::size_t number = former_.size();
+    ZFileTreeNode folder;
+    folder.id = outerId(number, own.rootId);
+    folder.parentId = tree.rootId;
+    folder.name = former.title;
+    folder.isDirectory = true;
+    tree.insert(folder);
+    const auto kept = withFolders(own, files);
+    if (kept.contains(kLostFolder)) {
+        folder.id = outerId(number, kLostFolder);
+        folder.parentId = outerId(number, own.rootId);
+        folder.name = L"Files with unknown path";
+        tree.insert(folder);
+    }
+    for (const auto& [id, node] : own.allNodes()) {
+        if (id == own.rootId || !kept.contains(id))
+            continue;
+        ZFileTreeNode outer = node;
+        outer.id = outerId(number, id);
+        outer.parentId = outerId(number, node.parentId);
+        outer.exists = false; // Live in a file system that is gone.
+        tree.insert(std::move(outer));
+    }
+    former_.push_back(std::move(former));
+}
+
+ZDeepSearch::Owner ZDeepSearch::ownerOf(const ZFileTreeNode& node) const {
+    const auto volume = static_cast<std::size_t>(node.id < 0 ? 0 : node.id >> kVolumeShift);
+    Owner owner{today_.get(), node};
+    if (volume > 0) {
+        owner.volume = volume <= former_.size() ? former_[volume - 1].volume.get() : nullptr;
+        owner.node.id = node.id & kInnerMask;
+        owner.node.parentId = node.parentId & kInnerMask;
+    }
+    return owner;
+}
+
+bool ZDeepSearch::extract(const ZFileTreeNode& node, ZStream* out) {
+    extractReport_ = {};
+    const Owner owner = ownerOf(node);
+    if (owner.volume == nullptr) {
+        setShortfall(ExtractReport::Reason::NoData);
+        return false;
+    }
+    if (owner.volume != today_.get() && assess(node).kind == FileState::Kind::Overwritten) {
+        setShortfall(ExtractReport::Reason::Overwritten);
+        return false;
+    }
+    const bool extracted = owner.volume->extract(owner.node, out);
+    extractReport_ = owner.volume->extractReport();
+    return extracted;
+}
+
+FileState ZDeepSearch::assess(const ZFileTreeNode& node) {
+    const Owner owner = ownerOf(node);
+    if (owner.volume == nullptr)
+        return {};
+    FileState state = owner.volume->assess(owner.node);
+    if (owner.volume == today_.get())
+        return state;
+    const std::vector<ByteRange> place = owner.volume->placeOf(owner.node);
+    return place.empty() ? state : stateOf(place);
+}
+
+/// How much of a place live files hold now.
+FileState ZDeepSearch::stateOf(const std::vector<ByteRange>& place) const {
+    const ClusterLayout clusters = clusterLayout();
+    FileState state;
+    if (clusters.bytes == 0)
+        return state;
+    for (const ByteRange& range : place) {
+        // Counted in today's clusters, those too that the place only touches: a part of it is gone
+        // with them.
+        const uint64 begin = std::max(range.start, clusters.start) - clusters.start;
+        const uint64 end = std::max(range.end(), clusters.start) - clusters.start;
+        for (uint64 i = begin / clusters.bytes; i * clusters.bytes < end; ++i) {
+            ++state.clusters;
+            if (i < clusters.count && isInUse(i))
+                ++state.taken;
+        }
+    }
+    if (state.clusters == 0)
+        return state;
+    state.kind = state.taken == 0                ? FileState::Kind::Whole
+                 : state.taken == state.clusters ? FileState::Kind::Overwritten
+                                                 : FileState::Kind::Partly;
+    return state;
+}
+
+ClusterLayout ZDeepSearch::clusterLayout() const {
+    return today_ ? today_->clusterLayout() : ClusterLayout{};
+}
+
+bool ZDeepSearch::isInUse(uint64 index) const {
+    return today_ && today_->isInUse(index);
+}
+
+std::vector<ByteRange> ZDeepSearch::placeOf(const ZFileTreeNode& node) {
+    const Owner owner = ownerOf(node);
+    return owner.volume == nullptr ? std::vector<ByteRange>{} : owner.volume->placeOf(owner.node);
+}
+
+} // namespace kova

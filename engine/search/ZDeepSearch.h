@@ -1,0 +1,74 @@
+#pragma once
+
+#include "engine/search/FormerVolume.h"
+#include "engine/search/SearchOptions.h"
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace kova {
+
+class BlockFinder;
+
+/// A search of a whole drive for what its file system does not lead to any more, and the volume
+/// that gives out what was found, and what today's file system holds too.
+///
+/// `scan` adds to a tree, which today's volume may have filled before. It reads the drive once from
+/// end to end, but for the clusters that live files hold, in large requests, and all that is found
+/// lies in folders of its own below the root. What is stopped keeps what it has found until then.
+class ZDeepSearch : public ZVolume {
+public:
+    /// How far a search has come.
+    struct Status {
+        uint64 searched = 0; ///< Bytes.
+        uint64 toSearch = 0; ///< Bytes of all that is to be looked at.
+        /// What has been found so far, by kind, in a fixed order.
+        std::vector<std::pair<std::wstring, uint64>> found;
+    };
+
+    /// `media` is opened, not owned, and outlives this. `today` is the volume on it, initialised,
+    /// or null when there is none.
+    ZDeepSearch(ZCustomMedia* media, std::unique_ptr<ZVolume> today, SearchOptions search = {});
+    ~ZDeepSearch() override;
+
+    /// Nothing is to be read.
+    bool init() override;
+
+    /// Searches, and adds to `tree` what has been found. A false answer of the progress callback
+    /// ends the reading.
+    void scan(ZFileTree* tree) override;
+
+    bool extract(const ZFileTreeNode& node, ZStream* out) override;
+
+    [[nodiscard]] FileState assess(const ZFileTreeNode& node) override;
+    [[nodiscard]] ClusterLayout clusterLayout() const override;
+    [[nodiscard]] bool isInUse(uint64 index) const override;
+    [[nodiscard]] std::vector<ByteRange> placeOf(const ZFileTreeNode& node) override;
+
+    /// May be asked while `scan` runs, from its callback.
+    [[nodiscard]] const Status& status() const { return status_; }
+
+private:
+    class Pass;
+
+    /// The volume that a node belongs to, and the node as that volume knows it.
+    struct Owner {
+        ZVolume* volume = nullptr;
+        ZFileTreeNode node;
+    };
+
+    [[nodiscard]] Owner ownerOf(const ZFileTreeNode& node) const;
+    bool readAll(const std::vector<BlockFinder*>& finders);
+    void add(FormerVolume former, ZFileTree& tree);
+    [[nodiscard]] FileState stateOf(const std::vector<ByteRange>& place) const;
+
+    std::unique_ptr<ZVolume> today_;
+    SearchOptions search_;
+    std::vector<FormerVolume> former_;
+    Status status_;
+    ByteRange alsoRead_; ///< Held by the file system itself, but to be looked at.
+};
+
+} // namespace kova
