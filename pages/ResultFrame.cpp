@@ -1,54 +1,68 @@
 #include "pages/ResultFrame.h"
 
+#include "engine/ZMemoryStream.h"
 #include "model/FileModel.h"
 #include "model/NameDelegate.h"
 #include "model/texts.h"
+#include "pages/BusyCursor.h"
+#include "pages/NameColumnHeader.h"
 #include "pages/RecoveryWidget.h"
-#include "platform/ChildProcess.h"
 #include "platform/Drives.h"
 #include "ui_ResultFrame.h"
 #include "workers/RecoveryWorker.h"
 #include "workers/recoveryTexts.h"
 
 #include <QCursor>
+#include <QDebug>
 #include <QFileDialog>
-#include <QFontMetrics>
-#include <QHeaderView>
 #include <QItemSelectionModel>
 #include <QMenu>
 #include <QMessageBox>
 
+#include <chrono>
 #include <unordered_set>
 #include <utility>
 #include <vector>
 
 namespace {
 
+/// The largest file that is previewed, in bytes.
+constexpr kova::uint64 kMostPreviewedBytes = 20971520;
+
+/// A drive that fails may take forever over a file; the window waits no longer.
+constexpr auto kMostReadingTime = std::chrono::seconds(10);
+
 /// "C:" at the end of "\\.\C:".
 constexpr int kDrivePrefixLength = 2;
 
-/// Gives sizes and dates the room they need, so that names have all the rest.
-void fitColumns(QHeaderView& header) {
-    const QFontMetrics metrics = header.fontMetrics();
-    const QString longestSize = formatSize(kova::int64{999} * 1024 * 1024);
-    const QString longestDate = QStringLiteral("30 MMM 2000 00:00");
-    const auto widthOf = [&](const QString& text) {
-        return metrics.horizontalAdvance(text + QStringLiteral("MM"));
-    };
-    header.setMinimumSectionSize(widthOf(longestSize));
-    header.resizeSection(1, widthOf(longestSize));
-    header.resizeSection(2, widthOf(longestDate));
-}
+/// Lets nobody wait for a drive for long: reading from `media` throws from some time on.
+class ReadingTime {
+public:
+    explicit ReadingTime(kova::ZCustomMedia& media) : media_(media) {
+        media_.setReadHook([end = std::chrono::steady_clock::now() + kMostReadingTime] {
+            if (std::chrono::steady_clock::now() > end)
+                throw 0;
+        });
+    }
+
+    ReadingTime(const ReadingTime&) = delete;
+    ReadingTime& operator=(const ReadingTime&) = delete;
+
+    ~ReadingTime() { media_.setReadHook({}); }
+
+private:
+    kova::ZCustomMedia& media_;
+};
 
 } // namespace
 
 ResultFrame::ResultFrame(QWidget* parent)
-    : QWidget(parent), ui(std::make_unique<Ui::ResultFrame>()), playerTimer(new QTimer(this)),
-      decoderProgram_(platform::decoderProgram()) {
+    : QWidget(parent), ui(std::make_unique<Ui::ResultFrame>()), header_(new NameColumnHeader) {
     ui->setupUi(this);
     setFocusProxy(ui->tree);
     ui->tree
         ->lower(); // Before its siblings, also for who looks for the first that takes the focus.
+    ui->tree->setHeader(header_);
     ui->tree->setItemDelegate(new NameDelegate(ui->tree));
     ui->cmbView->hide();
     chooseDirectory_ = [this](const QString& start) {
@@ -58,7 +72,6 @@ ResultFrame::ResultFrame(QWidget* parent)
     };
     connect(ui->tree, &QTreeView::clicked, this, &ResultFrame::onItemClicked);
     connect(ui->horSplitter, &QSplitter::splitterMoved, this, &ResultFrame::onHorSplitterMoved);
-    setUpPlayer();
 
     recoverAction_ = new QAction(tr("Recover the file(s)..."), this);
     asTextAction_ = new QAction(tr("as text"), this);
@@ -74,7 +87,10 @@ ResultFrame::ResultFrame(QWidget* parent)
 
 ResultFrame::~ResultFrame() {
     cleanup();
-    ui->textPreview->setDocument(nullptr); // Back to one of its own.
+}
+
+void ResultFrame::setDecoderProgram(std::wstring path) {
+    ui->previewStack->setDecoderProgram(std::move(path));
 }
 
 void ResultFrame::setDirectoryChooser(DirectoryChooser chooser) {
@@ -108,11 +124,7 @@ void ResultFrame::init(kova::ZVolume* newVolume, kova::ZFileTree* newTree) {
     // The view is painted while a recovery reads the tree in another thread.
     tree->settle();
     ui->tree->setModel(new FileModel(tree.get()));
-    QHeaderView* header = ui->tree->header();
-    header->setSectionResizeMode(QHeaderView::Interactive);
-    header->setSectionResizeMode(0, QHeaderView::Stretch);
-    header->setStretchLastSection(false);
-    fitColumns(*header);
+    header_->fitColumns();
 }
 
 /// A list with gaps looks like any other.
@@ -333,4 +345,105 @@ void ResultFrame::stopRecovery() {
     recoveryThread_->wait();
     recoveryThread_.clear();
     media_->setReadHook({});
+}
+
+void ResultFrame::onItemClicked(QModelIndex index) {
+    if (prepareForPreview(index))
+        previewFile(getPreviewType(previewName));
+}
+
+bool ResultFrame::prepareForPreview(QModelIndex index) {
+    // A recovery reads the volume in another thread.
+    if (isRecovering() || (index == lastPreviewedIndex && lastPreviewedModel_ != nullptr) ||
+        !isPreviewEnabled())
+        return false;
+    lastPreviewedIndex = index;
+    lastPreviewedModel_ = index.model();
+    try {
+        previewStop();
+        ui->previewStack->setFile(readForPreview(index));
+        return true;
+    } catch (const QString& reason) {
+        previewError(reason);
+    } catch (...) {
+        previewError(tr("An error has occurred while trying to preview the file"));
+    }
+    return false;
+}
+
+std::vector<kova::uint8> ResultFrame::readForPreview(const QModelIndex& index) {
+    const auto* model = qobject_cast<const FileModel*>(ui->tree->model());
+    const kova::ZFileTreeNode* node = model == nullptr ? nullptr : model->nodeFromIndex(index);
+    if (node == nullptr || node->isDirectory || volume == nullptr)
+        throw tr("Please, select a file");
+    previewName = toQString(node->name);
+    qDebug() << "Previewing:" << previewName;
+    if (static_cast<kova::uint64>(node->size) > kMostPreviewedBytes)
+        throw tr("Preview system doesn't support files larger than ") +
+            formatSize(kMostPreviewedBytes);
+    const BusyCursor busy;
+    const ReadingTime limited(*media_);
+    kova::ZMemoryStream stream;
+    // What a drive that was removed no longer gave is zeros, and no content of the file.
+    if (!volume->extract(*node, &stream) || media_->error() == platform::Error::DeviceGone)
+        throw tr("Can't recover file for preview");
+    if (stream.bytes().empty())
+        throw tr("The file is empty");
+    return std::move(stream.bytes());
+}
+
+PreviewType::T ResultFrame::getPreviewType(const QString& fileName) {
+    return previewTypeOf(fileName);
+}
+
+void ResultFrame::previewFile(PreviewType::T type) {
+    ui->previewStack->showAs(type);
+}
+
+void ResultFrame::previewText() {
+    ui->previewStack->showText();
+}
+
+void ResultFrame::previewImage() {
+    ui->previewStack->showPicture();
+}
+
+void ResultFrame::previewSound() {
+    ui->previewStack->showSound();
+}
+
+void ResultFrame::previewError(const QString& message) {
+    ui->previewStack->showMessage(message);
+}
+
+void ResultFrame::previewStop() {
+    ui->previewStack->clear();
+}
+
+bool ResultFrame::isPreviewEnabled() {
+    return ui->previewStack->hasRoom();
+}
+
+void ResultFrame::onHorSplitterMoved() {
+    ui->previewStack->fitPicture();
+}
+
+void ResultFrame::playerPlay() {
+    ui->previewStack->player().play();
+}
+
+void ResultFrame::playerStop() {
+    ui->previewStack->player().stop();
+}
+
+void ResultFrame::playerSetState(bool playing) {
+    ui->previewStack->player().setPlaying(playing);
+}
+
+void ResultFrame::playerOnTimer() {
+    ui->previewStack->player().follow();
+}
+
+void ResultFrame::playerSetPos() {
+    ui->previewStack->player().seek();
 }

@@ -4,17 +4,12 @@
 #include "engine/ZFileTree.h"
 #include "engine/ZVolume.h"
 #include "pages/PreviewType.h"
-#include "pages/SoundLibrary.h"
-#include "pages/SoundStream.h"
 
 #include <QAction>
 #include <QModelIndex>
-#include <QPixmap>
 #include <QPointer>
 #include <QSet>
-#include <QTextDocument>
 #include <QThread>
-#include <QTimer>
 #include <QWidget>
 
 #include <atomic>
@@ -27,13 +22,14 @@ namespace Ui {
 class ResultFrame;
 } // namespace Ui
 
+class NameColumnHeader;
 class RecoveryWidget;
 class RecoveryWorker;
 
 /// Shows what a scan found, previews the file that is clicked and recovers what is selected.
 ///
-/// A preview is made while the click is handled: the file is read into memory and, for a picture
-/// or a sound, handed to the decoder process. Nothing that is in the file leaves the page unusable.
+/// A preview is made while the click is handled: the file is read into memory and shown by the
+/// `PreviewPane`. The slots that say how only lead there.
 ///
 /// A recovery runs in a thread of its own and reads the volume and the tree, which the page owns;
 /// they are not freed before that thread has ended. Meanwhile the page only reads what a settled
@@ -64,7 +60,7 @@ public:
     void setDirectoryChooser(DirectoryChooser chooser);
 
     /// The program that decodes pictures; the one beside this program unless set.
-    void setDecoderProgram(std::wstring path) { decoderProgram_ = std::move(path); }
+    void setDecoderProgram(std::wstring path);
 
 public slots:
     /// Takes both over, with the volume's media, and shows the tree. Without a volume, as when a
@@ -108,12 +104,7 @@ private slots:
     void playerOnTimer();
     void playerSetPos();
 
-protected:
-    void resizeEvent(QResizeEvent* event) override;
-
 private:
-    void setUpPlayer();
-    void rewind();
     /// The content of the file behind `index`; throws the message that says why there is none.
     [[nodiscard]] std::vector<kova::uint8> readForPreview(const QModelIndex& index);
 
@@ -130,6 +121,7 @@ private:
     void interruptRecovery();
 
     std::unique_ptr<Ui::ResultFrame> ui;
+    NameColumnHeader* header_; ///< The tree's, which owns it.
     QAction* recoverAction_;
     QAction* asTextAction_;
     QAction* asSoundAction_;
@@ -140,20 +132,10 @@ private:
     std::unique_ptr<kova::ZCustomMedia> media_;
     std::unique_ptr<kova::ZFileTree> tree;
 
-    SoundLibrary soundLibrary_;
-    SoundStream soundStream_;
-    QTimer* playerTimer; ///< Runs while the slider follows the sound.
-
-    std::vector<kova::uint8> previewData; ///< All of the file read last.
-    /// What the stream was made of, once previewData is another file.
-    std::vector<kova::uint8> streamData_;
-    QString previewName;   ///< Of the file that was asked for last.
-    QPixmap previewPixmap; ///< The thumbnail, in its own size.
-    std::unique_ptr<QTextDocument> previewDocument_;
+    QString previewName; ///< Of the file that was asked for last.
     QModelIndex lastPreviewedIndex;
     /// Null when the model of that index is gone: another one may have come to its address.
     QPointer<const QAbstractItemModel> lastPreviewedModel_;
-    std::wstring decoderProgram_;
 
     QString lastOutputDir; ///< The last one accepted.
     DirectoryChooser chooseDirectory_;
