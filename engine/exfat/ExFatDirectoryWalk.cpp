@@ -1,0 +1,317 @@
+#include "engine/exfat/ExFatDirectoryWalk.h"
+
+#include "format/WideText.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace kova {
+
+namespace {
+
+using exfat::DirectoryEntry;
+using exfat::StreamEntry;
+
+constexpr std::size_t kEntryBytes = DirectoryEntry::kBytes;
+
+/// Bytes of a folder read at once: few folders are longer than the least, and one ends at its
+/// first unused entry, however large its clusters are.
+constexpr uint64 kLeastPiece = 32 * 1024;
+constexpr uint64 kMostPiece = 1024 * 1024;
+
+/// Clusters of a deleted folder that others have taken, in a row, before the rest is given up.
+constexpr uint32 kMostTakenInARow = 16;
+
+/// Bytes that are read of a cluster to see whether it continues a folder: a whole set and more.
+constexpr uint64 kProbeBytes = 16 * 1024;
+/// Clusters that are looked into for where a folder goes on, and that are passed on the way.
+constexpr int kMostProbes = 64;
+constexpr int kMostPassed = 65536;
+
+constexpr double kWalkShare = 0.98;
+
+/// Whether all entries, up to the first unused one, are of types that folders have.
+bool looksClean(std::span<const uint8> entries) {
+    for (std::size_t at = 0; at < entries.size(); at += kEntryBytes) {
+        const DirectoryEntry entry(entries.data() + at);
+        if (entry.type() == DirectoryEntry::kEnd)
+            return true;
+        if (!entry.isDefined())
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
+ExFatDirectoryWalk::ExFatDirectoryWalk(ZExFatVolume& volume, ZFileTree& tree)
+    : volume_(volume), geometry_(volume.geometry_), tree_(tree),
+      parser_(volume.geometry_, volume.upcase_), read_(std::size_t{geometry_.lastCluster} + 1) {}
+
+void ExFatDirectoryWalk::run() {
+    Folder root;
+    root.id = ExFatPlaces::kRootId;
+    root.nextCluster = geometry_.rootCluster;
+    root.clustersLeft = geometry_.clustersFor(exfat::kLargestFolder);
+    root.share = kWalkShare;
+    live_.push_back(std::move(root));
+    while (!stopped_) {
+        std::optional<Folder> folder = takeFolder();
+        if (!folder)
+            break;
+        walk(std::move(*folder));
+    }
+}
+
+/// The folder to be walked next; nothing when all has been.
+std::optional<ExFatDirectoryWalk::Folder> ExFatDirectoryWalk::takeFolder() {
+    std::optional<Folder> folder;
+    while (!folder) {
+        if (!live_.empty()) {
+            folder = std::move(live_.front());
+            live_.pop_front();
+        } else if (!deleted_.empty()) {
+            folder = deleted_.top();
+            deleted_.pop();
+        } else if (!torn_.empty()) {
+            folder = mend(torn_.front());
+            torn_.pop_front();
+        } else {
+            break;
+        }
+    }
+    return folder;
+}
+
+void ExFatDirectoryWalk::walk(Folder folder) {
+    Piece piece;
+    uint64 pieceBytes = kLeastPiece;
+    bool ended = false;
+    std::vector<uint8> entries = std::move(folder.rest);
+    while (!ended && !stopped_ && nextPiece(folder, piece)) {
+        const auto now = static_cast<std::size_t>(std::min(pieceBytes, piece.bytes - piece.read));
+        const std::size_t before = entries.size();
+        entries.resize(before + now);
+        const auto fresh = std::span(entries).subspan(before);
+        volume_.readCluster(piece.first, piece.read, fresh);
+        piece.read += now;
+        pieceBytes = std::min(2 * pieceBytes, kMostPiece);
+        ended = takeEntries(folder, entries, looksClean(fresh), true);
+        advance(0);
+    }
+    const double share = folder.share / static_cast<double>(subfolders_.size() + 1);
+    for (Folder& subfolder : subfolders_) {
+        subfolder.share = share;
+        if (subfolder.isDeleted)
+            deleted_.push(std::move(subfolder));
+        else
+            live_.push_back(std::move(subfolder));
+    }
+    subfolders_.clear();
+    advance(share);
+    if (ended || stopped_)
+        return;
+    if (folder.lastCluster == 0) // Nothing of it was there.
+        return;
+    folder.rest = std::move(entries);
+    folder.share = 0;
+    torn_.push_back(std::move(folder));
+}
+
+bool ExFatDirectoryWalk::mayRead(uint64 cluster, bool isDeleted) const {
+    return geometry_.contains(cluster) && !read_[cluster] &&
+           !(isDeleted && volume_.bitmap_.isUsed(static_cast<uint32>(cluster)));
+}
+
+/// Puts the next clusters of the folder that follow each other in hand, unless there is something
+/// left of those before; false at the end.
+bool ExFatDirectoryWalk::nextPiece(Folder& folder, Piece& piece) {
+    if (piece.read < piece.bytes)
+        return true;
+    uint64 cluster = folder.nextCluster;
+    for (uint32 taken = 0; folder.isDeleted && folder.noFatChain && folder.clustersLeft > 0 &&
+                           taken < kMostTakenInARow && !mayRead(cluster, true);
+         ++taken, ++cluster)
+        --folder.clustersLeft;
+    piece = {static_cast<uint32>(cluster), 0, 0};
+    while (folder.clustersLeft > 0 && piece.bytes < kMostPiece &&
+           mayRead(cluster, folder.isDeleted)) {
+        read_[cluster] = true;
+        --folder.clustersLeft;
+        folder.lastCluster = static_cast<uint32>(cluster);
+        piece.bytes += geometry_.clusterBytes;
+        const uint64 next =
+            folder.noFatChain ? cluster + 1 : volume_.table_.entry(static_cast<uint32>(cluster));
+        folder.nextCluster = static_cast<uint32>(next);
+        if (next != cluster + 1)
+            break;
+        cluster = next;
+    }
+    return piece.bytes != 0;
+}
+
+/// Takes the sets out of `entries`, but for one that goes on behind them; true when the folder
+/// ends here.
+bool ExFatDirectoryWalk::takeEntries(Folder& folder, std::vector<uint8>& entries, bool isClean,
+                                     bool goesOn) {
+    ExFatSetParser::Wanted wanted;
+    wanted.liveFiles = folder.isDeleted;
+    wanted.damaged = isClean; // What has been written over looks like many things.
+    std::span<const uint8> left = entries;
+    bool ended = false;
+    while (left.size() >= kEntryBytes && !ended) {
+        ended = isClean && DirectoryEntry(left.data()).type() == DirectoryEntry::kEnd;
+        if (ended)
+            break;
+        ExFatSetParser::Result result = parser_.parse(left, goesOn, wanted);
+        if (result.entries == 0)
+            break;
+        left = left.subspan(result.entries * kEntryBytes);
+        if (result.file)
+            takeFile(folder, std::move(*result.file));
+    }
+    entries.erase(entries.begin(), entries.end() - static_cast<std::ptrdiff_t>(left.size()));
+    return ended;
+}
+
+void ExFatDirectoryWalk::takeFile(Folder& folder, ExFatFile file) {
+    const StreamEntry& stream = file.stream;
+    if (!file.hasFileEntry && continues(stream.firstCluster, {}))
+        file.file.attributes |= exfat::FileEntry::kDirectory; // Its content says what it was.
+    const bool isFolder = file.isFolder();
+    if (stream.dataLength > geometry_.heapBytes() || (file.inUse && !folder.isDeleted && !isFolder))
+        return;
+    ZFileTreeNode node;
+    node.parentId = folder.id;
+    node.name = format::wideFromUtf16(file.name);
+    node.isDirectory = isFolder;
+    node.exists = file.inUse && isFolder;
+    node.attributes = file.file.attributes;
+    node.creationTime = file.file.creationTime;
+    node.modificationTime = file.file.modificationTime;
+    node.accessTime = file.file.accessTime;
+    if (!isFolder)
+        node.size = static_cast<int64>(stream.dataLength);
+
+    ExFatPlace place;
+    place.firstCluster = stream.firstCluster;
+    place.noFatChain = stream.noFatChain();
+    place.dataLength = stream.dataLength;
+    place.validLength = std::min(stream.validLength, stream.dataLength);
+    place.creationTime = node.creationTime;
+    node.id = volume_.places_.add(place);
+    if (stream.dataLength != 0 && geometry_.contains(stream.firstCluster)) {
+        const uint64 end =
+            stream.firstCluster + (place.noFatChain ? geometry_.clustersFor(stream.dataLength) : 1);
+        folder.filesEnd = static_cast<uint32>(std::min<uint64>(end, geometry_.lastCluster));
+    }
+    if (isFolder)
+        takeSubfolder(folder, file, std::move(node));
+    else
+        store(std::move(node));
+}
+
+void ExFatDirectoryWalk::takeSubfolder(Folder& folder, const ExFatFile& file, ZFileTreeNode node) {
+    const StreamEntry& stream = file.stream;
+    Folder subfolder;
+    subfolder.id = node.id;
+    subfolder.noFatChain = stream.noFatChain();
+    subfolder.nextCluster = stream.firstCluster;
+    subfolder.clustersLeft =
+        geometry_.clustersFor(std::min(stream.dataLength, exfat::kLargestFolder));
+    subfolder.creationTime = node.creationTime;
+    const bool isFree = geometry_.contains(stream.firstCluster) && volume_.bitmap_.isKnown() &&
+                        !volume_.bitmap_.isUsed(stream.firstCluster);
+    subfolder.isDeleted = !file.inUse || folder.isDeleted || isFree;
+    subfolders_.push_back(std::move(subfolder));
+    if (node.exists) {
+        const int64 id = node.id;
+        waiting_.emplace(id, std::move(node));
+    } else {
+        store(std::move(node));
+    }
+}
+
+/// Stores a node, and the live folders above it that are not stored yet.
+void ExFatDirectoryWalk::store(ZFileTreeNode node) {
+    const int64 id = node.id;
+    int64 parentId = node.parentId;
+    tree_.insert(std::move(node));
+    if (tree_.find(id) == nullptr)
+        return; // The filter does not want it.
+    for (auto above = waiting_.find(parentId); above != waiting_.end();
+         above = waiting_.find(parentId)) {
+        parentId = above->second.parentId;
+        tree_.insert(std::move(above->second));
+        waiting_.erase(above);
+    }
+}
+
+/// Finds where a folder goes on that ended without an unused entry. Nothing when it does not;
+/// what was left of its last set has then been taken.
+std::optional<ExFatDirectoryWalk::Folder> ExFatDirectoryWalk::mend(Folder& torn) {
+    std::optional<uint32> next;
+    if (const uint32 chained = volume_.table_.entry(torn.lastCluster); continues(chained, torn))
+        next = chained;
+    if (!next && torn.filesEnd != 0)
+        next = searchFrom(torn.filesEnd, torn); // Folders grow where files are being written.
+    if (!next)
+        next = searchFrom(uint64{torn.lastCluster} + 1, torn);
+    if (!next) {
+        takeEntries(torn, torn.rest, true, false);
+        if (subfolders_.empty())
+            return std::nullopt;
+        // Only to have them walked.
+        torn.clustersLeft = 0;
+        torn.lastCluster = 0;
+        torn.rest.clear();
+        return std::move(torn);
+    }
+    torn.isDeleted = torn.isDeleted || volume_.bitmap_.isKnown();
+    torn.noFatChain = false;
+    torn.nextCluster = *next;
+    torn.clustersLeft = geometry_.clustersFor(exfat::kLargestFolder);
+    return std::move(torn);
+}
+
+std::optional<uint32> ExFatDirectoryWalk::searchFrom(uint64 cluster, const Folder& torn) {
+    const ClusterRanges& claimed = volume_.places_.claimed();
+    int probes = 0;
+    for (int passed = 0; passed < kMostPassed && probes < kMostProbes; ++passed, ++cluster) {
+        cluster = claimed.pastRange(cluster);
+        if (cluster > geometry_.lastCluster)
+            break;
+        if (!mayRead(cluster, true))
+            continue;
+        ++probes;
+        if (continues(static_cast<uint32>(cluster), torn))
+            return static_cast<uint32>(cluster);
+    }
+    return std::nullopt;
+}
+
+/// Whether a free cluster looks like the next one of the folder: the set that is torn at the end
+/// of the last one is whole with what stands here, or an intact set begins here.
+bool ExFatDirectoryWalk::continues(uint32 cluster, const Folder& torn) {
+    if (!mayRead(cluster, true))
+        return false;
+    std::vector<uint8> entries = torn.rest;
+    const auto probed = static_cast<std::size_t>(std::min<uint64>(
+        std::max<uint64>(kProbeBytes, geometry_.sectorBytes), geometry_.clusterBytes));
+    entries.resize(torn.rest.size() + probed);
+    const auto fresh = std::span(entries).subspan(torn.rest.size());
+    volume_.readCluster(cluster, 0, fresh);
+    if (!looksClean(fresh))
+        return false;
+    ExFatSetParser::Wanted wanted;
+    wanted.liveFiles = true;
+    const ExFatSetParser::Result result = parser_.parse(entries, false, wanted);
+    return result.file && result.file->isIntact;
+}
+
+void ExFatDirectoryWalk::advance(double share) {
+    progress_ += share;
+    stopped_ = !volume_.setProgress(std::min(progress_, kWalkShare)) || stopped_;
+}
+
+} // namespace kova

@@ -1,0 +1,163 @@
+#include "engine/exfat/ExFatLayout.h"
+
+#include "format/DosTime.h"
+#include "format/FileTime.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace kova::exfat {
+
+namespace {
+
+constexpr std::string_view kSystemId = "EXFAT   ";
+constexpr std::size_t kSystemIdOffset = 3;
+constexpr std::size_t kEndMark = 510; // u16
+constexpr uint16 kEndMarkValue = 0xAA55;
+constexpr std::size_t kVolumeFlags = 106;  // u16
+constexpr std::size_t kPercentInUse = 112; // u8
+
+/// The largest cluster has 32 MiB.
+constexpr uint32 kLargestClusterShift = 25;
+constexpr uint8 kMostFats = 2;
+
+constexpr std::size_t kSetChecksum = 2; // u16, in the file entry
+
+/// A time as an entry holds it: a DOS time (low half) and date, up to two seconds more in steps
+/// of 10 ms, and, in steps of a quarter of an hour, how far its clock was ahead of UTC.
+int64 fileTime(uint32 stamp, uint8 tenMilliseconds, uint8 utcOffset) {
+    constexpr uint8 kMostTenMilliseconds = 199;
+    constexpr uint8 kOffsetIsValid = 0x80;
+    constexpr int64 kOffsetStep = int64{15} * 60 * format::kFileTimeTicksPerSecond;
+    constexpr int kOffsetValues = 0x80;
+    int64 time =
+        format::fileTimeFromDos(static_cast<uint16>(stamp >> 16U), static_cast<uint16>(stamp));
+    if (time == 0)
+        return 0;
+    if (tenMilliseconds <= kMostTenMilliseconds)
+        time += 10 * format::kFileTimeTicksPerMillisecond * tenMilliseconds;
+    if ((utcOffset & kOffsetIsValid) != 0) {
+        int quarters = utcOffset & (kOffsetValues - 1);
+        if (quarters >= kOffsetValues / 2)
+            quarters -= kOffsetValues;
+        time -= kOffsetStep * quarters;
+    }
+    return time;
+}
+
+} // namespace
+
+std::optional<BootSector> BootSector::decode(std::span<const uint8, kBytes> sector) {
+    const uint8* const bytes = sector.data();
+    if (!std::equal(kSystemId.begin(), kSystemId.end(), bytes + kSystemIdOffset,
+                    [](char c, uint8 byte) { return static_cast<char>(byte) == c; }) ||
+        loadLe<uint16>(bytes + kEndMark) != kEndMarkValue)
+        return std::nullopt;
+    BootSector boot;
+    boot.volumeSectors = loadLe<uint64>(bytes + 72);
+    boot.fatSector = loadLe<uint32>(bytes + 80);
+    boot.fatSectors = loadLe<uint32>(bytes + 84);
+    boot.heapSector = loadLe<uint32>(bytes + 88);
+    boot.clusterCount = loadLe<uint32>(bytes + 92);
+    boot.rootCluster = loadLe<uint32>(bytes + 96);
+    boot.volumeFlags = loadLe<uint16>(bytes + kVolumeFlags);
+    boot.sectorShift = bytes[108];
+    boot.clusterShift = bytes[109];
+    boot.fatCount = bytes[110];
+    const uint64 fatsEnd = boot.fatSector + uint64{boot.fatSectors} * boot.fatCount;
+    const bool couldExist =
+        boot.sectorShift >= kSmallestSectorShift && boot.sectorShift <= kLargestSectorShift &&
+        boot.clusterShift <= kLargestClusterShift - boot.sectorShift && boot.fatCount != 0 &&
+        boot.fatCount <= kMostFats && boot.fatSectors != 0 &&
+        boot.fatSector >= 2 * kRegionSectors && boot.heapSector >= fatsEnd &&
+        boot.clusterCount != 0 && boot.clusterCount < kLargestCluster &&
+        boot.rootCluster >= kFirstCluster && boot.rootCluster - kFirstCluster < boot.clusterCount;
+    return couldExist ? std::optional(boot) : std::nullopt;
+}
+
+bool isRegionWhole(std::span<const uint8> region, uint32 sectorBytes) {
+    if (region.size() != std::size_t{sectorBytes} * BootSector::kRegionSectors)
+        return false;
+    const std::size_t summed = region.size() - sectorBytes;
+    uint32 sum = 0;
+    for (std::size_t i = 0; i < summed; ++i) {
+        if (i != kVolumeFlags && i != kVolumeFlags + 1 && i != kPercentInUse)
+            sum = (sum >> 1 | sum << 31) + region[i];
+    }
+    for (std::size_t at = summed; at < region.size(); at += sizeof sum) {
+        if (loadLe<uint32>(region.data() + at) != sum)
+            return false;
+    }
+    return true;
+}
+
+bool DirectoryEntry::isDefined() const {
+    if (type() == kEnd)
+        return true;
+    switch (kind()) {
+    case kBitmap:
+    case kUpcaseTable:
+    case 0x03: // the volume's label
+    case kFile:
+    case 0x20: // the volume's GUID
+    case 0x21: // padding of TexFAT
+    case kStream:
+    case kName:
+    case 0x60: // vendors' own
+    case 0x61:
+    case 0x62: // access control of Windows CE
+        return true;
+    default:
+        return false;
+    }
+}
+
+FileEntry FileEntry::decode(DirectoryEntry entry) {
+    const uint8* const bytes = entry.bytes();
+    FileEntry file;
+    file.secondaryCount = bytes[1];
+    file.checksum = loadLe<uint16>(bytes + kSetChecksum);
+    file.attributes = loadLe<uint16>(bytes + 4);
+    file.creationTime = fileTime(loadLe<uint32>(bytes + 8), bytes[20], bytes[22]);
+    file.modificationTime = fileTime(loadLe<uint32>(bytes + 12), bytes[21], bytes[23]);
+    file.accessTime = fileTime(loadLe<uint32>(bytes + 16), 0, bytes[24]);
+    return file;
+}
+
+StreamEntry StreamEntry::decode(DirectoryEntry entry) {
+    const uint8* const bytes = entry.bytes();
+    StreamEntry stream;
+    stream.flags = bytes[1];
+    stream.nameLength = bytes[3];
+    stream.nameHash = loadLe<uint16>(bytes + 4);
+    stream.validLength = loadLe<uint64>(bytes + 8);
+    stream.firstCluster = loadLe<uint32>(bytes + 20);
+    stream.dataLength = loadLe<uint64>(bytes + 24);
+    stream.reservedIsZero =
+        bytes[2] == 0 && loadLe<uint16>(bytes + 6) == 0 && loadLe<uint32>(bytes + 16) == 0;
+    return stream;
+}
+
+uint16 setChecksum(std::span<const uint8> set) {
+    uint32 sum = 0;
+    for (std::size_t i = 0; i < set.size(); ++i) {
+        if (i == kSetChecksum || i == kSetChecksum + 1)
+            continue;
+        const bool isType = i % DirectoryEntry::kBytes == 0;
+        const uint32 byte = isType ? set[i] | uint32{DirectoryEntry::kInUse} : set[i];
+        sum = ((sum >> 1 | sum << 15) + byte) & 0xFFFFU;
+    }
+    return static_cast<uint16>(sum);
+}
+
+TableEntry TableEntry::decode(DirectoryEntry entry) {
+    const uint8* const bytes = entry.bytes();
+    TableEntry table;
+    table.isSecond = (bytes[1] & 1U) != 0;
+    table.checksum = loadLe<uint32>(bytes + 4);
+    table.firstCluster = loadLe<uint32>(bytes + 20);
+    table.bytes = loadLe<uint64>(bytes + 24);
+    return table;
+}
+
+} // namespace kova::exfat

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "engine/IdTable.h"
+#include "engine/exfat/ClusterRanges.h"
+#include "engine/exfat/ExFatGeometry.h"
+
+#include <cstddef>
+#include <vector>
+
+namespace kova {
+
+/// Where a deleted file or folder says that its content lies.
+struct ExFatPlace {
+    uint32 firstCluster = 0;
+    bool noFatChain = false; ///< Its clusters follow each other.
+    /// A file that was made later lay on some of the same clusters before it was deleted too.
+    bool inDoubt = false;
+    uint64 dataLength = 0;
+    uint64 validLength = 0; ///< Bytes that were written, at most `dataLength`.
+    int64 creationTime = 0; ///< FILETIME.
+};
+
+/// The places of all nodes of a scan, and the ids by which they are found.
+///
+/// The id is the first cluster for the first node that names it. Others that name the same one,
+/// and those without a cluster (empty files), get ids from 2^32 on, which is no cluster, in the
+/// order in which they are found. The root is 0.
+class ExFatPlaces {
+public:
+    explicit ExFatPlaces(const ExFatGeometry& geometry) : geometry_(geometry) {}
+
+    static constexpr int64 kRootId = 0;
+
+    /// Keeps a place and returns its id.
+    int64 add(const ExFatPlace& place);
+
+    /// The place of a node, null when there is none.
+    [[nodiscard]] const ExFatPlace* find(int64 id) const;
+
+    /// The clusters that are known to have been of what was deleted: all of a place whose clusters
+    /// follow each other, the first of another one.
+    [[nodiscard]] const ClusterRanges& claimed();
+
+    /// Marks the places in doubt, once all are there.
+    void settleDoubts();
+
+private:
+    static constexpr int64 kFirstOwnId = int64{1} << 32;
+
+    [[nodiscard]] uint64 knownClusters(const ExFatPlace& place) const;
+
+    const ExFatGeometry& geometry_;
+    std::vector<ExFatPlace> places_;
+    IdTable<std::size_t> indexes_; ///< By id: one more than the place's index.
+    int64 nextOwnId_ = kFirstOwnId;
+    ClusterRanges claimed_;
+    std::size_t claimedPlaces_ = 0; ///< The places that `claimed_` covers already.
+    bool doubtsSettled_ = false;
+};
+
+} // namespace kova
