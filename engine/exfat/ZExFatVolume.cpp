@@ -240,6 +240,33 @@ uint64 ZExFatVolume::deliver(const ExFatExtents& extents, uint64 bytes, ZStream&
     return done;
 }
 
+ClusterLayout ZExFatVolume::clusterLayout() const {
+    if (geometry_.sectorBytes == 0)
+        return {};
+    return {geometry_.heapSector * geometry_.sectorBytes, geometry_.clusterBytes,
+            uint64{geometry_.lastCluster} + 1 - exfat::kFirstCluster};
+}
+
+bool ZExFatVolume::isInUse(uint64 index) const {
+    const uint64 cluster = index + exfat::kFirstCluster;
+    return geometry_.contains(cluster) && bitmap_.isUsed(static_cast<uint32>(cluster));
+}
+
+std::vector<ByteRange> ZExFatVolume::placeOf(const ZFileTreeNode& node) {
+    std::vector<ByteRange> ranges;
+    const ExFatPlace* const place = places_.find(node.id);
+    if (place == nullptr || node.isDirectory)
+        return ranges;
+    uint64 left = place->dataLength;
+    const ExFatExtents extents = extentsOf(*place);
+    for (const ExFatExtents::Run& run : extents.runs()) {
+        const uint64 bytes = std::min(left, run.count * geometry_.clusterBytes);
+        ranges.push_back({geometry_.offsetOf(run.first), bytes});
+        left -= bytes;
+    }
+    return ranges;
+}
+
 FileState ZExFatVolume::assess(const ZFileTreeNode& node) {
     FileState state;
     const ExFatPlace* const place = places_.find(node.id);

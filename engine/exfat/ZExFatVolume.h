@@ -40,6 +40,9 @@ public:
     bool extract(const ZFileTreeNode& node, ZStream* out) override;
 
     [[nodiscard]] FileState assess(const ZFileTreeNode& node) override;
+    [[nodiscard]] ClusterLayout clusterLayout() const override;
+    [[nodiscard]] bool isInUse(uint64 index) const override;
+    [[nodiscard]] std::vector<ByteRange> placeOf(const ZFileTreeNode& node) override;
 
     [[nodiscard]] const ExFatGeometry& geometry() const { return geometry_; }
 
