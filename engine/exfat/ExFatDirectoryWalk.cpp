@@ -16,14 +16,14 @@ constexpr std::size_t kEntryBytes = DirectoryEntry::kBytes;
 
 /// Bytes of a folder read at once: few folders are longer than the least, and one ends at its
 /// first unused entry, however large its clusters are.
-constexpr uint64 kLeastPiece = 32 * 1024;
-constexpr uint64 kMostPiece = 1024 * 1024;
+constexpr uint64 kLeastPiece = uint64{32} << 10;
+constexpr uint64 kMostPiece = uint64{1} << 20;
 
 /// Clusters of a deleted folder that others have taken, in a row, before the rest is given up.
 constexpr uint32 kMostTakenInARow = 16;
 
 /// Bytes that are read of a cluster to see whether it continues a folder: a whole set and more.
-constexpr uint64 kProbeBytes = 16 * 1024;
+constexpr uint64 kProbeBytes = uint64{16} << 10;
 /// Clusters that are looked into for where a folder goes on, and that are passed on the way.
 constexpr int kMostProbes = 64;
 constexpr int kMostPassed = 65536;

@@ -18,10 +18,10 @@ using exfat::TableEntry;
 constexpr uint32 kRequestBytes = 1024 * 1024;
 
 /// The allocation bitmap and the up-case table are among the first entries of the root.
-constexpr uint64 kTableSearchBytes = 1024 * 1024;
+constexpr uint64 kTableSearchBytes = uint64{1} << 20;
 
 /// An up-case table has one UTF-16 unit for each of them at most.
-constexpr uint64 kLargestUpcase = 128 * 1024;
+constexpr uint64 kLargestUpcase = uint64{128} << 10;
 
 } // namespace
 
