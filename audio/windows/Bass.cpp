@@ -17,14 +17,30 @@ std::wstring programFolder() {
     return path;
 }
 
-HMODULE loadLibrary() {
-    const std::wstring folder = programFolder();
-    return folder.empty() ? nullptr
-                          : LoadLibraryExW((folder + L"bass.dll").c_str(), nullptr,
-                                           LOAD_WITH_ALTERED_SEARCH_PATH);
+/// Whether the program has an administrator's rights; true also when it cannot be told.
+bool isElevated() {
+    HANDLE token = nullptr;
+    if (OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token) == 0)
+        return true;
+    TOKEN_ELEVATION elevation{};
+    DWORD size = 0;
+    const bool told =
+        GetTokenInformation(token, TokenElevation, &elevation, sizeof elevation, &size) != 0;
+    CloseHandle(token);
+    return !told || elevation.TokenIsElevated != 0;
 }
 
-/// Of the library, which is loaded at the first call and stays; null when it is missing.
+/// What recovered bytes can make the library do, they do with the program's rights, and nobody
+/// but its maker can mend it: it is not used with those of an administrator.
+HMODULE loadLibrary() {
+    const std::wstring folder = programFolder();
+    return folder.empty() || isElevated() ? nullptr
+                                          : LoadLibraryExW((folder + L"bass.dll").c_str(), nullptr,
+                                                           LOAD_WITH_ALTERED_SEARCH_PATH);
+}
+
+/// Of the library, which is loaded at the first call and stays; null when it is missing or not to
+/// be used.
 FARPROC find(const char* name) {
     static HMODULE const library = loadLibrary();
     return library == nullptr ? nullptr : GetProcAddress(library, name);
