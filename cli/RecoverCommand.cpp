@@ -95,10 +95,9 @@ ExitCode RecoverCommand::run(const QCommandLineParser& parser) const {
     const OutputDirectory directory(parser.value(kTo), source, overwrite);
     kova::ZFileTree wanted;
     {
-        kova::ZFileTree found;
-        filters.install(found);
-        source.scan(found);
-        const kova::ZTreeListing listing(found);
+        filters.install(source.tree());
+        source.scan();
+        const kova::ZTreeListing listing(source.tree());
         buildRecoveryTree(listing, Selection(listing, filters), picks, wanted);
     }
     Recovery recovery(source, wanted, directory,

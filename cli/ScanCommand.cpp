@@ -56,11 +56,10 @@ ExitCode ScanCommand::run(const QCommandLineParser& parser) const {
                            QStringLiteral("--list and --json cannot be used together")};
     const Filters filters(parser);
     Source source(parser);
-    kova::ZFileTree tree;
-    filters.install(tree);
-    source.scan(tree);
+    filters.install(source.tree());
+    source.scan();
 
-    const kova::ZTreeListing listing(tree);
+    const kova::ZTreeListing listing(source.tree());
     const Selection selection(listing, filters);
     Output output;
     ListingPrinter printer(listing, selection, output);

@@ -4,17 +4,16 @@
 #include "cli/Interruption.h"
 #include "cli/Output.h"
 #include "cli/Progress.h"
-#include "engine/openVolume.h"
 #include "model/texts.h"
+#include "workers/scanTexts.h"
 
 #include <algorithm>
-#include <functional>
 #include <optional>
-#include <utility>
 
 namespace {
 
 using platform::Drive;
+using End = ScanSession::End;
 
 const QString kPartition = QStringLiteral("partition");
 const QString kClassic = QStringLiteral("classic");
@@ -102,11 +101,11 @@ Drive findSource(const QString& name, std::optional<int> partition) {
 }
 
 /// Why a volume that could be opened is none that can be searched.
-QString unknownFileSystem(const QString& name, const Drive& drive) {
+QString unknownFileSystem(const QString& name, const Drive& drive, const std::string& fileSystem) {
     const QString known = QStringLiteral("Orvane reads NTFS and FAT (FAT12, FAT16, FAT32).");
-    if (!drive.fileSystem.empty())
+    if (!fileSystem.empty())
         return QStringLiteral("\"%1\" holds %2, which Orvane cannot read yet. %3")
-            .arg(name, QString::fromStdString(drive.fileSystem), known);
+            .arg(name, QString::fromStdString(fileSystem), known);
     QString message = QStringLiteral("\"%1\" is neither NTFS nor FAT. %2").arg(name, known);
     if (!drive.isImage)
         message += QStringLiteral("\nIf it is a whole disk, name one of its partitions; "
@@ -125,29 +124,6 @@ std::optional<int> partitionIn(const QCommandLineParser& parser) {
     return partition;
 }
 
-/// Lets a scan be watched as long as it lives.
-class Watched {
-public:
-    Watched(kova::ZCustomMedia& media, kova::ZVolume& volume, std::function<void()> onRead,
-            std::function<bool(double)> onProgress)
-        : media_(media), volume_(volume) {
-        media_.setReadHook(std::move(onRead));
-        volume_.setProgressCallback(std::move(onProgress));
-    }
-
-    Watched(const Watched&) = delete;
-    Watched& operator=(const Watched&) = delete;
-
-    ~Watched() {
-        media_.setReadHook({});
-        volume_.setProgressCallback({});
-    }
-
-private:
-    kova::ZCustomMedia& media_;
-    kova::ZVolume& volume_;
-};
-
 } // namespace
 
 void Source::addOptions(QCommandLineParser& parser) {
@@ -161,100 +137,92 @@ void Source::addOptions(QCommandLineParser& parser) {
 
 Source::Source(const QCommandLineParser& parser)
     : name_(parser.positionalArguments().constFirst()),
-      options_(parser.isSet(kClassic) ? kova::ScanOptions() : kova::ScanOptions::today()),
-      drive_(findSource(name_, partitionIn(parser))) {
-    open();
+      drive_(findSource(name_, partitionIn(parser))),
+      session_(parser.isSet(kClassic) ? kova::ScanOptions() : kova::ScanOptions::today(),
+               [this](double done) { return onProgress(done); }) {
+    if (!session_.open(drive_.letter))
+        throw whyNotScanned();
 }
 
 QString Source::imagePath() const {
     return drive_.isImage ? toQString(drive_.device) : QString();
 }
 
-void Source::open() {
-    if (!media_.openDrive(drive_.letter)) {
-        if (media_.error() == platform::Error::AccessDenied)
-            throw refused(QStringLiteral("\"%1\" cannot be opened: %2\n%3")
-                              .arg(name_, toQString(media_.errorText()), kRights));
-        const QString reason = media_.error() == platform::Error::None
-                                   ? QStringLiteral("it does not tell the size of its sectors")
-                                   : toQString(media_.errorText());
-        throw refused(QStringLiteral("\"%1\" cannot be opened: %2").arg(name_, reason));
+/// Why the session has ended before there was anything to find.
+CommandError Source::whyNotScanned() const {
+    QString words = toQString(session_.errorText());
+    switch (session_.end()) {
+    case End::Done:
+    case End::Stopped:
+    case End::Removed:
+    case End::BrokenOff:
+        break;
+    case End::NoRights:
+        return refused(
+            QStringLiteral("\"%1\" cannot be opened: %2\n%3").arg(name_, words, kRights));
+    case End::NoSectorSize:
+        words = QStringLiteral("it does not tell the size of its sectors");
+        return refused(QStringLiteral("\"%1\" cannot be opened: %2").arg(name_, words));
+    case End::Gone:
+        return refused(QStringLiteral("\"%1\" is not there any more").arg(name_));
+    case End::Unreadable:
+        return refused(QStringLiteral("\"%1\" cannot be read: %2").arg(name_, words));
+    case End::NotSupported:
+        return refused(unknownFileSystem(name_, drive_, session_.fileSystem()));
+    case End::Damaged:
+        return refused(
+            QStringLiteral("\"%1\" is damaged: it says that it is %2, but its boot sector or its "
+                           "file table cannot be used\nDo not format it and let no program repair "
+                           "it: both write over what may still be there.")
+                .arg(name_, QString::fromStdString(session_.fileSystem())));
     }
-    volume_.reset(kova::openVolume(&media_));
-    if (!volume_)
-        throw refused(unknownFileSystem(name_, drive_));
+    return {ExitCode::Stopped,
+            QStringLiteral("stopped during the scan; %1 files and folders had been found, nothing "
+                           "has been written")
+                .arg(tree().allNodes().size())};
 }
 
-void Source::initialise() {
-    volume_->setScanOptions(options_);
-    try {
-        volume_->init();
-    } catch (const Interruption::Stop&) {
-        throw;
-    } catch (...) {
-        // What the engine throws does not tell; the media may.
-        Interruption::throwIfRequested();
-        if (media_.unreadableSectors() > 0)
-            throw refused(QStringLiteral("\"%1\" cannot be read: %2")
-                              .arg(name_, toQString(media_.errorText())));
-        throw refused(QStringLiteral("\"%1\" is damaged: it says that it is %2, but its boot "
-                                     "sector or its file table cannot be used")
-                          .arg(name_, QString::fromStdString(drive_.fileSystem)));
-    }
+bool Source::onProgress(double done) {
+    // Below the first percent an engine has only begun, or does not know how much there is.
+    constexpr double kKnown = 0.011;
+    if (Interruption::requested())
+        return false;
+    if (progress_ == nullptr || !progress_->isDue())
+        return true;
+    const QString percent =
+        done < kKnown ? QString() : QStringLiteral(" %1 %,").arg(static_cast<int>(done * 100));
+    progress_->show(
+        QStringLiteral("Scanning %1:%2 %3 found, %4")
+            .arg(name_, percent, QString::number(tree().allNodes().size()), progress_->elapsed()));
+    return true;
 }
 
-void Source::scan(kova::ZFileTree& tree) {
-    try {
-        watchedScan(tree);
-    } catch (const Interruption::Stop&) {
-        throw CommandError{ExitCode::Stopped,
-                           QStringLiteral("stopped during the scan; %1 files and folders had been "
-                                          "found, nothing has been written")
-                               .arg(tree.allNodes().size())};
+void Source::scan() {
+    {
+        Progress progress;
+        progress_ = &progress;
+        if (session_.prepare())
+            session_.scan();
+        progress_ = nullptr;
     }
+    if (!session_.hasScanned() || session_.end() == End::Stopped)
+        throw whyNotScanned();
     warnOfGaps();
 }
 
-void Source::watchedScan(kova::ZFileTree& tree) {
-    Progress progress;
-    double done = 0.0;
-    // Below the first percent an engine has only begun, or does not know how much there is.
-    constexpr double kKnown = 0.011;
-    const auto report = [&] {
-        Interruption::throwIfRequested();
-        if (!progress.isDue())
-            return;
-        const QString percent =
-            done < kKnown ? QString() : QStringLiteral(" %1 %,").arg(static_cast<int>(done * 100));
-        progress.show(
-            QStringLiteral("Scanning %1:%2 %3 found, %4")
-                .arg(name_, percent, QString::number(tree.allNodes().size()), progress.elapsed()));
-    };
-    {
-        // One engine reports while it works, the other does not; each reads all the time.
-        const Watched watched(media_, *volume_, report, [&](double value) {
-            done = value;
-            report();
-            return true;
-        });
-        initialise();
-        volume_->scan(&tree);
-    }
-    Interruption::throwIfRequested(); // An engine may catch what a read throws.
-}
-
 void Source::warnOfGaps() const {
-    if (isGone())
-        printError(QStringLiteral("\"%1\" was removed during the scan; what is found is not all "
-                                  "there is")
-                       .arg(name_));
-    else if (media_.unreadableSectors() > 0)
-        printError(QStringLiteral("%1 sectors of \"%2\" could not be read during the scan (%3); "
-                                  "some files may be missing")
-                       .arg(media_.unreadableSectors())
-                       .arg(name_, toQString(media_.errorText())));
-}
-
-bool Source::isGone() const {
-    return media_.error() == platform::Error::DeviceGone;
+    const QString name = QStringLiteral("\"%1\"").arg(name_);
+    const kova::uint64 unreadable = session_.media().unreadableSectors();
+    if (session_.end() == End::Removed)
+        printError(name + QStringLiteral(" was removed during the scan; what is found is not all "
+                                         "there is"));
+    else if (unreadable > 0)
+        printError(QStringLiteral("%1 sectors of %2 could not be read during the scan (%3); some "
+                                  "files may be missing")
+                       .arg(QString::number(unreadable), name, toQString(session_.errorText())));
+    if (session_.end() == End::BrokenOff)
+        printError(QStringLiteral("the scan of %1 broke off; what is found is not all there is")
+                       .arg(name));
+    for (const kova::VolumeNote note : session_.volume()->notes())
+        printError(name + QStringLiteral(": ") + textOf(note));
 }

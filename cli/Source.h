@@ -1,14 +1,12 @@
 #pragma once
 
-#include "engine/ZCustomMedia.h"
-#include "engine/ZFileTree.h"
-#include "engine/ZVolume.h"
+#include "cli/CommandError.h"
+#include "cli/Progress.h"
 #include "platform/Drives.h"
+#include "workers/ScanSession.h"
 
 #include <QCommandLineParser>
 #include <QString>
-
-#include <memory>
 
 /// The volume that a command reads: a drive by its letter, a device, or an image file.
 class Source {
@@ -27,26 +25,24 @@ public:
     /// The image file's path; empty when it is no image.
     [[nodiscard]] QString imagePath() const;
 
-    [[nodiscard]] kova::ZCustomMedia& media() { return media_; }
+    [[nodiscard]] kova::ZCustomMedia& media() { return session_.media(); }
 
-    [[nodiscard]] kova::ZVolume& volume() { return *volume_; }
+    [[nodiscard]] kova::ZVolume& volume() { return *session_.volume(); }
 
-    /// Fills `tree`, once. Throws `CommandError` when the volume cannot be used, or the user
-    /// asked to stop.
-    void scan(kova::ZFileTree& tree);
+    /// What the scan finds; may be given a filter before.
+    [[nodiscard]] kova::ZFileTree& tree() const { return session_.tree(); }
 
-    /// True when the drive was removed while it was read.
-    [[nodiscard]] bool isGone() const;
+    /// Fills the tree, once, and warns of what is missing in it. Throws `CommandError` when the
+    /// volume cannot be used, or the user asked to stop.
+    void scan();
 
 private:
-    void open();
-    void initialise();
-    void watchedScan(kova::ZFileTree& tree);
+    bool onProgress(double done);
+    [[nodiscard]] CommandError whyNotScanned() const;
     void warnOfGaps() const;
 
     QString name_; ///< As the user gave it, for messages.
-    kova::ScanOptions options_;
     platform::Drive drive_;
-    kova::ZCustomMedia media_;
-    std::unique_ptr<kova::ZVolume> volume_;
+    Progress* progress_ = nullptr; ///< While a scan runs.
+    ScanSession session_;
 };

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
-#include <optional>
 #include <utility>
 
 namespace kova {
@@ -15,6 +14,7 @@ ZCustomMedia::ZCustomMedia(uint32 sectorSize)
 
 bool ZCustomMedia::open(const wchar_t* path) {
     path_ = path;
+    fileSystem_.reset();
     position_ = 0;
     unreadableSectors_ = 0;
     windowSectors_ = 0;
@@ -31,19 +31,26 @@ bool ZCustomMedia::open(const wchar_t* path) {
 bool ZCustomMedia::close() {
     device_ = std::make_shared<platform::Device>();
     path_.clear();
+    fileSystem_.reset();
     windowSectors_ = 0;
     return true;
 }
 
 bool ZCustomMedia::openDrive(char letter) {
     sectorSize_ = 0;
+    error_ = platform::Error::None;
+    errorText_.clear();
     const auto drive = std::make_shared<std::optional<platform::Drive>>();
     patiently([drive, letter] { *drive = platform::findDrive(letter); });
+    if (!*drive)
+        error_ = platform::Error::NotFound;
     if (!*drive || (*drive)->sectorSize == 0)
         return false;
     sectorSize_ = (*drive)->sectorSize;
     const std::wstring path = {L'\\', L'\\', L'.', L'\\', static_cast<wchar_t>(letter), L':'};
-    return open(path.c_str());
+    const bool isOpen = open(path.c_str());
+    fileSystem_ = (*drive)->fileSystem;
+    return isOpen;
 }
 
 /// Does what may take long in the other thread while a hook watches, else right here. What `work`

@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -55,8 +56,13 @@ public:
     [[nodiscard]] virtual uint64 sizeBytes() const;
 
     /// Opens the drive with this letter: learns its sector size, then opens "\\.\X:". False when
-    /// either fails, typically for want of rights (see `error`).
+    /// either fails, typically for want of rights (see `error`, which is `None` when the drive is
+    /// there but does not tell its sector size).
     bool openDrive(char letter);
+
+    /// The name of the file system that the drive opened by letter holds, as Windows names it, so
+    /// that it need not be asked for again; nothing when another path was opened.
+    [[nodiscard]] const std::optional<std::string>& fileSystem() const { return fileSystem_; }
 
     /// The path given to `open`, empty when closed.
     [[nodiscard]] std::wstring path() const { return path_; }
@@ -136,6 +142,7 @@ private:
     PatientThread thread_; ///< Makes the requests while there is a hook.
     std::shared_ptr<Request> request_;
     std::wstring path_;
+    std::optional<std::string> fileSystem_;
     uint8 flagA_ = 0;
     uint8 flagB_ = 2;
 

@@ -24,7 +24,9 @@ ZVolume* openVolume(ZCustomMedia* media) {
     const std::wstring drivePath = {L'\\', L'\\', L'.', L'\\', letter, L':'};
     if (path != drivePath || letter > 0x7F)
         return nullptr;
-    const std::string fileSystem = platform::fileSystemName(static_cast<char>(letter));
+    const std::string fileSystem = media->fileSystem()
+                                       ? *media->fileSystem()
+                                       : platform::fileSystemName(static_cast<char>(letter));
     if (fileSystem.starts_with("NTFS"))
         return new ZNtfsVolume(media);
     if (fileSystem.starts_with("FAT"))

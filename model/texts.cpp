@@ -82,3 +82,7 @@ QString displayName(const QString& name) {
     }
     return shown;
 }
+
+QString sentence(const QString& clause) {
+    return clause.left(1).toUpper() + clause.mid(1) + QLatin1Char('.');
+}

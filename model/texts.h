@@ -22,3 +22,6 @@
 /// direction of the text around them, are replaced by U+FFFD. Only for display: two names can
 /// look the same afterwards.
 [[nodiscard]] QString displayName(const QString& name);
+
+/// A clause as a sentence: with a capital letter and a full stop.
+[[nodiscard]] QString sentence(const QString& clause);

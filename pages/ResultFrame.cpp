@@ -11,6 +11,7 @@
 #include "ui_ResultFrame.h"
 #include "workers/RecoveryWorker.h"
 #include "workers/recoveryTexts.h"
+#include "workers/scanTexts.h"
 
 #include <QCursor>
 #include <QDebug>
@@ -97,13 +98,11 @@ void ResultFrame::setDirectoryChooser(DirectoryChooser chooser) {
     chooseDirectory_ = std::move(chooser);
 }
 
-void ResultFrame::init(kova::ZVolume* newVolume, kova::ZFileTree* newTree) {
-    if (volume != nullptr || tree != nullptr)
+void ResultFrame::init(kova::ZVolume* volume, kova::ZFileTree* tree) {
+    if (hasVolume() || found_.tree() != nullptr)
         cleanup();
-    volume.reset(newVolume);
-    media_.reset(newVolume == nullptr ? nullptr : newVolume->media());
-    tree.reset(newTree);
-    if (volume != nullptr) {
+    found_ = ScannedVolume(volume, tree);
+    if (hasVolume()) {
         ui->lblFailure->hide();
         ui->horSplitter->show();
     }
@@ -123,19 +122,24 @@ void ResultFrame::init(kova::ZVolume* newVolume, kova::ZFileTree* newTree) {
     }
     // The view is painted while a recovery reads the tree in another thread.
     tree->settle();
-    ui->tree->setModel(new FileModel(tree.get()));
+    ui->tree->setModel(new FileModel(tree));
     header_->fitColumns();
 }
 
 /// A list with gaps looks like any other.
 void ResultFrame::showGaps() {
-    QString gaps;
-    if (media_ != nullptr && media_->error() == platform::Error::DeviceGone)
-        gaps = tr("The drive was removed during the scan: this is not all there is.");
-    else if (media_ != nullptr && media_->unreadableSectors() > 0)
-        gaps = tr("%1 of the drive's sectors could not be read: files may be missing.")
-                   .arg(media_->unreadableSectors());
-    ui->lblGaps->setText(gaps);
+    QStringList gaps;
+    const kova::ZCustomMedia* media = found_.media();
+    if (media != nullptr && media->error() == platform::Error::DeviceGone)
+        gaps += tr("The drive was removed during the scan: this is not all there is.");
+    else if (media != nullptr && media->unreadableSectors() > 0)
+        gaps += tr("%1 of the drive's sectors could not be read: files may be missing.")
+                    .arg(media->unreadableSectors());
+    if (hasVolume()) {
+        for (const kova::VolumeNote note : found_.volume()->notes())
+            gaps += sentence(textOf(note));
+    }
+    ui->lblGaps->setText(gaps.join(QLatin1Char('\n')));
     ui->lblGaps->setVisible(!gaps.isEmpty());
 }
 
@@ -155,11 +159,7 @@ void ResultFrame::cleanup() {
     ui->lblFailure->hide();
     ui->lblGaps->hide();
     ui->horSplitter->show();
-    tree.reset();
-    media_.reset();
-    if (volume != nullptr)
-        volume->setProgressCallback({});
-    volume.reset();
+    found_.reset();
 }
 
 void ResultFrame::customContextMenuRequested(QPoint /*pos*/) {
@@ -176,7 +176,7 @@ void ResultFrame::customContextMenuRequested(QPoint /*pos*/) {
 }
 
 void ResultFrame::recoverSelectedFiles() {
-    if (ui->tree->selectionModel() == nullptr || volume == nullptr || tree == nullptr ||
+    if (ui->tree->selectionModel() == nullptr || !hasVolume() || found_.tree() == nullptr ||
         isRecovering())
         return;
     const QSet<kova::int64> ids = selectedIds();
@@ -186,7 +186,7 @@ void ResultFrame::recoverSelectedFiles() {
     }
     const QString directory = chooseDirectory_(lastOutputDir);
     // Events have been processed meanwhile.
-    if (directory.isEmpty() || volume == nullptr || isRecovering())
+    if (directory.isEmpty() || !hasVolume() || isRecovering())
         return;
     if (liesOnScannedDrive(directory)) {
         notify(tr("Please, select another logical drive to avoid overwriting of your deleted "
@@ -209,7 +209,7 @@ QSet<kova::int64> ResultFrame::selectedIds() const {
             onlyWholeRows = false;
             continue;
         }
-        const auto& siblings = tree->childIds(model.nodeFromIndex(range.parent())->id);
+        const auto& siblings = found_.tree()->childIds(model.nodeFromIndex(range.parent())->id);
         ids.reserve(ids.size() + range.height());
         for (int row = range.top(); row <= range.bottom(); ++row)
             ids.insert(siblings[static_cast<std::size_t>(row)]);
@@ -226,21 +226,21 @@ QSet<kova::int64> ResultFrame::selectedIds() const {
 /// does not go there, so what is selected with it is named.
 void ResultFrame::addRowsBelowFiles(QSet<kova::int64>& ids) const {
     std::vector<kova::int64> pending(ids.cbegin(), ids.cend());
-    std::unordered_set<kova::int64> entered{tree->rootId};
+    std::unordered_set<kova::int64> entered{found_.tree()->rootId};
     while (!pending.empty()) {
         const kova::int64 id = pending.back();
         pending.pop_back();
-        const std::vector<kova::int64>& children = tree->childIds(id);
+        const std::vector<kova::int64>& children = found_.tree()->childIds(id);
         if (children.empty() || !entered.insert(id).second)
             continue;
         pending.insert(pending.end(), children.begin(), children.end());
-        if (!tree->find(id)->isDirectory)
+        if (!found_.tree()->find(id)->isDirectory)
             ids.unite(QSet<kova::int64>(children.begin(), children.end()));
     }
 }
 
 QString ResultFrame::drivePrefix() const {
-    return toQString(media_->path()).right(kDrivePrefixLength);
+    return toQString(found_.media()->path()).right(kDrivePrefixLength);
 }
 
 /// By its spelling, and by the device it really lies on: a drive may be mounted anywhere.
@@ -267,14 +267,14 @@ void ResultFrame::startRecovery(const QString& directory, const QSet<kova::int64
     // Deleted files often share a name with one that exists, or with each other. Opening what
     // exists would mix two files in one; so each gets a name of its own.
     worker->setExistingFile(RecoveryWorker::ExistingFile::KeepBoth);
-    worker->init(outputDir, volume.get(), tree.get(), ids);
+    worker->init(outputDir, found_.volume(), found_.tree(), ids);
     auto* thread = new QThread(this);
     auto* widget = new RecoveryWidget;
     widget->setOutputDirectory(outputDir);
     recoveryWorker_ = worker;
     recoveryInterrupted_ = false;
     // A disk may hang over one sector for half a minute; an end that is asked for does not wait.
-    media_->setReadHook([this] {
+    found_.media()->setReadHook([this] {
         if (recoveryInterrupted_)
             throw 0;
     });
@@ -321,7 +321,7 @@ void ResultFrame::watch(RecoveryWorker& worker) {
 
 void ResultFrame::onRecoveryFinished(uint totalFiles, uint attemptedFiles) {
     recoveryWorker_ = nullptr;
-    media_->setReadHook({});
+    found_.media()->setReadHook({});
     if (recoveryWidget_ == nullptr) {
         notify(tr("The recovery was stopped after %1 of %2 files")
                    .arg(attemptedFiles)
@@ -344,7 +344,7 @@ void ResultFrame::stopRecovery() {
     recoveryThread_->quit();
     recoveryThread_->wait();
     recoveryThread_.clear();
-    media_->setReadHook({});
+    found_.media()->setReadHook({});
 }
 
 void ResultFrame::onItemClicked(QModelIndex index) {
@@ -374,7 +374,7 @@ bool ResultFrame::prepareForPreview(QModelIndex index) {
 std::vector<kova::uint8> ResultFrame::readForPreview(const QModelIndex& index) {
     const auto* model = qobject_cast<const FileModel*>(ui->tree->model());
     const kova::ZFileTreeNode* node = model == nullptr ? nullptr : model->nodeFromIndex(index);
-    if (node == nullptr || node->isDirectory || volume == nullptr)
+    if (node == nullptr || node->isDirectory || !hasVolume())
         throw tr("Please, select a file");
     previewName = toQString(node->name);
     qDebug() << "Previewing:" << previewName;
@@ -382,10 +382,11 @@ std::vector<kova::uint8> ResultFrame::readForPreview(const QModelIndex& index) {
         throw tr("Preview system doesn't support files larger than ") +
             formatSize(kMostPreviewedBytes);
     const BusyCursor busy;
-    const ReadingTime limited(*media_);
+    const ReadingTime limited(*found_.media());
     kova::ZMemoryStream stream;
     // What a drive that was removed no longer gave is zeros, and no content of the file.
-    if (!volume->extract(*node, &stream) || media_->error() == platform::Error::DeviceGone)
+    if (!found_.volume()->extract(*node, &stream) ||
+        found_.media()->error() == platform::Error::DeviceGone)
         throw tr("Can't recover file for preview");
     if (stream.bytes().empty())
         throw tr("The file is empty");

@@ -1,9 +1,7 @@
 #pragma once
 
-#include "engine/ZCustomMedia.h"
-#include "engine/ZFileTree.h"
-#include "engine/ZVolume.h"
 #include "pages/PreviewType.h"
+#include "workers/ScannedVolume.h"
 
 #include <QAction>
 #include <QModelIndex>
@@ -47,7 +45,7 @@ public:
     ~ResultFrame() override;
 
     /// True from `init` with a volume until `cleanup`: there is something to recover from.
-    [[nodiscard]] bool hasVolume() const { return volume != nullptr; }
+    [[nodiscard]] bool hasVolume() const { return found_.volume() != nullptr; }
 
     /// True while a recovery reads the volume.
     [[nodiscard]] bool isRecovering() const { return recoveryWorker_ != nullptr; }
@@ -127,10 +125,7 @@ private:
     QAction* asSoundAction_;
     QAction* asImageAction_;
 
-    // Freed in the order tree, media, volume.
-    std::unique_ptr<kova::ZVolume> volume;
-    std::unique_ptr<kova::ZCustomMedia> media_;
-    std::unique_ptr<kova::ZFileTree> tree;
+    ScannedVolume found_;
 
     QString previewName; ///< Of the file that was asked for last.
     QModelIndex lastPreviewedIndex;

@@ -1,12 +1,8 @@
 #include "pages/ScanFrame.h"
 
-#include "engine/ZCustomMedia.h"
-#include "engine/ZFileTree.h"
-#include "engine/ZVolume.h"
-#include "engine/openVolume.h"
 #include "model/ExtensionFilter.h"
 #include "model/texts.h"
-#include "platform/Drives.h"
+#include "workers/ScanSession.h"
 
 #include "ui_ScanFrame.h"
 
@@ -41,62 +37,58 @@ private:
     Clock::time_point last_{}; ///< Long ago: the first run looks for events.
 };
 
-/// Thrown out of a read once the user has asked to stop.
-struct Stopped {};
-
 QString isGone(char letter) {
     return ScanFrame::tr("Drive %1: is not there any more.").arg(QLatin1Char(letter));
 }
 
-QString cannotBeRead(char letter, const kova::ZCustomMedia& media) {
-    return ScanFrame::tr("Drive %1: cannot be read: %2")
-        .arg(QString(QLatin1Char(letter)), displayName(toQString(media.errorText())));
+QString cannotBeRead(char letter, const ScanSession& session) {
+    const QString words = displayName(toQString(session.errorText()));
+    return ScanFrame::tr("Drive %1: cannot be read%2. If it is failing, copy all of it to an image "
+                         "file first, and let Orvane search the image.")
+        .arg(QString(QLatin1Char(letter)),
+             words.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(words));
 }
 
-/// Why a drive could not be opened.
-QString whyNotOpened(char letter, const kova::ZCustomMedia& media) {
-    switch (media.error()) {
-    case platform::Error::AccessDenied:
-        return ScanFrame::tr("You do not have the rights to read drive %1: below its file system. "
-                             "Please start Orvane as an administrator.")
-            .arg(QLatin1Char(letter));
-    case platform::Error::NotFound:
-    case platform::Error::DeviceGone:
-        return isGone(letter);
-    case platform::Error::None:
-        // Nothing was opened: the drive could not be asked for the size of its sectors.
-        if (platform::findDrive(letter))
-            return ScanFrame::tr(
-                       "Drive %1: cannot be read: it does not tell the size of its sectors.")
-                .arg(QLatin1Char(letter));
-        return isGone(letter);
-    default:
-        return cannotBeRead(letter, media);
-    }
-}
-
-/// Why there is no engine for a drive that could be opened.
-QString whyNotSupported(char letter) {
-    const std::optional<platform::Drive> drive = platform::findDrive(letter);
-    if (!drive)
-        return isGone(letter);
+QString isNotSupported(char letter, const ScanSession& session) {
     const QString reads = ScanFrame::tr("Orvane reads NTFS and FAT (FAT12, FAT16, FAT32).");
-    if (drive->fileSystem.empty())
+    const QString fileSystem = displayName(QString::fromStdString(session.fileSystem()));
+    if (fileSystem.isEmpty())
         return ScanFrame::tr("Drive %1: holds no file system that Orvane knows. %2")
             .arg(QString(QLatin1Char(letter)), reads);
     return ScanFrame::tr("Drive %1: holds %2, which Orvane cannot read. %3")
-        .arg(QString(QLatin1Char(letter)), displayName(QString::fromStdString(drive->fileSystem)),
-             reads);
+        .arg(QString(QLatin1Char(letter)), fileSystem, reads);
 }
 
-/// Why an engine could not make use of the drive it was chosen for.
-QString whyNotUsable(char letter, const kova::ZCustomMedia& media) {
-    if (media.error() == platform::Error::DeviceGone)
+/// Why nothing could be scanned.
+QString reasonFor(char letter, const ScanSession& session) {
+    using End = ScanSession::End;
+    switch (session.end()) {
+    case End::Done:
+    case End::Stopped:
+    case End::Removed:
+    case End::BrokenOff:
+        break;
+    case End::NoRights:
+        return ScanFrame::tr("You do not have the rights to read drive %1: below its file system. "
+                             "Please start Orvane as an administrator.")
+            .arg(QLatin1Char(letter));
+    case End::Gone:
         return isGone(letter);
-    if (media.unreadableSectors() > 0)
-        return cannotBeRead(letter, media);
-    return ScanFrame::tr("Drive %1: is damaged: what describes its file system cannot be used.")
-        .arg(QLatin1Char(letter));
+    case End::NoSectorSize:
+        return ScanFrame::tr("Drive %1: cannot be read, as it does not tell the size of its "
+                             "sectors. Take it out, put it in again, and choose it once more.")
+            .arg(QLatin1Char(letter));
+    case End::Unreadable:
+        return cannotBeRead(letter, session);
+    case End::NotSupported:
+        return isNotSupported(letter, session);
+    case End::Damaged:
+        return ScanFrame::tr("Drive %1: is damaged. What describes its file system cannot be used, "
+                             "so nothing on it can be found by name. Do not format it and let no "
+                             "program repair it: both write over what may still be there.")
+            .arg(QLatin1Char(letter));
+    }
+    return {};
 }
 
 } // namespace
@@ -111,71 +103,30 @@ void ScanFrame::startScan(char volumeLetter) {
     if (std::exchange(isRunning_, true))
         return;
     stopRequested = false;
-    reason_.clear();
-    auto tree = std::make_unique<kova::ZFileTree>();
-    auto media = std::make_unique<kova::ZCustomMedia>();
-    std::unique_ptr<kova::ZVolume> volume;
-    QString status = QStringLiteral("Completed");
     EventPump pump;
-    // The FAT engine says nothing while it walks, and a boot record may take its time: there the
-    // reads keep the window alive. That engine does not stop by itself either. A stop is asked
-    // for when the window closes, and nobody wants to wait for the rest of a drive then, so the
-    // read throws: what has been found so far is handed over.
-    const auto onRead = [&] {
+    ScanSession session(kova::ScanOptions::today(), [&](double value) {
+        progressChanged(value);
         pump.run();
-        if (stopRequested)
-            throw Stopped{};
-    };
-    try {
-        progressChanged(0.0);
-        statusChanged(QStringLiteral("Preparing"));
-        media->setReadHook(onRead);
-        onRead(); // Shows the page before a sleeping drive has to wake up.
-        prepare(volumeLetter, *media, volume);
-        volume->setProgressCallback([&](double value) {
-            progressChanged(value);
-            pump.run();
-            return !stopRequested;
-        });
+        return !stopRequested;
+    });
+    statusChanged(QStringLiteral("Preparing"));
+    if (session.open(volumeLetter) && session.prepare()) {
         if (!allowed.isEmpty() || !denied.isEmpty())
-            tree->filter = [filter = ExtensionFilter(allowed, denied)](
-                               const kova::ZFileTreeNode& node) { return filter.accepts(node); };
+            session.tree().filter =
+                [filter = ExtensionFilter(allowed, denied)](const kova::ZFileTreeNode& node) {
+                    return filter.accepts(node);
+                };
         statusChanged(QStringLiteral("Scanning"));
-        volume->scan(tree.get());
-        progressChanged(1.0);
-    } catch (const QString& reason) {
-        reason_ = reason;
-        status = reason;
-    } catch (const Stopped&) {
-        progressChanged(1.0);
-    } catch (...) { // NOLINT(bugprone-empty-catch): what was found until here is handed over
+        session.scan();
     }
-    media->setReadHook({});
-    if (volume) {
-        volume->setProgressCallback({});
-        static_cast<void>(media.release()); // Goes with the volume from now on.
-    }
+    if (session.hasScanned() && session.end() != ScanSession::End::BrokenOff)
+        progressChanged(1.0);
+    reason_ = reasonFor(volumeLetter, session);
+    const QString status = session.volume() == nullptr ? reason_ : QStringLiteral("Completed");
     statusChanged(stopRequested ? QStringLiteral("Cancelled") : status);
     isRunning_ = false;
-    emit finished(volume.release(), tree.release());
-}
-
-void ScanFrame::prepare(char letter, kova::ZCustomMedia& media,
-                        std::unique_ptr<kova::ZVolume>& volume) {
-    if (!media.openDrive(letter))
-        throw whyNotOpened(letter, media);
-    volume.reset(kova::openVolume(&media));
-    if (!volume)
-        throw whyNotSupported(letter);
-    volume->setScanOptions(kova::ScanOptions::today());
-    try {
-        volume->init();
-    } catch (const Stopped&) {
-        throw;
-    } catch (...) {
-        reason_ = whyNotUsable(letter, media);
-        throw;
-    }
+    const auto [volume, tree] = session.take().release();
+    emit finished(volume, tree);
 }
 
 void ScanFrame::stop() {

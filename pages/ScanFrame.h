@@ -11,7 +11,6 @@ class ScanFrame;
 }
 
 namespace kova {
-class ZCustomMedia;
 class ZFileTree;
 class ZVolume;
 } // namespace kova
@@ -57,10 +56,6 @@ private slots:
     void incrementProgress();
 
 private:
-    /// Makes the volume and initialises it. Throws the reason (a `QString`) when there is none to
-    /// be had, and what the engine throws, with the reason kept, when it cannot be used.
-    void prepare(char letter, kova::ZCustomMedia& media, std::unique_ptr<kova::ZVolume>& volume);
-
     std::unique_ptr<Ui::ScanFrame> ui;
     bool stopRequested = false;
     QSet<QString> allowed;
