@@ -1,0 +1,356 @@
+#include "engine/content/ContentKinds.h"
+
+#include "engine/content/kinds.h"
+
+#include <algorithm>
+#include <array>
+
+namespace kova {
+
+namespace {
+
+using Kind = const ContentKind& (*)();
+
+/// Of kinds that are equally sure of the same bytes the first one here is taken.
+constexpr Kind kKinds[] = {
+    jpegKind,   pngKind,          gifKind,         bmpKind,           tiffKind,     isoMediaKind,
+    riffKind,   psdKind,          matroskaKind,    asfKind,           flvKind,      mp3Kind,
+    adtsKind,   flacKind,         oggKind,         aiffKind,          midiKind,     pdfKind,
+    zipKind,    compoundFileKind, rtfKind,         sqliteKind,        sevenZipKind, rarKind,
+    gzipKind,   bzip2Kind,        xzKind,          tarKind,           isoKind,      peKind,
+    elfKind,    pstKind,          mpegProgramKind, mpegTransportKind, cardKind,     mailKind,
+    markupKind, textKind};
+
+struct SuffixOf {
+    std::wstring_view suffix;
+    Kind kind;
+};
+
+/// In ascending order. What promises nothing about a file's first bytes is not in it.
+constexpr SuffixOf kSuffixes[] = {
+    {L"3fr", tiffKind},
+    {L"3g2", isoMediaKind},
+    {L"3gp", isoMediaKind},
+    {L"3gpp", isoMediaKind},
+    {L"3mf", zipKind},
+    {L"7z", sevenZipKind},
+    {L"aab", zipKind},
+    {L"aac", adtsKind},
+    {L"adts", adtsKind},
+    {L"ai", pdfKind},
+    {L"aif", aiffKind},
+    {L"aifc", aiffKind},
+    {L"aiff", aiffKind},
+    {L"apk", zipKind},
+    {L"apng", pngKind},
+    {L"arw", tiffKind},
+    {L"asc", textKind},
+    {L"asf", asfKind},
+    {L"avi", riffKind},
+    {L"avif", isoMediaKind},
+    {L"bat", textKind},
+    {L"bib", textKind},
+    {L"bmp", bmpKind},
+    {L"bz2", bzip2Kind},
+    {L"c", textKind},
+    {L"cbr", rarKind},
+    {L"cbz", zipKind},
+    {L"cc", textKind},
+    {L"cfg", textKind},
+    {L"cmd", textKind},
+    {L"conf", textKind},
+    {L"cpl", peKind},
+    {L"cpp", textKind},
+    {L"cr2", tiffKind},
+    {L"cr3", isoMediaKind},
+    {L"cs", textKind},
+    {L"css", textKind},
+    {L"csv", textKind},
+    {L"cxx", textKind},
+    {L"dib", bmpKind},
+    {L"diff", textKind},
+    {L"divx", riffKind},
+    {L"dll", peKind},
+    {L"dng", tiffKind},
+    {L"doc", compoundFileKind},
+    {L"doc", rtfKind},
+    {L"docm", zipKind},
+    {L"docx", zipKind},
+    {L"dot", compoundFileKind},
+    {L"dotx", zipKind},
+    {L"elf", elfKind},
+    {L"eml", mailKind},
+    {L"eml", textKind},
+    {L"eps", textKind},
+    {L"epub", zipKind},
+    {L"exe", peKind},
+    {L"f4v", isoMediaKind},
+    {L"flac", flacKind},
+    {L"flv", flvKind},
+    {L"geojson", textKind},
+    {L"gif", gifKind},
+    {L"go", textKind},
+    {L"gpx", textKind},
+    {L"gz", gzipKind},
+    {L"h", textKind},
+    {L"heic", isoMediaKind},
+    {L"heif", isoMediaKind},
+    {L"hif", isoMediaKind},
+    {L"hpp", textKind},
+    {L"htm", markupKind},
+    {L"htm", textKind},
+    {L"html", markupKind},
+    {L"html", textKind},
+    {L"ical", cardKind},
+    {L"ics", cardKind},
+    {L"ics", textKind},
+    {L"ifb", cardKind},
+    {L"iiq", tiffKind},
+    {L"ini", textKind},
+    {L"insp", jpegKind},
+    {L"insv", isoMediaKind},
+    {L"ipa", zipKind},
+    {L"iso", isoKind},
+    {L"jar", zipKind},
+    {L"java", textKind},
+    {L"jfif", jpegKind},
+    {L"jif", jpegKind},
+    {L"jpe", jpegKind},
+    {L"jpeg", jpegKind},
+    {L"jpg", jpegKind},
+    {L"js", textKind},
+    {L"json", textKind},
+    {L"jsonl", textKind},
+    {L"kar", midiKind},
+    {L"key", zipKind},
+    {L"kml", textKind},
+    {L"kmz", zipKind},
+    {L"ko", elfKind},
+    {L"kt", textKind},
+    {L"log", textKind},
+    {L"lrc", textKind},
+    {L"lua", textKind},
+    {L"m2t", mpegTransportKind},
+    {L"m2ts", mpegTransportKind},
+    {L"m3u", textKind},
+    {L"m3u8", textKind},
+    {L"m4a", isoMediaKind},
+    {L"m4b", isoMediaKind},
+    {L"m4p", isoMediaKind},
+    {L"m4v", isoMediaKind},
+    {L"mbox", mailKind},
+    {L"mbox", textKind},
+    {L"md", textKind},
+    {L"mid", midiKind},
+    {L"midi", midiKind},
+    {L"mjs", textKind},
+    {L"mk3d", matroskaKind},
+    {L"mka", matroskaKind},
+    {L"mks", matroskaKind},
+    {L"mkv", matroskaKind},
+    {L"mov", isoMediaKind},
+    {L"mp2", mp3Kind},
+    {L"mp3", mp3Kind},
+    {L"mp4", isoMediaKind},
+    {L"mpeg", mpegProgramKind},
+    {L"mpg", mpegProgramKind},
+    {L"mpo", jpegKind},
+    {L"mpp", compoundFileKind},
+    {L"msg", compoundFileKind},
+    {L"msi", compoundFileKind},
+    {L"mts", mpegTransportKind},
+    {L"nef", tiffKind},
+    {L"nrw", tiffKind},
+    {L"numbers", zipKind},
+    {L"nupkg", zipKind},
+    {L"ocx", peKind},
+    {L"odb", zipKind},
+    {L"odg", zipKind},
+    {L"odp", zipKind},
+    {L"ods", zipKind},
+    {L"odt", zipKind},
+    {L"oga", oggKind},
+    {L"ogg", oggKind},
+    {L"ogv", oggKind},
+    {L"ogx", oggKind},
+    {L"opus", oggKind},
+    {L"orf", tiffKind},
+    {L"ost", pstKind},
+    {L"otp", zipKind},
+    {L"ots", zipKind},
+    {L"ott", zipKind},
+    {L"pages", zipKind},
+    {L"patch", textKind},
+    {L"pdf", pdfKind},
+    {L"pef", tiffKind},
+    {L"php", textKind},
+    {L"pl", textKind},
+    {L"png", pngKind},
+    {L"po", textKind},
+    {L"pot", compoundFileKind},
+    {L"potx", zipKind},
+    {L"pps", compoundFileKind},
+    {L"ppsx", zipKind},
+    {L"ppt", compoundFileKind},
+    {L"pptm", zipKind},
+    {L"pptx", zipKind},
+    {L"properties", textKind},
+    {L"ps", textKind},
+    {L"ps1", textKind},
+    {L"psb", psdKind},
+    {L"psd", psdKind},
+    {L"pst", pstKind},
+    {L"pub", compoundFileKind},
+    {L"py", textKind},
+    {L"qt", isoMediaKind},
+    {L"r", textKind},
+    {L"rar", rarKind},
+    {L"raw", tiffKind},
+    {L"rb", textKind},
+    {L"reg", textKind},
+    {L"rmi", midiKind},
+    {L"rmi", riffKind},
+    {L"rs", textKind},
+    {L"rtf", rtfKind},
+    {L"rw2", tiffKind},
+    {L"sb3", zipKind},
+    {L"scr", peKind},
+    {L"sh", textKind},
+    {L"so", elfKind},
+    {L"spx", oggKind},
+    {L"sql", textKind},
+    {L"sqlite", sqliteKind},
+    {L"sqlite3", sqliteKind},
+    {L"sr2", tiffKind},
+    {L"srt", textKind},
+    {L"srw", tiffKind},
+    {L"sub", textKind},
+    {L"svg", markupKind},
+    {L"svg", textKind},
+    {L"svgz", gzipKind},
+    {L"sys", peKind},
+    {L"tar", tarKind},
+    {L"tbz", bzip2Kind},
+    {L"tbz2", bzip2Kind},
+    {L"tex", textKind},
+    {L"text", textKind},
+    {L"tgz", gzipKind},
+    {L"tif", tiffKind},
+    {L"tiff", tiffKind},
+    {L"toml", textKind},
+    {L"tp", mpegTransportKind},
+    {L"trp", mpegTransportKind},
+    {L"ts", mpegTransportKind},
+    {L"ts", textKind},
+    {L"tsv", textKind},
+    {L"txt", textKind},
+    {L"txz", xzKind},
+    {L"url", textKind},
+    {L"usdz", zipKind},
+    {L"vcard", cardKind},
+    {L"vcf", cardKind},
+    {L"vcf", textKind},
+    {L"vob", mpegProgramKind},
+    {L"vsd", compoundFileKind},
+    {L"vsdx", zipKind},
+    {L"vsix", zipKind},
+    {L"vtt", textKind},
+    {L"war", zipKind},
+    {L"wav", riffKind},
+    {L"webm", matroskaKind},
+    {L"webp", riffKind},
+    {L"whl", zipKind},
+    {L"wma", asfKind},
+    {L"wmv", asfKind},
+    {L"xhtml", markupKind},
+    {L"xhtml", textKind},
+    {L"xls", compoundFileKind},
+    {L"xlsb", zipKind},
+    {L"xlsm", zipKind},
+    {L"xlsx", zipKind},
+    {L"xlt", compoundFileKind},
+    {L"xltx", zipKind},
+    {L"xml", textKind},
+    {L"xpi", zipKind},
+    {L"xsd", textKind},
+    {L"xsl", textKind},
+    {L"xslt", textKind},
+    {L"xz", xzKind},
+    {L"yaml", textKind},
+    {L"yml", textKind},
+    {L"zip", zipKind},
+};
+
+/// The kinds that can begin with each byte.
+class FirstByteIndex {
+public:
+    FirstByteIndex() {
+        for (const ContentKind* kind : contentKinds()) {
+            const std::string_view bytes = kind->firstBytes();
+            for (std::size_t byte = 0; byte < kinds_.size(); ++byte) {
+                if (bytes.empty() || bytes.find(static_cast<char>(byte)) != std::string_view::npos)
+                    kinds_[byte].push_back(kind);
+            }
+        }
+    }
+
+    [[nodiscard]] std::span<const ContentKind* const> of(uint8 byte) const { return kinds_[byte]; }
+
+private:
+    std::array<std::vector<const ContentKind*>, 256> kinds_;
+};
+
+std::wstring lower(std::wstring_view text) {
+    std::wstring result(text);
+    for (wchar_t& c : result) {
+        if (c >= L'A' && c <= L'Z')
+            c = static_cast<wchar_t>(c - L'A' + L'a');
+    }
+    return result;
+}
+
+} // namespace
+
+std::span<const ContentKind* const> contentKinds() {
+    static const auto kKindList = [] {
+        std::array<const ContentKind*, std::size(kKinds)> list{};
+        std::ranges::transform(kKinds, list.begin(), [](Kind kind) { return &kind(); });
+        return list;
+    }();
+    return kKindList;
+}
+
+RecognisedContent recognise(std::span<const uint8> first) {
+    static const FirstByteIndex kIndex;
+    RecognisedContent best;
+    if (first.empty())
+        return best;
+    for (const ContentKind* kind : kIndex.of(first[0])) {
+        const Certainty certainty = kind->begins(first);
+        if (certainty > best.certainty)
+            best = {kind, certainty, kind->landmark(first)};
+    }
+    return best;
+}
+
+std::vector<const ContentKind*> kindsForSuffix(std::wstring_view suffix) {
+    std::vector<const ContentKind*> kinds;
+    const std::wstring wanted = lower(suffix);
+    const auto range = std::ranges::equal_range(kSuffixes, wanted, {}, &SuffixOf::suffix);
+    for (const SuffixOf& entry : range)
+        kinds.push_back(&entry.kind());
+    return kinds;
+}
+
+Fit fits(std::wstring_view suffix, std::span<const uint8> first) {
+    const auto kinds = kindsForSuffix(suffix);
+    bool canTell = !kinds.empty();
+    for (const ContentKind* kind : kinds) {
+        if (kind->begins(first) != Certainty::No)
+            return Fit::Yes;
+        canTell = canTell && first.size() >= kind->bytesNeeded();
+    }
+    return canTell ? Fit::No : Fit::CannotTell;
+}
+
+} // namespace kova

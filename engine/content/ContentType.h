@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+
+namespace kova {
+
+/// What people look for a file under.
+enum class ContentGroup { Pictures, Videos, Sounds, Documents, Archives, Programs, Other };
+
+/// What a file turns out to be by its content.
+struct ContentType {
+    const wchar_t* name = L"";   ///< As people call it: "JPEG". Fit for the name of a folder.
+    const wchar_t* suffix = L""; ///< The suffix that such a file has by default, in lower case.
+    ContentGroup group = ContentGroup::Other;
+};
+
+/// Where files of a type are put together: "Pictures/JPEG".
+[[nodiscard]] std::wstring contentFolder(const ContentType& type);
+
+} // namespace kova

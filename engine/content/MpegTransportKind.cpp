@@ -1,0 +1,93 @@
+#include "engine/content/FrameChain.h"
+#include "engine/content/kinds.h"
+
+#include <optional>
+
+namespace kova {
+
+namespace {
+
+constexpr ContentType kTypes[] = {{L"MPEG-TS", L"ts", ContentGroup::Videos},
+                                  {L"M2TS", L"m2ts", ContentGroup::Videos}};
+
+/// Packets of 188 bytes that begin with a sync byte, on Blu-ray discs and in cameras after four
+/// bytes of arrival time.
+constexpr uint8 kSync = 0x47;
+constexpr std::size_t kPacket = 188;
+constexpr std::size_t kArrival = 4;
+constexpr std::size_t kPacketsAhead = 5;
+
+/// Bytes before each packet, if `first` begins with packets in a row; fewer do when it is short.
+std::optional<std::size_t> leadOf(std::span<const uint8> first) {
+    for (const std::size_t lead : {std::size_t{0}, kArrival}) {
+        std::size_t packets = 0;
+        std::size_t at = lead;
+        while (packets < kPacketsAhead && at < first.size() && first[at] == kSync) {
+            at += lead + kPacket;
+            ++packets;
+        }
+        if (packets == kPacketsAhead || (packets > 1 && at >= first.size()))
+            return lead;
+    }
+    return std::nullopt;
+}
+
+class PacketChain : public FrameChain {
+public:
+    explicit PacketChain(std::size_t lead) : lead_(lead) {}
+
+    uint64 frameAt(ContentReader& reader, uint64 at) override {
+        return reader.has(at + lead_, 1) && reader.byte(at + lead_) == kSync ? lead_ + kPacket : 0;
+    }
+
+private:
+    std::size_t lead_;
+};
+
+class MpegTransportKind : public ContentKind {
+public:
+    std::span<const ContentType> types() const override { return kTypes; }
+
+    std::string_view firstBytes() const override { return {}; }
+
+    std::size_t bytesNeeded() const override { return 2 * (kArrival + kPacket); }
+
+    Certainty begins(std::span<const uint8> first) const override {
+        const auto lead = leadOf(first);
+        if (!lead)
+            return Certainty::No;
+        return first.size() >= kPacketsAhead * (*lead + kPacket) ? Certainty::Structure
+                                                                 : Certainty::Weak;
+    }
+
+    Fit mayContinue(std::span<const uint8> block, uint64) const override {
+        // Packets lie in no fixed place of a block.
+        for (std::size_t at = 0; at < kPacket + kArrival && at < block.size(); ++at) {
+            if (block[at] == kSync && leadOf(block.subspan(at)))
+                return Fit::Yes;
+        }
+        return block.size() < 2 * (kPacket + kArrival) ? Fit::CannotTell : Fit::No;
+    }
+
+protected:
+    void follow(ContentReader& reader, MeasuredContent& found) const override {
+        const auto lead = leadOf(reader.some(0));
+        if (!lead)
+            return;
+        found.type = &kTypes[*lead == 0 ? 0 : 1];
+        PacketChain chain(*lead);
+        const uint64 end = chain.end(reader, 0);
+        if (chain.cut() || chain.goesOn(reader, end))
+            return found.breaks(end, end);
+        found.endsAt(end);
+    }
+};
+
+} // namespace
+
+const ContentKind& mpegTransportKind() {
+    static const MpegTransportKind kind;
+    return kind;
+}
+
+} // namespace kova
