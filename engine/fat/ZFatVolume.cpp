@@ -72,6 +72,17 @@ void ZFatVolume::requireInit() const {
         fail();
 }
 
+ClusterLayout ZFatVolume::clusterLayout() const {
+    const uint64 start = geometry_.firstDataSector * geometry_.bytesPerSector;
+    return {start, geometry_.clusterBytes(), geometry_.clusterCount};
+}
+
+bool ZFatVolume::isInUse(uint64 index) const {
+    constexpr uint64 kFirstCluster = 2;
+    return index < geometry_.clusterCount &&
+           !table_.isFree(static_cast<uint32>(index + kFirstCluster));
+}
+
 void ZFatVolume::scan(ZFileTree* tree) {
     requireInit();
     setProgress(kWalkProgress);

@@ -36,6 +36,9 @@ public:
     /// passes out.
     bool extract(const ZFileTreeNode& node, ZStream* out) override;
 
+    [[nodiscard]] ClusterLayout clusterLayout() const override;
+    [[nodiscard]] bool isInUse(uint64 index) const override;
+
     [[nodiscard]] const FatGeometry& geometry() const { return geometry_; }
 
 private:

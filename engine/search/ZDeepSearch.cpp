@@ -2,6 +2,12 @@
 
 #include "engine/ntfs/ZNtfsVolume.h"
 #include "engine/search/BlockFinder.h"
+#include "engine/search/ContentSearch.h"
+#include "engine/search/FreeSpace.h"
+#include "engine/search/KnownFiles.h"
+#include "engine/search/ZFoundByContent.h"
+#include "engine/search/remnants/FatFolderFinder.h"
+#include "engine/search/remnants/FatRemnants.h"
 #include "engine/search/remnants/NtfsRecordFinder.h"
 #include "engine/search/remnants/NtfsRemnants.h"
 
@@ -52,53 +58,6 @@ std::unordered_set<int64> withFolders(const ZFileTree& tree, const std::vector<i
 
 } // namespace
 
-/// The order in which a search reads: from end to end, in stretches that are no live file's.
-class ZDeepSearch::Pass {
-public:
-    Pass(const ZDeepSearch& search, uint64 mediaBytes)
-        : search_(search), clusters_(search.clusterLayout()), end_(mediaBytes) {}
-
-    /// The next stretch, at most `kRequestBytes` with what may be looked at ahead; nothing at the
-    /// end.
-    std::optional<ByteRange> next(uint64 from) const {
-        while (from < end_ && !isToRead(from))
-            from = blockEnd(from);
-        if (from >= end_)
-            return std::nullopt;
-        const uint64 most = std::min(end_, from + kRequestBytes + BlockFinder::kLookAhead);
-        uint64 to = from;
-        while (to < most && isToRead(to))
-            to = blockEnd(to);
-        return ByteRange{from, std::min(to, most) - from};
-    }
-
-private:
-    [[nodiscard]] bool isInClusters(uint64 byte) const {
-        return clusters_.bytes != 0 && byte >= clusters_.start && byte < clusters_.end();
-    }
-
-    [[nodiscard]] bool isToRead(uint64 byte) const {
-        if (search_.search_.whole || !isInClusters(byte))
-            return true;
-        if (byte >= search_.alsoRead_.start && byte < search_.alsoRead_.end())
-            return true;
-        return !search_.isInUse((byte - clusters_.start) / clusters_.bytes);
-    }
-
-    /// The end of the cluster that holds the byte, or of what lies around the clusters.
-    [[nodiscard]] uint64 blockEnd(uint64 byte) const {
-        if (isInClusters(byte))
-            return std::min(end_,
-                            byte + clusters_.bytes - (byte - clusters_.start) % clusters_.bytes);
-        return clusters_.bytes != 0 && byte < clusters_.start ? std::min(end_, clusters_.start)
-                                                              : end_;
-    }
-
-    const ZDeepSearch& search_;
-    ClusterLayout clusters_;
-    uint64 end_;
-};
-
 ZDeepSearch::ZDeepSearch(ZCustomMedia* media, std::unique_ptr<ZVolume> today, SearchOptions search)
     : ZVolume(media), today_(std::move(today)), search_(search) {
     setScanOptions(ScanOptions::today());
@@ -122,57 +81,77 @@ void ZDeepSearch::scan(ZFileTree* tree) {
         root.exists = true;
         tree->insert(root);
     }
+    const std::vector<ByteRange> ownRecords = placeOfMft();
+    // A new MFT holds clusters that it has not filled yet, often in the place of the old one.
+    const ByteRange reserve =
+        ownRecords.empty() ? ByteRange{} : ByteRange{ownRecords.back().end(), kMftReserve};
+    const uint64 mediaBytes = media()->sectorSize() == 0 ? 0 : media()->sizeBytes();
+    const FreeSpace space(today_.get(), mediaBytes, search_.whole, reserve);
     NtfsRecordFinder ntfs;
+    FatFolderFinder fat;
+    ContentFinder starts;
+    ContentSearch content(*media(), space);
     std::vector<BlockFinder*> finders;
     if (search_.remnants)
-        finders.push_back(&ntfs);
-    std::vector<ByteRange> ownRecords;
-    if (dynamic_cast<ZNtfsVolume*>(today_.get()) != nullptr) {
-        ZFileTreeNode mft;
-        mft.id = ntfs::kMftRecord;
-        ownRecords = today_->placeOf(mft);
-        // A new MFT holds clusters that it has not filled yet, often in the place of the old one.
-        if (!ownRecords.empty())
-            alsoRead_ = {ownRecords.back().end(), kMftReserve};
-    }
-    readAll(finders);
+        finders = {&ntfs, &fat};
+    if (search_.content)
+        finders.push_back(&starts);
+    readAll(space, finders, [&] { content.measure(starts.take()); });
 
+    KnownFiles known = knownFiles(*tree);
     for (FormerVolume& former : NtfsRemnants(ntfs, ownRecords).volumes(*media()))
-        add(std::move(former), *tree);
+        add(std::move(former), *tree, known);
+    for (FormerVolume& former : FatRemnants(fat, clusterLayout()).volumes(*media()))
+        add(std::move(former), *tree, known);
+    if (search_.content) {
+        content.finish(known.space(), [this] { return setProgress(progress()); });
+        add({L"Found by content", std::make_unique<ZFoundByContent>(media(), content.take())},
+            *tree, known);
+    }
     setProgress(1.0);
+}
+
+std::vector<ByteRange> ZDeepSearch::placeOfMft() const {
+    if (dynamic_cast<ZNtfsVolume*>(today_.get()) == nullptr)
+        return {};
+    ZFileTreeNode mft;
+    mft.id = ntfs::kMftRecord;
+    return today_->placeOf(mft);
 }
 
 /// Reads the drive and shows it to the finders, which look while the next stretch is read. False
 /// when it was stopped.
-bool ZDeepSearch::readAll(const std::vector<BlockFinder*>& finders) {
+bool ZDeepSearch::readAll(const FreeSpace& space, const std::vector<BlockFinder*>& finders,
+                          const std::function<void()>& looked) {
     const uint32 sectorBytes = media()->sectorSize();
-    const uint64 mediaBytes = sectorBytes == 0 ? 0 : media()->sizeBytes();
-    const Pass pass(*this, mediaBytes);
+    const uint64 mediaBytes = space.mediaBytes();
     status_ = {0, mediaBytes, {}};
 
-    std::vector<uint8> looked;
+    std::vector<uint8> shown;
     std::vector<uint8> read;
     std::vector<std::future<void>> looking; // Ends before the buffers do.
     const auto finish = [&] {
         for (std::future<void>& one : looking)
             one.get();
         looking.clear();
+        looked();
         status_.found.clear();
         for (const BlockFinder* finder : finders)
             status_.found.emplace_back(finder->name(), finder->found());
     };
-    for (auto area = pass.next(0); area; area = pass.next(status_.searched)) {
+    constexpr uint64 kMost = kRequestBytes + BlockFinder::kLookAhead;
+    for (auto area = space.next(0, kMost); area; area = space.next(status_.searched, kMost)) {
         const auto sectors = static_cast<uint32>(area->length / sectorBytes);
         read.resize(static_cast<std::size_t>(sectors) * sectorBytes);
         media()->seek(area->start / sectorBytes);
         media()->read(read.data(), sectors);
         finish();
-        std::swap(looked, read);
-        const auto fresh = static_cast<std::size_t>(std::min<uint64>(looked.size(), kRequestBytes));
+        std::swap(shown, read);
+        const auto fresh = static_cast<std::size_t>(std::min<uint64>(shown.size(), kRequestBytes));
         for (BlockFinder* finder : finders)
             looking.push_back(
-                std::async(std::launch::async, [&looked, finder, start = area->start, fresh] {
-                    finder->look(start, looked, fresh);
+                std::async(std::launch::async, [&shown, finder, start = area->start, fresh] {
+                    finder->look(start, shown, fresh);
                 }));
         status_.searched = area->start + std::max<uint64>(fresh, sectorBytes);
         const double share = static_cast<double>(std::min(status_.searched, mediaBytes)) /
@@ -186,16 +165,34 @@ bool ZDeepSearch::readAll(const std::vector<BlockFinder*>& finders) {
     return true;
 }
 
+/// The files that a tree holds before anything is added.
+KnownFiles ZDeepSearch::knownFiles(const ZFileTree& tree) {
+    KnownFiles known;
+    for (const auto& [id, node] : tree.allNodes()) {
+        const auto place = node.isDirectory ? std::vector<ByteRange>{} : placeOf(node);
+        if (!place.empty())
+            known.add(place, static_cast<uint64>(node.size), stateOf(place).taken == 0);
+    }
+    return known;
+}
+
 /// Adds what a former volume holds to the tree, in a folder of its own, unless it is there.
-void ZDeepSearch::add(FormerVolume former, ZFileTree& tree) {
+void ZDeepSearch::add(FormerVolume former, ZFileTree& tree, KnownFiles& known) {
     if (former_.size() == kMostVolumes)
         return;
     ZFileTree own;
     former.volume->scan(&own);
     std::vector<int64> files;
     for (const auto& [id, node] : own.allNodes()) {
-        if (!node.isDirectory)
-            files.push_back(id);
+        if (node.isDirectory)
+            continue;
+        const std::vector<ByteRange> place = former.volume->placeOf(node);
+        const auto size = static_cast<uint64>(node.size);
+        if (!place.empty() && known.contains(place, size))
+            continue;
+        files.push_back(id);
+        if (!place.empty())
+            known.add(place, size, stateOf(place).taken == 0);
     }
     if (files.empty())
         return;

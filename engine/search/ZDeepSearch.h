@@ -11,6 +11,8 @@
 namespace kova {
 
 class BlockFinder;
+class FreeSpace;
+class KnownFiles;
 
 /// A search of a whole drive for what its file system does not lead to any more, and the volume
 /// that gives out what was found, and what today's file system holds too.
@@ -51,8 +53,6 @@ public:
     [[nodiscard]] const Status& status() const { return status_; }
 
 private:
-    class Pass;
-
     /// The volume that a node belongs to, and the node as that volume knows it.
     struct Owner {
         ZVolume* volume = nullptr;
@@ -60,15 +60,17 @@ private:
     };
 
     [[nodiscard]] Owner ownerOf(const ZFileTreeNode& node) const;
-    bool readAll(const std::vector<BlockFinder*>& finders);
-    void add(FormerVolume former, ZFileTree& tree);
+    [[nodiscard]] std::vector<ByteRange> placeOfMft() const;
+    bool readAll(const FreeSpace& space, const std::vector<BlockFinder*>& finders,
+                 const std::function<void()>& looked);
+    KnownFiles knownFiles(const ZFileTree& tree);
+    void add(FormerVolume former, ZFileTree& tree, KnownFiles& known);
     [[nodiscard]] FileState stateOf(const std::vector<ByteRange>& place) const;
 
     std::unique_ptr<ZVolume> today_;
     SearchOptions search_;
     std::vector<FormerVolume> former_;
     Status status_;
-    ByteRange alsoRead_; ///< Held by the file system itself, but to be looked at.
 };
 
 } // namespace kova

@@ -1,0 +1,197 @@
+#include "engine/search/ContentSearch.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+
+namespace kova {
+
+namespace {
+
+/// How far behind the place where a file breaks off its next piece is looked for.
+constexpr uint64 kLargestGap = uint64{32} << 20;
+/// What the search for pieces may read of a media, as often as it holds that much.
+constexpr uint64 kGapReads = 4;
+/// At least, and for one file at the most.
+constexpr uint64 kGapBytesOfFile = uint64{256} << 20;
+/// Borders before the place where a break shows at which the file may have gone elsewhere.
+constexpr uint64 kMostBorders = 64;
+/// As much of a cluster is looked at to tell whether a file may go on there.
+constexpr std::size_t kBlockShown = 4096;
+/// What is broken and shorter is not worth a place in the list.
+constexpr uint64 kSmallestIncomplete = 8192;
+/// A few characters are no text.
+constexpr uint64 kShortestText = 64;
+
+} // namespace
+
+void ContentSearch::measure(const std::vector<Start>& starts) {
+    for (const Start& start : starts) {
+        if (!space_.mayHoldFile(start.position))
+            continue;
+        if (start.certainty == Certainty::Weak)
+            weak_.push_back(start);
+        else
+            measureOne(start);
+    }
+}
+
+void ContentSearch::measureOne(const Start& start) {
+    if (start.position < soundEnd_ || taken_.at(start.position))
+        return;
+    PlacedSource source(media_, space_, start.position);
+    const MeasuredContent content = start.kind->measure(source);
+    const bool isTooShort = start.certainty == Certainty::Weak && content.length < kShortestText;
+    if (content.state == ContentState::Whole && !isTooShort)
+        accept(source, content);
+    if (content.state != ContentState::Incomplete)
+        return;
+    broken_.push_back({start, content});
+    // What begins in the sound part lies inside the file: a thumbnail, a picture of a document.
+    const bool ranOut = content.length >= source.size();
+    if (start.certainty == Certainty::Structure && !ranOut)
+        soundEnd_ = start.position + content.length;
+}
+
+void ContentSearch::accept(PlacedSource& source, const MeasuredContent& content) {
+    ContentFind find{source.place(content.length), content};
+    if (find.place.empty())
+        return;
+    taken_.add(find.place);
+    finds_.push_back(std::move(find));
+}
+
+void ContentSearch::finish(const TakenSpace& known, const std::function<bool()>& goesOn) {
+    std::erase_if(finds_, [&known](const ContentFind& find) {
+        const auto other = known.at(find.place.front().start);
+        return other && find.place.back().end() <= other->end();
+    });
+    taken_ = known;
+    for (const ContentFind& find : finds_)
+        taken_.add(find.place);
+    gapBytesLeft_ = std::max(kGapReads * space_.mediaBytes(), kGapBytesOfFile);
+
+    // Each that is put together leaves less for the others to be mistaken about.
+    for (const auto step : {&ContentSearch::retryAround, &ContentSearch::joinPieces}) {
+        std::erase_if(broken_, [&](Broken& broken) {
+            return isSettled(broken) || (goesOn() && (this->*step)(broken));
+        });
+    }
+    // Text begins at the start of a cluster or not at all.
+    const uint64 unit = space_.unitBytes();
+    soundEnd_ = 0;
+    for (const Start& start : weak_) {
+        if (start.position % unit == 0 && goesOn())
+            measureOne(start);
+    }
+    for (const Broken& broken : broken_)
+        keepIncomplete(broken);
+    std::sort(finds_.begin(), finds_.end(), [](const ContentFind& a, const ContentFind& b) {
+        return a.place.front().start < b.place.front().start;
+    });
+}
+
+std::vector<ContentFind> ContentSearch::take() {
+    return std::move(finds_);
+}
+
+/// Whether another file has turned out to hold its beginning.
+bool ContentSearch::isSettled(const Broken& broken) {
+    return taken_.at(broken.start.position).has_value();
+}
+
+/// Follows a file once more, stepping over all that belongs to others.
+bool ContentSearch::retryAround(Broken& broken) {
+    PlacedSource source(media_, space_, broken.start.position, &taken_);
+    const MeasuredContent content = broken.start.kind->measure(source);
+    if (content.state == ContentState::Whole) {
+        accept(source, content);
+        return true;
+    }
+    if (content.state == ContentState::Incomplete)
+        broken.content = content;
+    return false;
+}
+
+/// Looks for the pieces of a file one after the other.
+bool ContentSearch::joinPieces(Broken& broken) {
+    PlacedSource source(media_, space_, broken.start.position, &taken_);
+    while (joinNext(broken, source)) {
+        if (broken.content.state == ContentState::Whole) {
+            accept(source, broken.content);
+            return true;
+        }
+    }
+    return false;
+}
+
+/// Looks for the piece behind the first wrong byte; false when there is none.
+bool ContentSearch::joinNext(Broken& broken, PlacedSource& source) {
+    const uint64 unit = space_.unitBytes();
+    const MeasuredContent& content = broken.content;
+    const uint64 last = content.breaksAt / unit;
+    // The first cluster is the file's own, whatever shows in it.
+    uint64 border = std::max<uint64>(1, content.length / unit);
+    border = std::max(border, last - std::min(last, kMostBorders));
+    const uint64 before = source.bytesRead();
+    for (; border <= last; ++border) {
+        const uint64 offset = border * unit;
+        const uint64 from = source.positionOf(offset);
+        const uint64 end = std::min(space_.mediaBytes(), from + kLargestGap);
+        for (uint64 position = from + unit; position < end; position += unit) {
+            const uint64 spent = source.bytesRead() - before;
+            if (spent > kGapBytesOfFile || spent > gapBytesLeft_) {
+                gapBytesLeft_ -= std::min(gapBytesLeft_, spent);
+                return false;
+            }
+            if (const auto other = taken_.at(position)) {
+                // To the last step before its end.
+                position += (other->end() - position - 1) / unit * unit;
+                continue;
+            }
+            MeasuredContent better;
+            if (!space_.isFree(position) || !tryGap(broken, source, offset, position, better))
+                continue;
+            gapBytesLeft_ -= std::min(gapBytesLeft_, source.bytesRead() - before);
+            broken.content = better;
+            return true;
+        }
+        source.goOnAt(offset, from);
+    }
+    gapBytesLeft_ -= std::min(gapBytesLeft_, source.bytesRead() - before);
+    return false;
+}
+
+/// Whether the file reaches further when it goes on there; then `source` does.
+bool ContentSearch::tryGap(const Broken& broken, PlacedSource& source, uint64 offset,
+                           uint64 position, MeasuredContent& better) {
+    const uint64 unit = space_.unitBytes();
+    source.goOnAt(offset, position);
+    std::array<uint8, kBlockShown> block{};
+    const std::size_t held = source.read(offset, std::span(block).first(static_cast<std::size_t>(
+                                                     std::min<uint64>(unit, block.size()))));
+    if (broken.start.kind->mayContinue(std::span(block).first(held), offset) == Fit::No)
+        return false;
+    better = broken.start.kind->measure(source);
+    if (better.state == ContentState::Whole)
+        return true;
+    return better.state == ContentState::Incomplete && better.length >= offset + unit &&
+           better.breaksAt > broken.content.breaksAt;
+}
+
+void ContentSearch::keepIncomplete(const Broken& broken) {
+    const MeasuredContent& content = broken.content;
+    // What only ran out of drive tells nothing about where it ended.
+    const bool ranOut = content.length >= space_.mediaBytes() - broken.start.position;
+    if (broken.start.certainty != Certainty::Structure || content.length < kSmallestIncomplete ||
+        ranOut || isSettled(broken))
+        return;
+    PlacedSource source(media_, space_, broken.start.position, &taken_);
+    ContentFind find{source.place(content.length), content};
+    if (find.place.empty())
+        return;
+    taken_.add(find.place); // The sums of what is given out stay within the media.
+    finds_.push_back(std::move(find));
+}
+
+} // namespace kova

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "engine/search/ContentFind.h"
+#include "engine/search/ContentFinder.h"
+#include "engine/search/FreeSpace.h"
+#include "engine/search/PlacedSource.h"
+#include "engine/search/TakenSpace.h"
+
+#include <functional>
+#include <vector>
+
+namespace kova {
+
+/// Makes files of the places at which they may begin: follows the structure of each to its end,
+/// and puts together those that lie in pieces.
+///
+/// No byte is given to two files that are whole, and what lies in a file that is found already
+/// is not one of its own.
+class ContentSearch {
+public:
+    /// Neither is owned; both outlive this.
+    ContentSearch(ZCustomMedia& media, const FreeSpace& space) : media_(media), space_(space) {}
+
+    /// Measures what begins at these places, which lie behind those of the call before.
+    void measure(const std::vector<ContentFinder::Start>& starts);
+
+    /// Tries what has broken off once more, now that it is known what else there is: `known` are
+    /// the places of files that something better than content tells of. Asks `goesOn` before each.
+    void finish(const TakenSpace& known, const std::function<bool()>& goesOn);
+
+    /// What was found, in the order of the media.
+    [[nodiscard]] std::vector<ContentFind> take();
+
+    [[nodiscard]] const std::vector<ContentFind>& finds() const { return finds_; }
+
+private:
+    using Start = ContentFinder::Start;
+
+    /// A file that begins somewhere and breaks.
+    struct Broken {
+        Start start;
+        MeasuredContent content;
+    };
+
+    void measureOne(const Start& start);
+    void accept(PlacedSource& source, const MeasuredContent& content);
+    bool isSettled(const Broken& broken);
+    bool retryAround(Broken& broken);
+    bool joinPieces(Broken& broken);
+    bool joinNext(Broken& broken, PlacedSource& source);
+    bool tryGap(const Broken& broken, PlacedSource& source, uint64 offset, uint64 position,
+                MeasuredContent& better);
+    void keepIncomplete(const Broken& broken);
+
+    ZCustomMedia& media_;
+    const FreeSpace& space_;
+    std::vector<ContentFind> finds_;
+    std::vector<Broken> broken_;
+    std::vector<Start> weak_; ///< Told by little; looked at last.
+    TakenSpace taken_;        ///< By whole files.
+    uint64 soundEnd_ = 0;     ///< Up to here the last broken file is sound.
+    uint64 gapBytesLeft_ = 0; ///< That may still be read in the search for pieces.
+};
+
+} // namespace kova

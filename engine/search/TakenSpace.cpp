@@ -1,0 +1,43 @@
+#include "engine/search/TakenSpace.h"
+
+#include <algorithm>
+#include <iterator>
+#include <limits>
+
+namespace kova {
+
+void TakenSpace::add(const std::vector<ByteRange>& place) {
+    for (const ByteRange& range : place) {
+        uint64 start = range.start;
+        uint64 end = range.end();
+        if (end <= start)
+            continue;
+        auto next = ends_.upper_bound(end);
+        while (next != ends_.begin()) {
+            const auto before = std::prev(next);
+            if (before->second < start)
+                break;
+            start = std::min(start, before->first);
+            end = std::max(end, before->second);
+            next = ends_.erase(before);
+        }
+        ends_.emplace(start, end);
+    }
+}
+
+std::optional<ByteRange> TakenSpace::at(uint64 byte) const {
+    const auto after = ends_.upper_bound(byte);
+    if (after == ends_.begin())
+        return std::nullopt;
+    const auto range = std::prev(after);
+    if (byte >= range->second)
+        return std::nullopt;
+    return ByteRange{range->first, range->second - range->first};
+}
+
+uint64 TakenSpace::nextStart(uint64 byte) const {
+    const auto after = ends_.upper_bound(byte);
+    return after == ends_.end() ? std::numeric_limits<uint64>::max() : after->first;
+}
+
+} // namespace kova

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "engine/ZVolume.h"
+#include "engine/search/ContentFind.h"
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace kova {
+
+/// The files that a search has found by their content, in folders by kind, as a volume.
+class ZFoundByContent : public ZVolume {
+public:
+    /// `media` is not owned and outlives this.
+    ZFoundByContent(ZCustomMedia* media, std::vector<ContentFind> finds)
+        : ZVolume(media), finds_(std::move(finds)) {}
+
+    /// Nothing is to be read.
+    bool init() override { return true; }
+
+    void scan(ZFileTree* tree) override;
+    bool extract(const ZFileTreeNode& node, ZStream* out) override;
+    [[nodiscard]] FileState assess(const ZFileTreeNode& node) override;
+    [[nodiscard]] std::vector<ByteRange> placeOf(const ZFileTreeNode& node) override;
+
+private:
+    [[nodiscard]] const ContentFind* find(int64 id) const;
+    int64 folder(ZFileTree& tree, const std::wstring& path);
+
+    std::vector<ContentFind> finds_;
+    std::map<std::wstring, int64> folders_; ///< Ids by path.
+};
+
+} // namespace kova

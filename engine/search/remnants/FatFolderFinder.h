@@ -1,0 +1,44 @@
+#pragma once
+
+#include "engine/search/BlockFinder.h"
+
+#include <vector>
+
+namespace kova {
+
+/// Finds what folders of a former FAT volume have left: clusters that begin with the entries of
+/// the folder itself and of the one above, and sectors that are nothing but plausible entries.
+class FatFolderFinder : public BlockFinder {
+public:
+    /// The first cluster of a folder, as it names itself.
+    struct Folder {
+        uint64 position = 0; ///< Byte on the media.
+        uint32 cluster = 0;  ///< Its own first cluster.
+        uint32 parent = 0;   ///< First cluster of the folder above, 0 for the root.
+    };
+
+    /// Sectors in a row that hold entries and do not begin a folder.
+    struct Entries {
+        uint64 position = 0; ///< Byte on the media.
+        uint64 end = 0;
+    };
+
+    void look(uint64 position, std::span<const uint8> bytes, std::size_t fresh) override;
+
+    [[nodiscard]] std::wstring name() const override { return L"FAT folders"; }
+
+    [[nodiscard]] uint64 found() const override { return folders_.size(); }
+
+    /// In the order of the media.
+    [[nodiscard]] const std::vector<Folder>& folders() const { return folders_; }
+
+    [[nodiscard]] const std::vector<Entries>& entries() const { return entries_; }
+
+private:
+    void addEntries(uint64 position);
+
+    std::vector<Folder> folders_;
+    std::vector<Entries> entries_;
+};
+
+} // namespace kova

@@ -1,0 +1,175 @@
+#include "engine/search/remnants/FatRemnants.h"
+
+#include "engine/fat/FatEntryParser.h"
+#include "engine/search/remnants/FatFolderChains.h"
+#include "engine/search/remnants/settlePlaces.h"
+
+#include <algorithm>
+#include <iterator>
+#include <optional>
+#include <set>
+#include <string>
+#include <tuple>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+
+namespace kova {
+
+namespace {
+
+using Folder = FatFolderFinder::Folder;
+using Item = ZFormerFiles::Item;
+
+constexpr uint32 kSmallestCluster = 512;
+constexpr uint32 kLargestCluster = 256 * 1024;
+constexpr std::size_t kMostVolumes = 8;
+/// Ids: 0 the root, a folder its first cluster, anything else a number above all clusters.
+constexpr int64 kFirstOtherId = int64{1} << 32;
+constexpr int64 kNowhere = kFirstOtherId - 1; ///< Parent of what no folder is known for.
+
+/// The geometry that explains most folders; nothing when none explains two.
+std::optional<FatClusters> solve(const std::vector<Folder>& folders, const FatClusters& today) {
+    std::optional<FatClusters> best;
+    std::size_t most = 1;
+    for (uint32 bytes = kSmallestCluster; bytes <= kLargestCluster; bytes *= 2) {
+        std::unordered_map<uint64, std::size_t> votes;
+        for (const Folder& folder : folders) {
+            const uint64 before = uint64{folder.cluster - FatClusters::kFirst} * bytes;
+            if (folder.cluster < FatClusters::kFirst || before > folder.position)
+                continue;
+            const uint64 start = folder.position - before;
+            std::size_t& count = votes[start];
+            // A format mostly lays a volume out as it was.
+            if (count == 0 && start == today.start && bytes == today.bytes)
+                ++count;
+            if (++count > most) {
+                most = count;
+                best = FatClusters{start, bytes};
+            }
+        }
+    }
+    return best;
+}
+
+/// Reads one former volume out of its folders.
+class Reading {
+public:
+    Reading(ZCustomMedia& media, FatClusters clusters, std::vector<FatFolderBytes> folders)
+        : media_(media), clusters_(clusters), folders_(std::move(folders)) {
+        for (const FatFolderBytes& folder : folders_) {
+            if (folder.isKnown)
+                known_.insert(folder.cluster);
+        }
+    }
+
+    std::vector<Item> items() {
+        for (const FatFolderBytes& folder : folders_)
+            takeEntries(folder.isKnown ? int64{folder.cluster} : kNowhere, folder.entries);
+        for (const FatFolderBytes& folder : folders_) {
+            if (folder.isKnown && folder.cluster != 0)
+                addFolder(folder);
+        }
+        return std::move(items_);
+    }
+
+private:
+    void takeEntries(int64 folder, const std::vector<uint8>& entries) {
+        parser_.begin(0, ScanOptions::today());
+        for (std::size_t at = 0; at + FatDirectoryEntry::kBytes <= entries.size();
+             at += FatDirectoryEntry::kBytes) {
+            parser_.feed(entries.data() + at);
+            if (!parser_.entryComplete())
+                continue;
+            takeEntry(folder);
+            parser_.reset();
+        }
+    }
+
+    void takeEntry(int64 folder) {
+        ZFileTreeNode node;
+        parser_.buildNode(node);
+        if (node.name.empty() || node.name == L"." || node.name == L"..")
+            return;
+        const uint32 cluster = parser_.entry().firstCluster();
+        node.parentId = folder;
+        if (node.isDirectory) {
+            names_.try_emplace(cluster, std::move(node));
+            return;
+        }
+        if (!seen_.emplace(folder, node.name, cluster).second)
+            return;
+        Item item;
+        item.node = std::move(node);
+        item.node.id = kFirstOtherId + static_cast<int64>(items_.size());
+        item.validBytes = static_cast<uint64>(item.node.size);
+        if (item.validBytes > 0) {
+            const uint64 mediaBytes = media_.sizeBytes();
+            const uint64 start =
+                cluster < FatClusters::kFirst ? mediaBytes : clusters_.positionOf(cluster);
+            item.isLost = start >= mediaBytes || mediaBytes - start < item.validBytes;
+            if (!item.isLost)
+                item.place.push_back({start, item.validBytes});
+        }
+        items_.push_back(std::move(item));
+    }
+
+    void addFolder(const FatFolderBytes& folder) {
+        Item& item = items_.emplace_back();
+        const auto name = names_.find(folder.cluster);
+        if (name != names_.end()) {
+            item.node = name->second;
+        } else {
+            item.node.name = L"Folder " + std::to_wstring(folder.cluster);
+            const bool isThere = folder.parent == 0 || known_.contains(folder.parent);
+            item.node.parentId = isThere ? int64{folder.parent} : kNowhere;
+        }
+        item.node.id = folder.cluster;
+        item.node.isDirectory = true;
+    }
+
+    ZCustomMedia& media_;
+    FatClusters clusters_;
+    std::vector<FatFolderBytes> folders_;
+    std::unordered_set<uint32> known_;                ///< Folders by their first cluster.
+    std::unordered_map<uint32, ZFileTreeNode> names_; ///< Entries of folders, by their cluster.
+    std::set<std::tuple<int64, std::wstring, uint32>> seen_;
+    FatEntryParser parser_;
+    std::vector<Item> items_;
+};
+
+} // namespace
+
+std::vector<FormerVolume> FatRemnants::volumes(ZCustomMedia& media) const {
+    std::vector<FormerVolume> volumes;
+    std::vector<Folder> left = found_.folders();
+    std::vector<FatFolderFinder::Entries> entries = found_.entries();
+    const FatClusters today{today_.start, today_.bytes};
+    while (volumes.size() < kMostVolumes) {
+        const auto clusters = solve(left, today);
+        if (!clusters)
+            break;
+        std::vector<Folder> own;
+        std::vector<Folder> others;
+        std::partition_copy(left.begin(), left.end(), std::back_inserter(own),
+                            std::back_inserter(others),
+                            [&](const Folder& folder) { return clusters->explains(folder); });
+        left = std::move(others);
+
+        std::vector<FatFolderBytes> folders =
+            FatFolderChains(media, *clusters, own, entries).folders();
+        std::vector<ByteRange> held;
+        for (const FatFolderBytes& folder : folders) {
+            for (const uint32 cluster : folder.clusters)
+                held.push_back({clusters->positionOf(cluster), clusters->bytes});
+        }
+        std::vector<Item> items = Reading(media, *clusters, std::move(folders)).items();
+        settlePlaces(media, items, held);
+        volumes.push_back({L"Found on the former FAT volume",
+                           std::make_unique<ZFormerFiles>(&media, std::move(items))});
+        entries.clear(); // Taken by the volume with most folders.
+    }
+    return volumes;
+}
+
+} // namespace kova

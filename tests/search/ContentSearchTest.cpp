@@ -1,0 +1,111 @@
+// Files that nothing but their content tells of.
+#include "engine/ZMemoryStream.h"
+#include "engine/search/ZDeepSearch.h"
+#include "tests/platform/Tools.h"
+#include "tests/support/TestMedia.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <random>
+
+namespace kova::test {
+namespace {
+
+namespace tools = platform::test;
+
+constexpr std::size_t kCluster = 4096;
+
+std::vector<uint8> fileOf(const std::string& path) {
+    const std::string content =
+        tools::contentOf(std::filesystem::path(ORVANE_SOURCE_DIR) / "tests" / path);
+    return {content.begin(), content.end()};
+}
+
+/// A drive without a file system, on which files are laid out in clusters.
+class Drive {
+public:
+    /// Puts `bytes` from byte `from` to `to` at the next free cluster.
+    void put(const std::vector<uint8>& bytes, std::size_t from, std::size_t to) {
+        const std::size_t at = image_.size();
+        image_.resize(at + (to - from + kCluster - 1) / kCluster * kCluster);
+        std::copy(bytes.begin() + static_cast<std::ptrdiff_t>(from),
+                  bytes.begin() + static_cast<std::ptrdiff_t>(to),
+                  image_.begin() + static_cast<std::ptrdiff_t>(at));
+    }
+
+    void put(const std::vector<uint8>& bytes) { put(bytes, 0, bytes.size()); }
+
+    /// Clusters of what is no file of a known kind.
+    void putNoise(std::size_t clusters) {
+        std::vector<uint8> noise(clusters * kCluster);
+        std::generate(noise.begin(), noise.end(),
+                      [this]() mutable { return static_cast<uint8>(random_() | 0x80U); });
+        put(noise);
+    }
+
+    /// Contents of what is found, by the folder that it is in; incomplete ones begin with "-".
+    [[nodiscard]] std::multimap<std::wstring, std::vector<uint8>> search() const {
+        TestMedia media(image_);
+        ZDeepSearch search(&media, nullptr);
+        ZFileTree tree;
+        search.scan(&tree);
+        std::multimap<std::wstring, std::vector<uint8>> found;
+        for (const auto& [id, node] : tree.allNodes()) {
+            ZMemoryStream content;
+            if (node.isDirectory)
+                continue;
+            const bool isWhole = search.extract(node, &content);
+            found.emplace((isWhole ? L"" : L"-") + tree.find(node.parentId)->name, content.bytes());
+        }
+        return found;
+    }
+
+private:
+    std::vector<uint8> image_ = std::vector<uint8>(kCluster);
+    std::mt19937 random_{1};
+};
+
+/// An uncompressed PNG-like thing cannot be made here; pictures of the tests serve.
+TEST(ContentSearch, FindsFilesOfKnownKindsToTheByte) {
+    const std::map<std::string, std::wstring> files{
+        {"pictures/small.jpg", L"JPEG"}, {"pictures/small.png", L"PNG"},
+        {"pictures/small.gif", L"GIF"},  {"pictures/small.tif", L"TIFF"},
+        {"pictures/small.psd", L"PSD"},  {"audio/data/chirp.flac", L"FLAC"},
+        {"audio/data/chirp.m4a", L"M4A"}};
+    Drive drive;
+    for (const auto& [path, kind] : files) {
+        drive.put(fileOf(path));
+        drive.putNoise(1);
+    }
+    const auto found = drive.search();
+    EXPECT_EQ(found.size(), files.size());
+    for (const auto& [path, kind] : files) {
+        const auto [first, last] = found.equal_range(kind);
+        EXPECT_TRUE(std::any_of(first, last, [&, bytes = fileOf(path)](const auto& one) {
+            return one.second == bytes;
+        })) << path;
+    }
+}
+
+TEST(ContentSearch, PutsPiecesTogether) {
+    const std::vector<uint8> flac = fileOf("audio/data/chirp.flac");
+    const std::vector<uint8> jpeg = fileOf("pictures/small.jpg");
+    ASSERT_GT(flac.size(), 2 * kCluster);
+    Drive drive;
+    drive.put(flac, 0, kCluster);
+    drive.put(jpeg); // A whole file in the gap.
+    drive.put(flac, kCluster, 2 * kCluster);
+    drive.putNoise(3);
+    drive.put(flac, 2 * kCluster, flac.size());
+    const auto found = drive.search();
+    EXPECT_EQ(found.size(), 2U);
+    const auto one = found.find(L"FLAC");
+    ASSERT_NE(one, found.end());
+    EXPECT_EQ(one->second, flac);
+    EXPECT_EQ(found.count(L"JPEG"), 1U);
+}
+
+} // namespace
+} // namespace kova::test
