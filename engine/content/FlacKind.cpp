@@ -207,9 +207,8 @@ protected:
             if ((type & kTypeMask) == kComment)
                 found.title = vorbisTitle(reader.some(at + kBlockHeader, length));
             const uint64 next = at + kBlockHeader + length;
-            const uint64 zerosEnd = (type & kTypeMask) == kPadding
-                                        ? reader.zerosEnd(at + kBlockHeader, next)
-                                        : next;
+            const uint64 zerosEnd =
+                (type & kTypeMask) == kPadding ? reader.zerosEnd(at + kBlockHeader, next) : next;
             if (zerosEnd < next)
                 return found.breaks(at + kBlockHeader, zerosEnd);
             at = next;
