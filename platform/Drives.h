@@ -56,6 +56,8 @@ struct AttachResult {
 /// True when a file written below `directory` (which need not exist yet; its nearest existing
 /// parent counts) would be written to the drive with this letter: to its device, to a device
 /// that contains it or lies on it, or, for an image, into a mount of that very image file.
+/// On Windows also true when that cannot be ruled out: shares and containers whose driver does not
+/// tell where they lie.
 [[nodiscard]] bool liesOnDrive(const std::wstring& directory, char letter);
 
 /// True when `path` is the very file that the image behind `letter` is read from.

@@ -2,9 +2,13 @@
 
 #include "platform/windows/Win32.h"
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
 #include <optional>
+#include <span>
 
+#include <virtdisk.h>
 #include <wnnc.h>
 
 namespace platform {
@@ -50,6 +54,32 @@ bool liesOnShare(HANDLE folder) {
            information.Protocol == WNNC_NET_SMB;
 }
 
+/// The volumes that the file of a virtual disk lies on; none for any other disk. `name`:
+/// "\\?\Volume{...}\".
+std::vector<std::wstring> hostsOf(const std::wstring& name) {
+    const std::optional<std::wstring> device = deviceName(name);
+    if (!device)
+        return {};
+    constexpr DWORD kShare = FILE_SHARE_READ | FILE_SHARE_WRITE;
+    const Handle volume(CreateFileW(device->c_str(), GENERIC_READ, kShare, nullptr, OPEN_EXISTING,
+                                    FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    if (!volume)
+        return {};
+    constexpr std::size_t kRoom = std::size_t{64} * 1024; // of the entries and their texts
+    std::vector<std::uint64_t> room(kRoom / sizeof(std::uint64_t));
+    auto* const found = reinterpret_cast<STORAGE_DEPENDENCY_INFO*>(room.data());
+    found->Version = STORAGE_DEPENDENCY_INFO_VERSION_2;
+    ULONG used = 0;
+    const DWORD failure = GetStorageDependencyInformation(
+        volume.get(), GET_STORAGE_DEPENDENCY_FLAG_HOST_VOLUMES, kRoom, found, &used);
+    if (failure != ERROR_SUCCESS)
+        return {};
+    std::vector<std::wstring> hosts;
+    for (const auto& entry : std::span(found->Version2Entries, found->NumberEntries))
+        hosts.emplace_back(entry.HostVolumeName != nullptr ? entry.HostVolumeName : L"");
+    return hosts;
+}
+
 bool isSameText(const std::wstring& left, const std::wstring& right) {
     return left.size() == right.size() && startsWithText(left, right);
 }
@@ -67,6 +97,7 @@ Volume volumeOf(const std::wstring& path) {
     volume.name = finalName(folder.get());
     if (volume.name.empty())
         volume.name = mountedName(path);
+    volume.hosts = hostsOf(volume.name);
     BY_HANDLE_FILE_INFORMATION information{};
     if (GetFileInformationByHandle(folder.get(), &information) != 0)
         volume.serial = information.dwVolumeSerialNumber;
@@ -77,8 +108,15 @@ Volume volumeOf(const std::wstring& path) {
 SameVolume isSameVolume(const Volume& folder, const Volume& drive) {
     if (drive.isRaw)
         return SameVolume::No;
-    if (!folder.name.empty())
-        return isSameText(folder.name, drive.name) ? SameVolume::Yes : SameVolume::No;
+    const auto isDrive = [&drive](const std::wstring& name) {
+        return isSameText(name, drive.name);
+    };
+    if (!folder.name.empty()) {
+        if (isDrive(folder.name) || std::any_of(folder.hosts.begin(), folder.hosts.end(), isDrive))
+            return SameVolume::Yes;
+        return std::count(folder.hosts.begin(), folder.hosts.end(), L"") == 0 ? SameVolume::No
+                                                                              : SameVolume::Unknown;
+    }
     if (!folder.isShare || folder.serial == 0 || drive.serial == 0)
         return SameVolume::Unknown;
     return folder.serial == drive.serial ? SameVolume::Yes : SameVolume::No;

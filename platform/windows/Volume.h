@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace platform {
 
@@ -11,13 +12,16 @@ enum class SameVolume { No, Yes, Unknown };
 struct Volume {
     /// "\\?\Volume{...}\". Empty for what lies on another machine, a share of this one, or a
     /// driver that keeps its volumes to itself, as those of encrypted containers do.
-    std::wstring name;
+    std::wstring name = {};
     /// That of the file system; 0 when it has none or does not tell.
     std::uint32_t serial = 0;
     /// Reached as a share over SMB, which gives the serial number of the volume behind it.
     bool isShare = false;
     /// No file system is mounted on it, so that no path leads to it.
     bool isRaw = false;
+    /// Of a virtual disk: the names of the volumes that its file lies on, those included that such
+    /// a volume, being virtual itself, lies on. Empty names are of volumes elsewhere.
+    std::vector<std::wstring> hosts = {};
 };
 
 /// The volume that an existing path lies on, wherever links, junctions, substituted drives and

@@ -118,18 +118,32 @@ TEST(WindowsDevice, ThatWasPulledOutMayAnswerAsOneThatFails) {
 }
 
 TEST(WindowsVolume, IsTheSameAlsoByAShareAndWhenThatCannotBeRuledOut) {
-    const Volume drive{L"\\\\?\\Volume{a}\\", 0x1234, false, false};
-    const Volume nameless{L"", 0x1234, false, false}; // of a driver like those of containers
-    const Volume raw{L"\\\\?\\Volume{a}\\", 0, false, true};
-    const Volume share{L"", 0x1234, true, false};
-    EXPECT_EQ(isSameVolume({L"\\\\?\\VOLUME{A}\\", 1, false, false}, drive), SameVolume::Yes);
-    EXPECT_EQ(isSameVolume({L"\\\\?\\Volume{b}\\", 0x1234, false, false}, drive), SameVolume::No);
-    EXPECT_EQ(isSameVolume(drive, nameless), SameVolume::No);
-    EXPECT_EQ(isSameVolume(share, drive), SameVolume::Yes);
-    EXPECT_EQ(isSameVolume({L"", 0x1235, true, false}, drive), SameVolume::No);
-    EXPECT_EQ(isSameVolume({L"", 0, true, false}, drive), SameVolume::Unknown);
-    EXPECT_EQ(isSameVolume({L"", 0x1235, false, false}, drive), SameVolume::Unknown);
-    EXPECT_EQ(isSameVolume(share, raw), SameVolume::No);
+    const std::wstring name = L"\\\\?\\Volume{a}\\";
+    const std::wstring other = L"\\\\?\\Volume{b}\\";
+    const Volume drive{.name = name, .serial = 0x1234};
+    const Volume nameless{.serial = 0x1234}; // of a driver like those of containers
+    const Volume share{.serial = 0x1234, .isShare = true};
+
+    const struct {
+        Volume folder;
+        Volume drive;
+        SameVolume isSame;
+    } cases[] = {
+        {{.name = L"\\\\?\\VOLUME{A}\\", .serial = 1}, drive, SameVolume::Yes},
+        {{.name = other, .serial = 0x1234}, drive, SameVolume::No},
+        {{.name = other, .hosts = {other, name}}, drive, SameVolume::Yes},
+        {{.name = other, .hosts = {L"\\\\?\\Volume{c}\\"}}, drive, SameVolume::No},
+        {{.name = other, .hosts = {L""}}, drive, SameVolume::Unknown},
+        {drive, nameless, SameVolume::No},
+        {share, drive, SameVolume::Yes},
+        {{.serial = 0x1235, .isShare = true}, drive, SameVolume::No},
+        {{.serial = 0, .isShare = true}, drive, SameVolume::Unknown},
+        {{.serial = 0x1235}, drive, SameVolume::Unknown},
+        {share, {.name = name, .isRaw = true}, SameVolume::No},
+    };
+
+    for (std::size_t i = 0; i < std::size(cases); ++i)
+        EXPECT_EQ(isSameVolume(cases[i].folder, cases[i].drive), cases[i].isSame) << "case " << i;
 }
 
 TEST(WindowsFile, PathsMayBeAsLongAsTheyLike) {
