@@ -3,6 +3,7 @@
 #include "format/BiosParameterBlock.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <string_view>
 
@@ -68,6 +69,36 @@ std::optional<VolumeFormat> identifyVolume(std::span<const std::uint8_t> bytes) 
         return VolumeFormat{"NTFS", sectorSize};
     if (isFat(block, sectorSize))
         return VolumeFormat{block.fatSectors16 == 0 ? "FAT32" : "FAT", sectorSize};
+    return std::nullopt;
+}
+
+std::optional<VolumeFormat>
+identifyByCopy(const std::function<bool(std::uint64_t, std::span<std::uint8_t>)>& read,
+               std::uint64_t length) {
+    constexpr std::uint64_t kFat32Copy = 6;
+    constexpr std::uint64_t kExfatCopy = 12;
+    for (std::uint32_t sector = kSmallestSector; sector <= kLargestSector; sector *= 2) {
+        const std::uint64_t sectors = length / sector;
+        if (sectors <= kExfatCopy)
+            break;
+
+        const struct {
+            std::uint64_t sector;
+            std::string_view fileSystem;
+        } places[] = {{kFat32Copy, "FAT32"},
+                      {kExfatCopy, "exFAT"},
+                      {sectors - 1, "NTFS"},
+                      {sectors / 2, "NTFS"}};
+
+        for (const auto& place : places) {
+            std::array<std::uint8_t, kBootSectorBytes> bytes{};
+            if (!read(place.sector * sector, bytes))
+                continue;
+            const std::optional<VolumeFormat> found = identifyVolume(bytes);
+            if (found && found->fileSystem == place.fileSystem && found->sectorSize == sector)
+                return found;
+        }
+    }
     return std::nullopt;
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 
@@ -20,5 +21,12 @@ struct VolumeFormat {
 /// boot sector of NTFS, FAT or exFAT. Only the boot sector is judged, so that a volume that is
 /// damaged elsewhere is still recognised.
 [[nodiscard]] std::optional<VolumeFormat> identifyVolume(std::span<const std::uint8_t> bytes);
+
+/// The same by a copy of the boot sector, where file systems keep one: NTFS in the last sector or,
+/// formerly, the middle; FAT32 mostly in sector 6; exFAT in sector 12. `read` fills bytes from a
+/// byte of the volume, which has `length` bytes, and tells whether it could.
+[[nodiscard]] std::optional<VolumeFormat>
+identifyByCopy(const std::function<bool(std::uint64_t, std::span<std::uint8_t>)>& read,
+               std::uint64_t length);
 
 } // namespace format

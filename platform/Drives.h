@@ -17,8 +17,9 @@ enum class DriveKind { Fixed, Removable, Other };
 struct Drive {
     char letter = 0; ///< 'A' to 'Z'.
     DriveKind kind = DriveKind::Other;
-    std::wstring volumeName;      ///< The label; without one the device node's or image's name.
-    std::string fileSystem;       ///< As Windows names it: "NTFS", "FAT", "FAT32", "exFAT"; or "".
+    std::wstring volumeName; ///< The label; without one the device node's or image's name.
+    std::string fileSystem;  ///< As Windows names it: "NTFS", "FAT", "FAT32", "exFAT"; or "", also
+                             ///< where only the copy of a boot sector tells what it is.
     std::uint32_t sectorSize = 0; ///< Bytes; 0 when it cannot be learned.
     std::uint64_t sizeBytes = 0;
     std::wstring device; ///< Device node, or the image file's path.
@@ -43,8 +44,8 @@ struct Drive {
 
 /// Outcome of attaching a disk image.
 struct AttachResult {
-    /// One drive per NTFS or FAT partition in the order of the table, or one for an image
-    /// without a partition table (whatever it holds). Empty: see `error`.
+    /// One drive per NTFS, FAT or exFAT partition in the order of the table, or one for an
+    /// image without a partition table (whatever it holds). Empty: see `error`.
     std::vector<Drive> drives;
     std::wstring error; ///< In words, for people; empty on success.
     bool accessDenied = false;

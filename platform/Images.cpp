@@ -55,13 +55,19 @@ bool openToRead(File& file, const std::wstring& path) {
     return file.open(path, static_cast<std::uint32_t>(Disposition::OpenExisting), kGenericRead);
 }
 
-bool isScannable(const format::VolumeFormat& found) {
-    const std::string_view name = found.fileSystem;
-    return name == "NTFS" || name == "FAT" || name == "FAT32";
+/// What the volume in `length` bytes of the image from `offset` on is by the copy of its boot
+/// sector.
+std::optional<format::VolumeFormat> identifyCopyIn(File& image, std::uint64_t offset,
+                                                   std::uint64_t length) {
+    const auto read = [&image, offset](std::uint64_t at, std::span<std::uint8_t> bytes) {
+        return image.readAt(static_cast<std::int64_t>(offset + at), bytes.data(), bytes.size()) ==
+               static_cast<std::int64_t>(bytes.size());
+    };
+    return format::identifyByCopy(read, length);
 }
 
-/// The partitions that hold NTFS or FAT, by their boot sectors; `hasTable` tells whether there
-/// is a partition table at all.
+/// The partitions that hold NTFS, FAT or exFAT, by their boot sectors or copies of these;
+/// `hasTable` tells whether there is a partition table at all.
 std::vector<format::Partition> scannablePartitions(File& image, std::uint64_t size,
                                                    bool& hasTable) {
     const format::ReadDisk read = [&image](std::uint64_t offset, std::span<std::uint8_t> bytes) {
@@ -73,8 +79,8 @@ std::vector<format::Partition> scannablePartitions(File& image, std::uint64_t si
         format::PartitionTable table = format::readPartitionTable(read, size, sectorSize);
         hasTable = hasTable || table.kind != format::TableKind::None;
         std::erase_if(table.partitions, [&image](const format::Partition& partition) {
-            const std::optional<format::VolumeFormat> found = identifyIn(image, partition.offset);
-            return !found || !isScannable(*found);
+            return !identifyIn(image, partition.offset) &&
+                   !identifyCopyIn(image, partition.offset, partition.length);
         });
         if (!table.partitions.empty())
             return table.partitions;
@@ -119,8 +125,9 @@ AttachResult attachImage(const std::wstring& path) {
     std::vector<format::Partition> partitions =
         scannablePartitions(image, static_cast<std::uint64_t>(size), hasTable);
     if (partitions.empty()) {
-        if (hasTable && !identifyIn(image, 0))
-            return failure(L"None of the partitions in this image holds NTFS or FAT.");
+        if (hasTable && !identifyIn(image, 0) &&
+            !identifyCopyIn(image, 0, static_cast<std::uint64_t>(size)))
+            return failure(L"None of the partitions in this image holds NTFS, FAT or exFAT.");
         if (image.error() != Error::None)
             return failure(L"The image cannot be read: " + image.errorText());
         partitions.push_back({0, 0, static_cast<std::uint64_t>(size)});
@@ -152,8 +159,11 @@ std::optional<Drive> describeImage(char letter, const format::VolumeSource& sour
             openImages().letGo(source.identity); // so that its room on the drive becomes free
         return std::nullopt;
     }
-    const format::VolumeFormat found =
-        identifyIn(image, source.offset).value_or(format::VolumeFormat{});
+    const std::optional<format::VolumeFormat> found = identifyIn(image, source.offset);
+    const format::VolumeFormat format =
+        found
+            ? *found
+            : identifyCopyIn(image, source.offset, source.length).value_or(format::VolumeFormat{});
     Drive drive;
     drive.letter = letter;
     drive.kind = DriveKind::Fixed;
@@ -163,8 +173,9 @@ std::optional<Drive> describeImage(char letter, const format::VolumeSource& sour
         if (source.partition != 0)
             drive.volumeName += L" " + std::to_wstring(source.partition);
     }
-    drive.fileSystem = found.fileSystem;
-    drive.sectorSize = found.sectorSize != 0 ? found.sectorSize : kUsualSectorSize;
+    if (found)
+        drive.fileSystem = found->fileSystem;
+    drive.sectorSize = format.sectorSize != 0 ? format.sectorSize : kUsualSectorSize;
     drive.sizeBytes = source.length;
     drive.device = source.path;
     drive.isImage = true;

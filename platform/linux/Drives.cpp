@@ -116,7 +116,7 @@ std::vector<Drive> deviceDrives() {
         if (device.kind == DriveKind::Other)
             continue;
         const ProbedVolume volume = probeCache().probe(device);
-        if (volume.fileSystem.empty())
+        if (volume.fileSystem.empty() && !volume.hasOnlyCopy)
             continue;
         if (const std::optional<char> letter = giveLetter(sourceOf(device, volume)))
             drives.push_back(driveOf(*letter, device, volume));

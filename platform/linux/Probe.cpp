@@ -63,6 +63,16 @@ ProbedVolume probeVolume(int fd, std::uint64_t offset, std::uint64_t length) {
         volume.uuid = valueOf(probe, "UUID");
     } else if (found) {
         volume.fileSystem = found->fileSystem;
+    } else {
+        const auto read = [fd, offset](std::uint64_t at, std::span<std::uint8_t> into) {
+            int error = 0;
+            return readFully(fd, offset + at, into.data(), into.size(), error) ==
+                   static_cast<std::int64_t>(into.size());
+        };
+        found = format::identifyByCopy(
+            read,
+            length != 0 ? length : static_cast<std::uint64_t>(blkid_probe_get_size(probe.get())));
+        volume.hasOnlyCopy = found.has_value();
     }
     if (found)
         volume.sectorSize = found->sectorSize;

@@ -13,6 +13,8 @@ struct ProbedVolume {
     std::string label;      ///< UTF-8 as far as the volume is; empty when it has none.
     std::string uuid;       ///< Empty when it has none.
     std::uint32_t sectorSize = 0; ///< By the boot sector, in bytes; 0 when it gives no sane one.
+    /// Nothing is where volumes begin, but there is the copy of a boot sector.
+    bool hasOnlyCopy = false;
 };
 
 /// Looks at `length` bytes (0: up to its end) from byte `offset` of an open device or file. A

@@ -78,19 +78,31 @@ TEST_F(ImagesTest, VolumesWithoutATableAreTheirOwnDrive) {
     }
 }
 
-TEST_F(ImagesTest, EveryPartitionWithNtfsOrFatIsADriveWhateverItsTypeSays) {
+TEST_F(ImagesTest, EveryPartitionWithAKnownVolumeIsADriveWhateverItsTypeSays) {
     makeNtfs(dir_ / "ntfs", 8 * kMiB, "-L first");
     makeFat(dir_ / "fat", 6 * kMiB, "-n LAST");
+    makeFile(dir_ / "exfat", 8 * kMiB);
+    run("mkfs.exfat " + forShell(dir_ / "exfat"));
+    makeNtfs(dir_ / "damaged", 8 * kMiB, "-s 1024");
+    overwrite(dir_ / "damaged", 0, std::vector<std::uint8_t>(8192, 0xEE));
     partition("disk", "label: dos\\n1:start=1M,size=8M,type=83\\n2:start=10M,size=4M,type=7\\n"
-                      "3:start=20M,size=30M,type=5\\n5:start=21M,size=6M,type=7\\n");
+                      "3:start=20M,size=30M,type=5\\n5:start=21M,size=6M,type=7\\n"
+                      "6:start=28M,size=8M,type=7\\n7:start=37M,size=8M,type=7\\n");
     copyInto(dir_ / "disk", 1 * kMiB, dir_ / "ntfs");
     copyInto(dir_ / "disk", 21 * kMiB, dir_ / "fat");
+    copyInto(dir_ / "disk", 28 * kMiB, dir_ / "exfat");
+    copyInto(dir_ / "disk", 37 * kMiB, dir_ / "damaged");
     const AttachResult result = attach("disk");
-    ASSERT_EQ(result.drives.size(), 2U) << testing::PrintToString(result.error);
+    ASSERT_EQ(result.drives.size(), 4U) << testing::PrintToString(result.error);
     EXPECT_EQ(result.drives[0].partition, 1);
     EXPECT_EQ(result.drives[0].volumeName, kImagesHaveLabels ? L"first" : L"disk 1");
     EXPECT_EQ(result.drives[1].partition, 5);
     EXPECT_EQ(result.drives[1].volumeName, kImagesHaveLabels ? L"LAST" : L"disk 5");
+    EXPECT_EQ(result.drives[2].fileSystem, "exFAT");
+    // Its boot sector is lost, but for the copy at its end.
+    EXPECT_EQ(result.drives[3].partition, 7);
+    EXPECT_EQ(result.drives[3].fileSystem, "");
+    EXPECT_EQ(result.drives[3].sectorSize, 1024U);
 
     // A partition is read from its start to its end and no further.
     Device device;
@@ -176,7 +188,7 @@ TEST_F(ImagesTest, WhatHoldsNoVolumeIsNotAttached) {
     EXPECT_EQ(attach("empty").error, L"The image is empty.");
     partition("ext4 only", "label: dos\\n1M,8M,83\\n");
     const AttachResult result = attach("ext4 only");
-    EXPECT_EQ(result.error, L"None of the partitions in this image holds NTFS or FAT.");
+    EXPECT_EQ(result.error, L"None of the partitions in this image holds NTFS, FAT or exFAT.");
     EXPECT_TRUE(result.drives.empty());
     EXPECT_FALSE(result.accessDenied);
 }
