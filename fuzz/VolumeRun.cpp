@@ -2,6 +2,7 @@
 
 #include "engine/ZMemoryStream.h"
 #include "engine/ZTreeWalk.h"
+#include "engine/exfat/ZExFatVolume.h"
 #include "engine/fat/ZFatVolume.h"
 #include "engine/ntfs/ZNtfsVolume.h"
 #include "tests/support/TestMedia.h"
@@ -52,6 +53,8 @@ void extractAll(ZVolume& volume, const ZFileTree& tree) {
         BoundedStream out;
         try {
             volume.extract(node, &out);
+            static_cast<void>(volume.assess(node));
+            static_cast<void>(volume.placeOf(node));
         } catch (int) {
             // What the stream refuses passes out of an extraction from FAT.
         }
@@ -106,6 +109,10 @@ void runNtfs(std::span<const uint8> image) {
 
 void runFat(std::span<const uint8> image) {
     run<ZFatVolume>(image);
+}
+
+void runExFat(std::span<const uint8> image) {
+    run<ZExFatVolume>(image);
 }
 
 } // namespace kova::fuzz

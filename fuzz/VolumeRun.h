@@ -12,5 +12,6 @@ namespace kova::fuzz {
 /// tree contradicts itself.
 void runNtfs(std::span<const uint8> image);
 void runFat(std::span<const uint8> image);
+void runExFat(std::span<const uint8> image);
 
 } // namespace kova::fuzz

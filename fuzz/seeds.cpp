@@ -1,8 +1,9 @@
-// Writes the fuzzers' seeds: fuzz_seeds NTFS_FOLDER FAT_FOLDER [NTFS_IMAGE...]
+// Writes the fuzzers' seeds: fuzz_seeds NTFS_FOLDER FAT_FOLDER EXFAT_FOLDER [NTFS_IMAGE...]
 // The NTFS images are copied with every record from the first user record on marked free, so that
 // a scan finds them.
 
 #include "engine/ntfs/NtfsLayout.h"
+#include "tests/support/ExFatBuilder.h"
 #include "tests/support/FatBuilder.h"
 #include "tests/support/NtfsBuilder.h"
 #include "tests/support/freeRecords.h"
@@ -80,19 +81,38 @@ Bytes builtFat(FatType type, uint32 clusters) {
     return builder.bytes();
 }
 
+Bytes builtExFat(const test::ExFatShape& shape) {
+    test::ExFatBuilder builder(shape);
+    const uint32 live = builder.addFolder(0, {.name = u"a live folder"});
+    const uint32 gone = builder.addFolder(live, {.name = u"gone", .deleted = true});
+    for (const bool noFatChain : {true, false}) {
+        const test::ExFatEntry photo{
+            .name = u"photo of all of us.jpg", .deleted = true, .noFatChain = noFatChain};
+        const uint32 first = builder.addFile(0, photo, std::string(3000, 'p'));
+        builder.setFat(first, first + 1);
+        builder.addFile(live, photo, "another");
+    }
+    builder.addFile(gone, {.name = u"inside.txt"}, "inside");
+    builder.addFile(live, {.name = u"empty", .deleted = true}, "");
+    return builder.bytes();
+}
+
 } // namespace
 
 int main(int count, char** arguments) {
-    if (count < 3) {
-        std::cerr << "usage: fuzz_seeds NTFS_FOLDER FAT_FOLDER [NTFS_IMAGE...]\n";
+    if (count < 4) {
+        std::cerr << "usage: fuzz_seeds NTFS_FOLDER FAT_FOLDER EXFAT_FOLDER [NTFS_IMAGE...]\n";
         return 2;
     }
     const fs::path ntfsFolder = arguments[1];
     const fs::path fatFolder = arguments[2];
+    const fs::path exFatFolder = arguments[3];
     save(ntfsFolder / "built.img", builtNtfs());
     save(fatFolder / "built12.img", builtFat(FatType::Fat12, 300));
     save(fatFolder / "built16.img", builtFat(FatType::Fat16, 0));
-    for (int i = 3; i < count; ++i) {
+    save(exFatFolder / "built.img", builtExFat({.clusterBytes = 512, .clusters = 300}));
+    save(exFatFolder / "builtTexFat.img", builtExFat({.clusters = 40, .fats = 2}));
+    for (int i = 4; i < count; ++i) {
         Bytes image = load(arguments[i]);
         test::freeRecords(image);
         save(ntfsFolder / fs::path(arguments[i]).filename(), image);

@@ -196,6 +196,7 @@ void ExFatDirectoryWalk::takeFile(Folder& folder, ExFatFile file) {
     ExFatPlace place;
     place.firstCluster = stream.firstCluster;
     place.noFatChain = stream.noFatChain();
+    place.isInUse = file.inUse;
     place.dataLength = stream.dataLength;
     place.validLength = std::min(stream.validLength, stream.dataLength);
     place.creationTime = node.creationTime;

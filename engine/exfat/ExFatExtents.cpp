@@ -36,6 +36,8 @@ ExFatExtents::ExFatExtents(const ExFatPlace& place, const ExFatGeometry& geometr
         append(next);
         last = next;
     }
+    // A chain that breaks off went on somewhere else.
+    isGuess_ = isGuess_ || (clusters_ > 1 && clusters_ < wanted);
     const uint64 behind = uint64{geometry.lastCluster} + 1;
     for (uint64 next = uint64{last} + 1; clusters_ < wanted && next < behind; ++next) {
         const uint64 unclaimed = claimed.pastRange(next);

@@ -13,6 +13,8 @@ namespace kova {
 struct ExFatPlace {
     uint32 firstCluster = 0;
     bool noFatChain = false; ///< Its clusters follow each other.
+    /// It went with its folder: that its clusters are in use may be its own doing.
+    bool isInUse = false;
     /// A file that was made later lay on some of the same clusters before it was deleted too.
     bool inDoubt = false;
     uint64 dataLength = 0;

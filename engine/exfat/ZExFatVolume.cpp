@@ -181,7 +181,7 @@ bool ZExFatVolume::extract(const ZFileTreeNode& node, ZStream* out) {
         return false;
     }
     const ExFatExtents extents = extentsOf(*place);
-    if (extents.clusters() != 0 && extents.taken() == extents.clusters()) {
+    if (extents.clusters() != 0 && extents.taken() == extents.clusters() && !place->isInUse) {
         setShortfall(ExtractReport::Reason::Overwritten);
         return false;
     }
@@ -280,10 +280,11 @@ FileState ZExFatVolume::assess(const ZFileTreeNode& node) {
     const ExFatExtents extents = extentsOf(*place);
     state.clusters = extents.clusters();
     state.taken = extents.taken();
-    if (state.taken != 0)
+    const bool mayBeOwn = place->isInUse && state.taken == state.clusters;
+    if (state.taken != 0 && !mayBeOwn)
         state.kind =
             state.taken == state.clusters ? FileState::Kind::Overwritten : FileState::Kind::Partly;
-    else if (extents.isGuess() || place->inDoubt)
+    else if (extents.isGuess() || place->inDoubt || (mayBeOwn && state.taken != 0))
         state.kind = FileState::Kind::Uncertain;
     else if (bitmap_.isKnown() || state.clusters == 0)
         state.kind = FileState::Kind::Whole;

@@ -1,4 +1,5 @@
 #include "fuzz/VolumeRun.h"
+#include "tests/support/ExFatBuilder.h"
 #include "tests/support/FatBuilder.h"
 #include "tests/support/NtfsBuilder.h"
 
@@ -63,6 +64,15 @@ TEST(FuzzRegressions, Fat) {
         volume.addFile(folder, {.name = "X", .longName = u"a longer name", .deleted = true}, "x");
     volume.addDirectory(folder, {.name = "LOST", .longName = u"lost", .deleted = true});
     runDamaged(volume.bytes(), volume.offsetOf(60), fuzz::runFat);
+}
+
+TEST(FuzzRegressions, ExFat) {
+    ExFatBuilder volume({.clusterBytes = 512});
+    const uint32 folder = volume.addFolder(0, {.name = u"folder"});
+    const uint32 gone = volume.addFolder(0, {.name = u"gone", .deleted = true});
+    for (const uint32 parent : {uint32{0}, folder, gone})
+        volume.addFile(parent, {.name = u"file", .deleted = true, .noFatChain = false}, "content");
+    runDamaged(volume.bytes(), volume.bytes().size() / 2, fuzz::runExFat);
 }
 
 } // namespace
