@@ -1,12 +1,13 @@
 """The volumes: how each was made and what happened to it."""
 
+import os
 import random
 from dataclasses import dataclass, replace
 from pathlib import Path
 
 from . import exfat, fat, ntfs
 from .corpus import Corpus
-from .volume import File, Volume, intact
+from .volume import File, Volume, folders_of, intact
 
 KIB, MIB, GIB = 1 << 10, 1 << 20, 1 << 30
 DELETED, FORMATTED, LIVE, LIVE_FROM = 200, 300, 40, 350
@@ -109,6 +110,16 @@ def _(work):
               compressed={file.path.partition("/")[0] for file in wanted})
     ntfs.delete(work.image, wanted, live)
     return Volume(work.image, wanted, live)
+
+
+@case("ntfs-sparse", "NTFS, sparse files")
+def _(work):
+    wanted = [replace(file, content=b"".join((file.content, bytes(1 * MIB), file.content[::-1])))
+              for file in work.corpus.files(30, least=70 * KIB)]
+    ntfs.format_volume(work.image, SIZE, 4 * KIB)
+    ntfs.fill(work.image, wanted, sparse=True)
+    ntfs.delete(work.image, wanted, [])
+    return Volume(work.image, wanted)
 
 
 @case("ntfs-start", "NTFS, first 8 KiB overwritten")
@@ -281,28 +292,63 @@ def _(work):
     return aged(work, wanted, live, newer(work))
 
 
-@case("fat32-twice", "FAT32 card, emptied, filled again, emptied again", "aged")
-def _(work):
+def two_rounds(work):
+    """(first, second, kept): the second round's files lie where the first round's were, and a file
+    in each folder keeps the folders."""
     first = below("First", work.corpus.files(100))
     second = below("Second", work.corpus.files(60, 150))
+    kept = [File(f"{folder}/kept.txt", f"keeps {folder}".encode())
+            for folder in folders_of(first + second)]
+    return first, second, kept
+
+
+@case("fat32-twice", "FAT32 card, emptied, filled again, emptied again", "aged")
+def _(work):
+    *rounds, kept = two_rounds(work)
     fat.format_volume(work.image, 300 * MIB, 32, 4 * KIB)
-    for day, files in enumerate((first, second)):
+    fat.fill(work.image, kept, work.staging)
+    for day, files in enumerate(rounds, 1):
         with fat.FatVolume(work.image) as volume:
             volume.allocate_from(3)
-        fat.fill(work.image, files, work.staging, day)
-        fat.delete(work.image, files, [])
-    return aged(work, first + second, [], [], loses_initials=True)
+        fat.fill(work.image, files, work.staging, day, new_folders=False)
+        fat.delete(work.image, files, kept)
+    return aged(work, [file for files in rounds for file in files], kept, [], loses_initials=True)
 
 
 @case("exfat-twice", "exFAT card, emptied, filled again, emptied again", "aged")
 def _(work):
-    first = below("First", work.corpus.files(100))
-    second = below("Second", work.corpus.files(60, 150))
+    *rounds, kept = two_rounds(work)
     exfat.format_volume(work.image, SIZE, 32 * KIB)
-    for day, files in enumerate((first, second)):
+    exfat.fill(work.image, kept)
+    for day, files in enumerate(rounds, 1):
         exfat.fill(work.image, files, day)
-        exfat.delete(work.image, files, [], keep_chains=True)
-    return aged(work, first + second, [], [])
+        exfat.delete(work.image, files, kept, keep_chains=True)
+    return aged(work, [file for files in rounds for file in files], kept, [])
+
+
+def cut(work, share):
+    """An image that somebody has not copied to its end."""
+    os.truncate(work.image, int(work.image.stat().st_size * share))
+
+
+@case("ntfs-cut", "NTFS, image that ends early", "aged")
+def _(work):
+    wanted, live = usual(work)
+    ntfs.format_volume(work.image, 32 * MIB, 4 * KIB)
+    ntfs.fill(work.image, mixed(wanted, live))
+    ntfs.delete(work.image, wanted, live)
+    cut(work, 0.4)
+    return aged(work, wanted, live, [])
+
+
+@case("fat32-cut", "FAT32, image that ends early", "aged")
+def _(work):
+    wanted, live = usual(work)
+    fat.format_volume(work.image, 300 * MIB, 32, 4 * KIB)
+    fat.fill(work.image, mixed(wanted, live), work.staging)
+    fat.delete(work.image, wanted, live)
+    cut(work, 0.04)
+    return aged(work, wanted, live, [], loses_initials=True)
 
 
 # Formatted, or the records gone: what only a search of the whole drive finds ----------------------

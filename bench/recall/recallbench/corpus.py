@@ -15,6 +15,7 @@ from .volume import File, md5
 
 # How many of each kind stand in the corpus, which serves them evenly mixed.
 COUNTS = {"jpg": 66, "png": 14, "gif": 10, "bmp": 6, "tif": 6, "webp": 8, "psd": 3, "svg": 4,
+          "avif": 3, "heic": 4, "nef": 3, "cr2": 3, "doc": 7, "xls": 4, "mbox": 2,
           "docx": 16, "xlsx": 10, "pptx": 4, "odt": 8, "ods": 3, "epub": 3, "pdf": 20, "rtf": 5,
           "txt": 16, "html": 8, "xml": 6, "csv": 6, "eml": 4, "vcf": 3, "ics": 3,
           "zip": 8, "tar": 4, "tar.gz": 5, "tar.bz2": 4, "tar.xz": 4, "7z": 3, "sqlite": 7,
@@ -31,10 +32,11 @@ SMALLEST, LARGEST = 1200, 900_000  # a smaller file would lie in its NTFS record
 FOLDERS = {
     "pictures": (("Pictures/Holiday 2023", "Pictures/Holiday 2023/At the lake", "Pictures",
                   "DCIM/100ORCHD", "Pictures/Größer und älter"),
-                 ("jpg", "png", "gif", "bmp", "tif", "webp", "psd", "svg")),
+                 ("jpg", "png", "gif", "bmp", "tif", "webp", "psd", "svg",
+                  "avif", "heic", "nef", "cr2")),
     "documents": (("Documents", "Documents/Letters", "Documents/Taxes/2022", "Documents/Taxes/2023"),
                   ("docx", "xlsx", "pptx", "odt", "ods", "epub", "pdf", "rtf", "txt", "html", "csv",
-                   "eml", "vcf", "ics")),
+                   "eml", "vcf", "ics", "doc", "xls", "mbox")),
     "sounds": (("Music", "Music/Album (live)", "Music/Memos"),
                ("mp3", "wav", "flac", "ogg", "opus", "m4a", "aac", "aiff", "wma", "mid")),
     "videos": (("Videos", "Videos/Birthday", "DCIM/100ORCHD"),

@@ -225,6 +225,53 @@ def sevenzip(number):
         return Path(folder, "out.7z").read_bytes()
 
 
+def _compound(streams):
+    """An OLE2 compound file of 512-byte sectors; streams of at least 4096 bytes, by name."""
+    sector, end, free, is_fat, none = 512, 0xFFFFFFFE, 0xFFFFFFFF, 0xFFFFFFFD, 0xFFFFFFFF
+    table, body, entries = [is_fat], b"", []
+
+    def place(content):
+        nonlocal body
+        first, count = len(table), -(-len(content) // sector)
+        body += content.ljust(count * sector, b"\0")
+        table.extend([*range(first + 1, first + count), end])
+        return first
+
+    def entry(name, kind, child, right, first, size):
+        text = name.encode("utf-16le")
+        return struct.pack("<64sHBBIII16sIQQIQ", text, len(text) + 2, kind, 1, none, right, child,
+                           bytes(16), 0, 0, 0, first, size)
+
+    for index, (name, content) in enumerate(streams.items(), 1):
+        right = index + 1 if index < len(streams) else none
+        entries.append(entry(name, 2, none, right, place(content), len(content)))
+    directory = place(b"".join([entry("Root Entry", 5, 1, none, end, 0), *entries]))
+    header = struct.pack("<8s16sHHHHH6sIIIIIIIIII", b"\xd0\xcf\x11\xe0\xa1\xb1\x1a\xe1", bytes(16),
+                         0x3E, 3, 0xFFFE, 9, 6, bytes(6), 0, 1, directory, 0, 4096, end, 0, end, 0, 0)
+    header += b"\xff\xff\xff\xff" * 108
+    fat = struct.pack(f"<{len(table)}I", *table)
+    if len(fat) > sector:
+        raise ValueError("too large for one sector of FAT")
+    return header + fat.ljust(sector, struct.pack("<B", 0xFF)) + body
+
+
+def doc(number):
+    rng = random.Random(f"doc {number}")
+    text = prose(number, paragraphs=rng.randint(20, 40)).encode("cp1252")
+    return _compound({"WordDocument": b"\xec\xa5\xc1\0" + text.ljust(4096, b" "),
+                      "1Table": rng.randbytes(4200), "\5SummaryInformation": bytes(4096)})
+
+
+def xls(number):
+    rng = random.Random(f"xls {number}")
+    return _compound({"Workbook": b"\x09\x08\x10\0" + rng.randbytes(rng.randint(5000, 30000))})
+
+
+def mbox(number):
+    return b"".join(b"From anna@example.org Wed May 17 10:30:00 2023\n"
+                    + eml(number * 10 + 1000 + i).replace(b"\r\n", b"\n") + b"\n" for i in range(4))
+
+
 def pdf(number):
     """Pages of compressed text, every second file with a photograph, a cross-reference table."""
     text = prose(number).split("\n\n")
@@ -347,6 +394,50 @@ def psd(number):
     return _picture(number, "psd", "160x120")
 
 
+def avif(number):
+    with tempfile.TemporaryDirectory() as folder:
+        _tool("ffmpeg", "-v", "error", "-f", "lavfi", "-i",
+              f"testsrc2=size=320x240,noise=alls=20:all_seed={number + 1}", "-frames:v", 1, "-c:v",
+              "libaom-av1", "-cpu-used", 8, "-still-picture", 1, "-threads", 1, "-fflags",
+              "+bitexact", f"{folder}/out.avif")
+        return Path(folder, "out.avif").read_bytes()
+
+
+def heic(number):
+    return _picture(number, "heic", "320x240")
+
+
+def _raw(number, maker, mark=b""):
+    """A camera's raw file: a TIFF with a preview, and the sensor's data in a directory of its own.
+    """
+    rng = random.Random(f"raw {number}")
+    preview, sensor = jpg(40_000 + number, small=True), rng.randbytes(rng.randint(90_000, 300_000))
+    first_at = 8 + len(mark)
+    second_at = first_at + 2 + 12 * 6 + 4
+    maker_at = second_at + 2 + 12 * 6 + 4
+    preview_at = maker_at + len(maker)
+    sensor_at = preview_at + len(preview)
+    entry = struct.Struct("<HHII").pack
+    first = [entry(0x0100, 4, 1, 320), entry(0x0101, 4, 1, 240), entry(0x0103, 3, 1, 6),
+             entry(0x010F, 2, len(maker), maker_at), entry(0x0111, 4, 1, preview_at),
+             entry(0x0117, 4, 1, len(preview))]
+    second = [entry(0x0100, 4, 1, 640), entry(0x0101, 4, 1, 480), entry(0x0103, 3, 1, 1),
+              entry(0x0106, 3, 1, 32803), entry(0x0111, 4, 1, sensor_at),
+              entry(0x0117, 4, 1, len(sensor))]
+    return (b"II*\0" + struct.pack("<I", first_at) + mark
+            + struct.pack("<H", 6) + b"".join(first) + struct.pack("<I", second_at)
+            + struct.pack("<H", 6) + b"".join(second) + struct.pack("<I", 0)
+            + maker + preview + sensor)
+
+
+def nef(number):
+    return _raw(number, b"ORCHARD\0")
+
+
+def cr2(number):
+    return _raw(100 + number, b"CANYON\0", mark=b"CR\2\0\0\0\0\0")
+
+
 def photos(count):
     """Many small photographs at once, all different."""
     with tempfile.TemporaryDirectory() as folder:
@@ -415,7 +506,8 @@ MADE = {"txt": txt, "html": html, "xml": xml, "svg": svg, "rtf": rtf, "csv": tab
         "vcf": vcf, "ics": ics, "docx": docx, "xlsx": xlsx, "pptx": pptx, "odt": odt, "ods": ods,
         "epub": epub, "zip": archive, "tar": tar, "tar.gz": gz, "tar.bz2": bz, "tar.xz": xz,
         "7z": sevenzip, "pdf": pdf, "sqlite": sqlite, "jpg": jpg, "png": png, "gif": gif,
-        "bmp": bmp, "tif": tif, "webp": webp, "psd": psd, "mid": midi}
+        "bmp": bmp, "tif": tif, "webp": webp, "psd": psd, "avif": avif,
+        "heic": heic, "nef": nef, "cr2": cr2, "doc": doc, "xls": xls, "mbox": mbox, "mid": midi}
 
 
 def make(kind, number):

@@ -35,13 +35,13 @@ def compress_folder(folder):
     os.setxattr(folder, "system.ntfs_attrib_be", struct.pack(">I", COMPRESSED_FOLDER))
 
 
-def fill(image, files, day=0, compressed=()):
+def fill(image, files, day=0, compressed=(), sparse=False):
     """Writes the files; the folders named in `compressed` hold compressed ones."""
     with mount(image) as root:
         new = [folder for folder in folders_of(files) if not (root / folder).exists()]
         for folder in compressed:
             compress_folder(root / folder)
-        write_tree(root, files, day)
+        write_tree(root, files, day, sparse)
         give_dos_names(root, [*new, *(file.path for file in files)])
 
 

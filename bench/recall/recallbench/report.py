@@ -1,7 +1,7 @@
 """Prints scores: a few lines a case, or the tables of docs/recall.md."""
 
 GROUPS = {"deleted": "Deleted, and nothing written since",
-          "aged": "Deleted, and the volume used since",
+          "aged": "Deleted, and the volume used or cut since",
           "formatted": "Formatted",
           "lost": "The records gone"}
 

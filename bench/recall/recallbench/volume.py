@@ -8,6 +8,7 @@ from contextlib import contextmanager
 from dataclasses import dataclass, field
 
 SECTOR = 512
+HOLE = 64 << 10
 FIRST_DAY, DAY = 1684319400, 86400  # when the first files are written; seconds
 ENVIRONMENT = {**os.environ, "LC_ALL": "C.UTF-8", "MTOOLS_SKIP_CHECK": "1", "TERM": "dumb",
                "PATH": os.environ.get("PATH", "") + ":/usr/sbin:/sbin"}
@@ -128,12 +129,25 @@ def mounted(folder, *command):
         run("umount", folder)
 
 
-def write_tree(root, files, day):
+def write_sparse(path, content):
+    """Leaves out what is zeros, a run of at least HOLE bytes, as programs for large files do."""
+    with open(path, "wb", buffering=0) as out:
+        for at in range(0, len(content), HOLE):
+            if any(part := content[at:at + HOLE]):
+                out.seek(at)
+                out.write(part)
+        out.truncate(len(content))
+
+
+def write_tree(root, files, day, sparse=False):
     """Writes files below a mounted volume's root in their order, a minute after each other."""
     for number, file in enumerate(files):
         path, written = root / file.path, FIRST_DAY + day * DAY + number * 60
         path.parent.mkdir(parents=True, exist_ok=True)
-        path.write_bytes(file.content)
+        if sparse:
+            write_sparse(path, file.content)
+        else:
+            path.write_bytes(file.content)
         os.utime(path, (written, written))
 
 
