@@ -11,7 +11,7 @@ from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 from . import made
-from .volume import File, md5
+from .volume import CannotMake, File, md5
 
 # How many of each kind stand in the corpus, which serves them evenly mixed.
 COUNTS = {"jpg": 66, "png": 14, "gif": 10, "bmp": 6, "tif": 6, "webp": 8, "psd": 3, "svg": 4,
@@ -22,6 +22,10 @@ COUNTS = {"jpg": 66, "png": 14, "gif": 10, "bmp": 6, "tif": 6, "webp": 8, "psd":
           "mp3": 12, "wav": 7, "flac": 5, "ogg": 5, "opus": 2, "m4a": 4, "aac": 2, "aiff": 2,
           "wma": 2, "mid": 4, "mp4": 8, "mov": 4, "3gp": 2, "mkv": 4, "webm": 3, "avi": 4, "wmv": 2,
           "flv": 2, "mpg": 2, "ts": 2}
+# Kinds that need no other program, and how many of each stand in the quick corpus.
+QUICK_KINDS = ("txt", "html", "xml", "svg", "rtf", "csv", "eml", "vcf", "ics", "xlsx", "odt", "ods",
+               "epub", "tar", "tar.gz", "tar.bz2", "tar.xz", "sqlite", "doc", "xls", "mbox", "mid")
+QUICK_COUNT = 20
 # What packages have: suffix, how many, and what such a file begins with.
 INSTALLED = {"html": (8, b"<"), "xml": (6, b"<?xml"), "txt": (6, b""), "png": (10, b"\x89PNG"),
              "gif": (4, b"GIF8"), "jpg": (4, b"\xff\xd8"), "svg": (4, b"<"), "pdf": (3, b"%PDF"),
@@ -51,12 +55,15 @@ VERSION_OF = ("corpus.py", "made.py")
 
 
 class Corpus:
-    """The files, in a folder that is filled at the first use."""
+    """The files, in a folder that is filled at the first use. A quick corpus has the kinds only
+    that need no other program to be made."""
 
-    def __init__(self, folder):
+    def __init__(self, folder, quick=False):
         here = Path(__file__).parent
         version = hashlib.md5(b"".join((here / name).read_bytes() for name in VERSION_OF))
-        self._folder = folder / f"corpus-{version.hexdigest()[:12]}"
+        self._folder = folder / f"{'quick' if quick else 'corpus'}-{version.hexdigest()[:12]}"
+        self._counts = dict.fromkeys(QUICK_KINDS, QUICK_COUNT) if quick else COUNTS
+        self._quick = quick
         self._pool = None
 
     def files(self, count, start=0, kinds=None, least=0):
@@ -64,7 +71,7 @@ class Corpus:
         fitting = [file for file in self._files() if (kinds is None or file.kind in kinds)
                    and len(file.content) >= least]
         if start + count > len(fitting):
-            raise ValueError(f"the corpus has {len(fitting)} such files, not {start + count}")
+            raise CannotMake(f"the corpus has {len(fitting)} such files, not {start + count}")
         return fitting[start:start + count]
 
     def tiny(self, count):
@@ -88,11 +95,12 @@ class Corpus:
 
     def _make(self, index):
         self._folder.mkdir(parents=True, exist_ok=True)
-        plan = [(kind, number) for kind, count in COUNTS.items() for number in range(count)]
+        plan = [(kind, number) for kind, count in self._counts.items() for number in range(count)]
         with ThreadPoolExecutor() as pool:
             contents = list(pool.map(lambda item: made.make(*item), plan))
         found = [(kind, content) for (kind, _), content in zip(plan, contents)]
-        found += installed()
+        if not self._quick:
+            found += installed()
         unique = list({md5(content): (kind, content) for kind, content in found
                        if SMALLEST <= len(content)}.values())
         rng = random.Random(1)

@@ -21,6 +21,12 @@ class Score:
     missing: dict = field(default_factory=dict)  # kind: number
     junk_paths: list = field(default_factory=list)
 
+    def all_right(self, names):
+        """Whether everything came back (with names and folders, if there are any), and nothing
+        wrong is called recovered."""
+        whole = self.contents == self.wanted and not self.junk
+        return whole and (not names or self.folders == self.wanted)
+
 
 def alike(wanted, found, loses_initials):
     """Whether a name is right; the first letter of a deleted 8.3 name cannot come back."""
