@@ -132,23 +132,24 @@ QString Program::help() const {
     constexpr int kNameColumns = 10;
     QString text = QStringLiteral(
         "Usage: orvane-cli COMMAND ...\n\n"
-        "Finds deleted files on NTFS and FAT drives and copies them out. Never writes to the\n"
-        "drive that is read.\n\nCommands:\n");
+        "Finds deleted files on NTFS, exFAT and FAT drives and copies them out. Never writes to\n"
+        "the drive that is read.\n\nCommands:\n");
     QString examples;
     for (const auto& command : commands_) {
         text += QStringLiteral("  ") + command->name().leftJustified(kNameColumns) +
                 command->summary() + QStringLiteral("\n");
         examples += command->examples();
     }
-    return text + QStringLiteral("\n\"orvane-cli COMMAND --help\" tells more of each. "
-                                 "\"orvane-cli --version\" tells the version.\n"
-                                 "\nExamples:\n%1\n"
-                                 "Exit codes:\n"
-                                 "  0    everything was done\n"
-                                 "  1    some files could not be recovered, or only in part\n"
-                                 "  2    wrong usage\n"
-                                 "  3    the source cannot be opened, or is neither NTFS nor FAT\n"
-                                 "  4    the output directory is refused or cannot be written\n"
-                                 "  130  stopped by Ctrl-C\n")
-                      .arg(examples);
+    return text +
+           QStringLiteral("\n\"orvane-cli COMMAND --help\" tells more of each. "
+                          "\"orvane-cli --version\" tells the version.\n"
+                          "\nExamples:\n%1\n"
+                          "Exit codes:\n"
+                          "  0    everything was done\n"
+                          "  1    some files could not be recovered, or only in part\n"
+                          "  2    wrong usage\n"
+                          "  3    the source cannot be opened, or is neither NTFS, exFAT nor FAT\n"
+                          "  4    the output directory is refused or cannot be written\n"
+                          "  130  stopped by Ctrl-C\n")
+               .arg(examples);
 }

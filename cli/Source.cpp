@@ -66,7 +66,7 @@ Drive pickPartition(const QString& name, const std::vector<Drive>& drives,
     if (drives.front().partition == 0)
         throw wrongUsage(
             QStringLiteral("\"%1\" has no partitions; leave --partition out").arg(name));
-    throw wrongUsage(QStringLiteral("\"%1\" has no NTFS or FAT partition %2. It has:%3")
+    throw wrongUsage(QStringLiteral("\"%1\" has no NTFS, exFAT or FAT partition %2. It has:%3")
                          .arg(name, QString::number(*partition), partitionList(drives)));
 }
 
@@ -102,11 +102,11 @@ Drive findSource(const QString& name, std::optional<int> partition) {
 
 /// Why a volume that could be opened is none that can be searched.
 QString unknownFileSystem(const QString& name, const Drive& drive, const std::string& fileSystem) {
-    const QString known = QStringLiteral("Orvane reads NTFS and FAT (FAT12, FAT16, FAT32).");
+    const QString known = QStringLiteral("Orvane reads NTFS, exFAT and FAT (FAT12, FAT16, FAT32).");
     if (!fileSystem.empty())
-        return QStringLiteral("\"%1\" holds %2, which Orvane cannot read yet. %3")
+        return QStringLiteral("\"%1\" holds %2, which Orvane cannot read. %3")
             .arg(name, QString::fromStdString(fileSystem), known);
-    QString message = QStringLiteral("\"%1\" is neither NTFS nor FAT. %2").arg(name, known);
+    QString message = QStringLiteral("\"%1\" is neither NTFS, exFAT nor FAT. %2").arg(name, known);
     if (!drive.isImage)
         message += QStringLiteral("\nIf it is a whole disk, name one of its partitions; "
                                   "\"orvane-cli drives\" lists them.");
@@ -171,8 +171,8 @@ CommandError Source::whyNotScanned() const {
         return refused(unknownFileSystem(name_, drive_, session_.fileSystem()));
     case End::Damaged:
         return refused(
-            QStringLiteral("\"%1\" is damaged: it says that it is %2, but its boot sector or its "
-                           "file table cannot be used\nDo not format it and let no program repair "
+            QStringLiteral("\"%1\" is damaged: it says that it is %2, but what describes its files "
+                           "cannot be used\nDo not format it and let no program repair "
                            "it: both write over what may still be there.")
                 .arg(name_, QString::fromStdString(session_.fileSystem())));
     }

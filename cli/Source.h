@@ -14,7 +14,7 @@ public:
     static void addOptions(QCommandLineParser& parser);
 
     /// Opens what the command's argument stands for. Throws `CommandError` when it cannot be
-    /// opened, is neither NTFS nor FAT, or several partitions of an image would do.
+    /// opened, is neither NTFS, exFAT nor FAT, or several partitions of an image would do.
     explicit Source(const QCommandLineParser& parser);
     Source(const Source&) = delete;
     Source& operator=(const Source&) = delete;

@@ -33,6 +33,10 @@ struct ScanOptions {
     /// nothing about it, has been wiped.
     bool lenientFat = false;
 
+    /// A volume that the system does not know, or whose engine cannot use it, is recognised by what
+    /// it says itself: see `recognizeVolume`. That is also what finds exFAT.
+    bool recognized = false;
+
     /// What the programs use.
     static ScanOptions today() {
         ScanOptions options;
@@ -40,6 +44,7 @@ struct ScanOptions {
         options.unsetDates = true;
         options.wholeFiles = true;
         options.lenientFat = true;
+        options.recognized = true;
         return options;
     }
 };

@@ -50,7 +50,7 @@ QString cannotBeRead(char letter, const ScanSession& session) {
 }
 
 QString isNotSupported(char letter, const ScanSession& session) {
-    const QString reads = ScanFrame::tr("Orvane reads NTFS and FAT (FAT12, FAT16, FAT32).");
+    const QString reads = ScanFrame::tr("Orvane reads NTFS, exFAT and FAT (FAT12, FAT16, FAT32).");
     const QString fileSystem = displayName(QString::fromStdString(session.fileSystem()));
     if (fileSystem.isEmpty())
         return ScanFrame::tr("Drive %1: holds no file system that Orvane knows. %2")

@@ -1,6 +1,7 @@
 #include "workers/ScanSession.h"
 
 #include "engine/openVolume.h"
+#include "engine/recognizeVolume.h"
 
 #include <utility>
 
@@ -9,9 +10,7 @@ class ScanSession::Watched {
 public:
     explicit Watched(ScanSession& session) : session_(session) {
         session_.media().setReadHook([this] { session_.onRead(); });
-        if (session_.volume() != nullptr)
-            session_.volume()->setProgressCallback(
-                [this](double value) { return session_.onProgress(value); });
+        session_.watchProgress();
     }
 
     Watched(const Watched&) = delete;
@@ -52,22 +51,17 @@ bool ScanSession::open(char letter) {
             }
         }
         found_.setVolume(std::unique_ptr<kova::ZVolume>(kova::openVolume(&media())));
-    } catch (const StopRequest&) {
-        return endWith(End::Stopped);
+        if (volume() == nullptr && options_.recognized)
+            found_.setVolume(kova::recognizeVolume(&media()));
+    } catch (...) {
+        return endWith(whyNot(End::Damaged));
     }
-    return volume() != nullptr || endWith(isGone() ? End::Gone : End::NotSupported);
+    return volume() != nullptr || endWith(whyNot(isOurs() ? End::Damaged : End::NotSupported));
 }
 
 bool ScanSession::prepare() {
     const Watched watched(*this);
-    if (initialise())
-        return true;
-    // What the engine throws does not tell why; the media may.
-    if (stopped_)
-        return endWith(End::Stopped);
-    if (isGone())
-        return endWith(End::Gone);
-    return endWith(media().unreadableSectors() > 0 ? End::Unreadable : End::Damaged);
+    return initialise() || (recognize() && initialise()) || endWith(whyNot(End::Damaged));
 }
 
 bool ScanSession::initialise() {
@@ -76,8 +70,44 @@ bool ScanSession::initialise() {
         volume()->init();
         return true;
     } catch (...) {
+        return false; // What an engine throws does not tell why.
+    }
+}
+
+/// Puts the engine for what the volume itself says in the place of one that could not use it.
+bool ScanSession::recognize() {
+    if (!options_.recognized || stopped_ || isGone())
+        return false;
+    try {
+        std::unique_ptr<kova::ZVolume> recognized = kova::recognizeVolume(&media());
+        if (recognized == nullptr)
+            return false;
+        found_.setVolume(std::move(recognized));
+        watchProgress();
+        return true;
+    } catch (...) {
         return false;
     }
+}
+
+/// Why something could not be done with the drive: for `otherwise` when it was not for the drive.
+ScanSession::End ScanSession::whyNot(End otherwise) const {
+    if (stopped_)
+        return End::Stopped;
+    if (isGone())
+        return End::Gone;
+    return media().unreadableSectors() > 0 ? End::Unreadable : otherwise;
+}
+
+/// Whether the system names a file system that there is an engine for.
+bool ScanSession::isOurs() const {
+    const std::string name = fileSystem();
+    return name.starts_with("NTFS") || name.starts_with("FAT") || name.starts_with("exFAT");
+}
+
+void ScanSession::watchProgress() {
+    if (volume() != nullptr)
+        volume()->setProgressCallback([this](double value) { return onProgress(value); });
 }
 
 bool ScanSession::scan() {

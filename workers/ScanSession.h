@@ -24,7 +24,7 @@ public:
         NoSectorSize, ///< The drive does not tell the size of its sectors.
         Unreadable,   ///< The drive does not give what is needed; see `errorText`.
         NotSupported, ///< There is no engine for what it holds; see `fileSystem`.
-        Damaged,      ///< The engine could not make use of it. There is a volume all the same.
+        Damaged,      ///< No engine can make use of it; there may be a volume all the same.
     };
 
     /// Called before every request to the drive, every few milliseconds while one takes its time,
@@ -72,9 +72,13 @@ private:
 
     void onRead();
     bool onProgress(double value);
+    void watchProgress();
     bool initialise();
+    bool recognize();
     bool endWith(End end);
+    [[nodiscard]] End whyNot(End otherwise) const;
     [[nodiscard]] bool isGone() const;
+    [[nodiscard]] bool isOurs() const;
 
     kova::ScanOptions options_;
     Watcher watcher_;

@@ -15,6 +15,8 @@ public:
     /// Takes both over, with the volume's media. Either may be null.
     ScannedVolume(kova::ZVolume* volume, kova::ZFileTree* tree);
 
+    ScannedVolume(const ScannedVolume&) = delete;
+    ScannedVolume& operator=(const ScannedVolume&) = delete;
     ScannedVolume(ScannedVolume&& other) noexcept = default;
     ScannedVolume& operator=(ScannedVolume&& other) noexcept;
     ~ScannedVolume();

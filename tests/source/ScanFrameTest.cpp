@@ -18,6 +18,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <set>
 
@@ -262,15 +264,6 @@ TEST_F(Refused, TheDriveIsGone) {
     EXPECT_NE(volume, nullptr);
 }
 
-TEST_F(Refused, TheFileSystemIsNotOurs) {
-    std::vector<kova::uint8> bytes(1U << 20);
-    const std::string id = "EXFAT   ";
-    std::copy(id.begin(), id.end(), bytes.begin() + 3);
-    bytes[108] = 9; // Sectors of 512 bytes, as a power of two.
-    const Attached drive(bytes);
-    expectRefused(drive.letter(), "exFAT");
-}
-
 TEST_F(Refused, ThereIsNoFileSystem) {
     const Attached drive(std::vector<kova::uint8>(1U << 20));
     expectRefused(drive.letter(), "no file system that Orvane knows");
@@ -292,6 +285,20 @@ TEST_F(Refused, TheRightsAreMissing) {
     }
     platform::test::run("losetup -d " + device);
     EXPECT_TRUE(letter.has_value());
+}
+
+TEST_F(ScanFrameTest, TheCopyOfALostBootSectorServes) {
+    const Attached whole("ntfs.img");
+    page->startScan(whole.letter());
+    const std::size_t nodes = tree->allNodes().size();
+    std::ifstream file(whole.path(), std::ios::binary);
+    std::vector<kova::uint8> bytes(std::istreambuf_iterator<char>(file), {});
+    std::fill_n(bytes.begin(), 512, kova::uint8{0});
+    const Attached drive(bytes);
+    page->startScan(drive.letter());
+    EXPECT_EQ(page->failureReason(), QString());
+    EXPECT_EQ(tree->allNodes().size(), nodes);
+    EXPECT_THAT(volume->notes(), testing::Contains(kova::VolumeNote::BackupBootSector));
 }
 
 TEST_F(ScanFrameTest, ADamagedVolumeEndsEmptyAndSaysWhy) {
