@@ -40,7 +40,6 @@ constexpr uint64 kShiftAt = 30;
 constexpr uint64 kFatSectorsAt = 44;
 constexpr uint64 kDirectoryAt = 48;
 constexpr uint64 kListAt = 68;
-constexpr uint64 kListSectorsAt = 72;
 constexpr uint64 kListInHeaderAt = 76;
 constexpr uint32 kListInHeader = 109;
 /// Entries of the FAT that are no sector's number.

@@ -1,5 +1,8 @@
 #include "engine/exfat/ZExFatVolume.h"
 
+#include "engine/ZMemoryStream.h"
+#include "engine/content/ContentKinds.h"
+#include "engine/content/MemorySource.h"
 #include "engine/exfat/ExFatDirectoryWalk.h"
 
 #include <algorithm>
@@ -19,6 +22,9 @@ constexpr uint32 kRequestBytes = 1024 * 1024;
 
 /// The allocation bitmap and the up-case table are among the first entries of the root.
 constexpr uint64 kTableSearchBytes = uint64{1} << 20;
+
+/// Larger files are not weighed by their content.
+constexpr uint64 kLargestWeighed = uint64{64} << 20;
 
 /// An up-case table has one UTF-16 unit for each of them at most.
 constexpr uint64 kLargestUpcase = uint64{128} << 10;
@@ -171,6 +177,28 @@ ExFatExtents ZExFatVolume::extentsOf(const ExFatPlace& place) {
     return {place, geometry_, table_, bitmap_, places_.claimed()};
 }
 
+/// As `extentsOf`, but a guess that gives no file of the kind that the name promises gives way to
+/// one that does: other deleted files may have lost their clusters to this one.
+ExFatExtents ZExFatVolume::weighedExtentsOf(const ExFatPlace& place, const std::wstring& name) {
+    ExFatExtents extents = extentsOf(place);
+    const std::size_t dot = name.rfind(L'.');
+    if (!extents.isGuess() || dot == std::wstring::npos || place.dataLength > kLargestWeighed)
+        return extents;
+    const auto kinds = kindsForSuffix(std::wstring_view(name).substr(dot + 1));
+    const auto isWhole = [&](const ExFatExtents& guess) {
+        ZMemoryStream content;
+        deliver(guess, place.validLength, content);
+        MemorySource source(content.bytes());
+        return std::any_of(kinds.begin(), kinds.end(), [&source](const ContentKind* kind) {
+            return kind->measure(source).state == ContentState::Whole;
+        });
+    };
+    if (kinds.empty() || isWhole(extents))
+        return extents;
+    ExFatExtents other(place, geometry_, table_, bitmap_, {});
+    return isWhole(other) ? other : extents;
+}
+
 bool ZExFatVolume::extract(const ZFileTreeNode& node, ZStream* out) {
     requireInit();
     extractReport_ = {};
@@ -180,7 +208,7 @@ bool ZExFatVolume::extract(const ZFileTreeNode& node, ZStream* out) {
         setShortfall(ExtractReport::Reason::PlaceUnknown);
         return false;
     }
-    const ExFatExtents extents = extentsOf(*place);
+    const ExFatExtents extents = weighedExtentsOf(*place, node.name);
     if (extents.clusters() != 0 && extents.taken() == extents.clusters() && !place->isInUse) {
         setShortfall(ExtractReport::Reason::Overwritten);
         return false;

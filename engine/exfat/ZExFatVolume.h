@@ -10,6 +10,7 @@
 
 #include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 namespace kova {
@@ -62,6 +63,7 @@ private:
     void loadUpcase(const exfat::TableEntry& entry);
     [[nodiscard]] std::vector<uint8> readChain(uint32 first, uint64 bytes);
     [[nodiscard]] ExFatExtents extentsOf(const ExFatPlace& place);
+    [[nodiscard]] ExFatExtents weighedExtentsOf(const ExFatPlace& place, const std::wstring& name);
     [[nodiscard]] uint64 heldBytes(const ExFatExtents& extents) const;
     uint64 deliver(const ExFatExtents& extents, uint64 bytes, ZStream& out);
     void requireInit() const;

@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <fstream>
+#include <iterator>
 
 namespace kova::test {
 namespace {
@@ -119,6 +121,24 @@ TEST(ExFatVolume, FragmentsAreFollowedOrGuessed) {
         EXPECT_EQ(scan.volume.extractReport().reason,
                   c.kind == Kind::Overwritten ? Reason::Overwritten : Reason::None);
     }
+}
+
+TEST(ExFatVolume, ItsContentTellsWhichGuessIsRight) {
+    std::ifstream in(std::string(ORVANE_SOURCE_DIR) + "/tests/pictures/small.jpg",
+                     std::ios::binary);
+    const std::string picture{std::istreambuf_iterator<char>(in), {}};
+    ASSERT_GT(picture.size(), 512U);
+    ExFatBuilder builder({.clusterBytes = 512});
+    ExFatEntry entry = deleted(u"picture.jpg");
+    entry.noFatChain = false;
+    const uint32 first = builder.addFile(0, entry, picture);
+    // An older file lay in the middle of it, and must not be stepped over.
+    ExFatEntry older = deleted(u"older");
+    older.cluster = first + 1;
+    older.size = 512;
+    builder.add(0, entrySet(older));
+    ExFatScan scan(builder.bytes());
+    EXPECT_EQ(scan.extract(scan.at("picture.jpg")), picture);
 }
 
 TEST(ExFatVolume, WhatIsLeftOfADamagedSetCounts) {

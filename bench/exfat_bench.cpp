@@ -1,0 +1,59 @@
+#include "bench/Ratio.h"
+#include "engine/ZFileTree.h"
+#include "engine/exfat/ZExFatVolume.h"
+#include "tests/support/ExFatBuilder.h"
+#include "tests/support/TestMedia.h"
+
+#include <benchmark/benchmark.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace kova::bench {
+namespace {
+
+/// A scan of 1,000 folders of 40 deleted files each, against reading the folders' bytes.
+void exFatScan(benchmark::State& state) {
+    constexpr int kFolders = 1000;
+    constexpr int kFiles = 40;
+    constexpr uint32 kClusterBytes = 32 * 1024;
+    test::ExFatBuilder builder({.clusterBytes = kClusterBytes, .clusters = 3000});
+    std::vector<uint32> clusters;
+    for (int folder = 0; folder < kFolders; ++folder) {
+        const std::string name = "folder " + std::to_string(folder);
+        clusters.push_back(builder.addFolder(0, {.name = {name.begin(), name.end()}}));
+        for (int file = 0; file < kFiles; ++file) {
+            const std::string photo = "photo " + std::to_string(file) + ".jpg";
+            test::ExFatEntry entry{.name = {photo.begin(), photo.end()}, .deleted = true};
+            entry.cluster = 2900;
+            entry.size = kClusterBytes;
+            builder.add(clusters.back(), test::entrySet(entry));
+        }
+    }
+    test::TestMedia media(builder.bytes());
+    std::vector<uint8> buffer(kClusterBytes);
+    auto tree = std::make_unique<ZFileTree>();
+    compare(
+        state, 3.0,
+        [&] {
+            for (const uint32 cluster : clusters) {
+                const auto offset =
+                    static_cast<uint64>(builder.cluster(cluster).data() - builder.bytes().data());
+                media.seek(offset / media.sectorSize());
+                media.read(buffer.data(), kClusterBytes / media.sectorSize());
+                benchmark::DoNotOptimize(buffer.data());
+            }
+        },
+        [&] {
+            ZExFatVolume volume(&media);
+            volume.init();
+            volume.scan(tree.get());
+        },
+        9, [&] { tree = std::make_unique<ZFileTree>(); });
+}
+
+BENCHMARK(exFatScan)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+} // namespace
+} // namespace kova::bench
