@@ -52,7 +52,7 @@ void smallFiles(benchmark::State& state) {
                 lengths.push_back(path.size());
                 path += L"/" + node.name;
                 if (node.isDirectory) {
-                    platform::makeDirectory(path);
+                    static_cast<void>(platform::makePath(path));
                     return true;
                 }
                 ZFileStream out(path.c_str(), static_cast<uint32>(platform::Disposition::CreateNew),

@@ -46,9 +46,9 @@ OutputDirectory::OutputDirectory(const QString& path, const Source& source, bool
         path_.chop(1);
     refuseHarm(source, replaces);
     create();
-    if (const auto refusal = tryWriting(toWide(path_)))
+    if (const platform::Failure refusal = tryWriting(toWide(path_)))
         throw refused(QStringLiteral("the output directory \"%1\" cannot be written: %2")
-                          .arg(path_, toQString(refusal->words)));
+                          .arg(path_, toQString(refusal.words)));
 }
 
 OutputDirectory::CreatedFolders::~CreatedFolders() {
@@ -78,8 +78,7 @@ void OutputDirectory::refuseHarm(const Source& source, bool replaces) const {
 void OutputDirectory::create() {
     for (QString folder = path_; !QFileInfo::exists(folder); folder = QFileInfo(folder).path())
         created_.paths.prepend(folder);
-    std::wstring reason;
-    if (!platform::makePath(toWide(path_), &reason))
+    if (const platform::Failure failure = platform::makePath(toWide(path_)))
         throw refused(QStringLiteral("the output directory \"%1\" cannot be created: %2")
-                          .arg(path_, toQString(reason)));
+                          .arg(path_, toQString(failure.words)));
 }

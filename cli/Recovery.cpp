@@ -87,6 +87,17 @@ void Recovery::report(Output& output) const {
                          ? QStringLiteral("%1 left out with the folders that could not be created.")
                                .arg(counted(left, "file"))
                          : QStringLiteral("%1 not recovered yet.").arg(counted(left, "file")));
+    if (const uint there = outcome_.gaveWay; there > 0)
+        output.print(there == 1 ? QStringLiteral("1 file was there already; the recovered one has "
+                                                 "another name.")
+                                : QStringLiteral("%1 files were there already; the recovered ones "
+                                                 "have other names.")
+                                      .arg(there));
+    if (!outcome_.inDoubt.isEmpty())
+        output.print(QStringLiteral("Written, but the output drive did not confirm them, so they "
+                                    "may be lost:"));
+    for (const QString& path : outcome_.inDoubt)
+        output.print(QStringLiteral("  ") + path);
     output.flush();
     printReasonForEnd();
 }

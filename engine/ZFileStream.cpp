@@ -23,6 +23,12 @@ bool ZFileStream::open(const wchar_t* path, uint32 creationDisposition, uint32 d
     return file_.open(path, creationDisposition, desiredAccess);
 }
 
+bool ZFileStream::open(const platform::Folder& folder, const std::wstring& name,
+                       uint32 creationDisposition, uint32 desiredAccess, platform::Links links) {
+    position_ = 0;
+    return file_.open(folder, name, creationDisposition, desiredAccess, links);
+}
+
 int64 ZFileStream::seek(int64 offset, int origin) {
     int64 base = 0;
     switch (origin) {

@@ -2,6 +2,9 @@
 
 #include "engine/ZStream.h"
 #include "platform/File.h"
+#include "platform/Folder.h"
+
+#include <string>
 
 namespace kova {
 
@@ -27,6 +30,10 @@ public:
     /// `platform::kGenericRead` and `platform::kGenericWrite`. Others may read the file meanwhile.
     /// Returns whether the file is open.
     virtual bool open(const wchar_t* path, uint32 creationDisposition, uint32 desiredAccess);
+
+    /// The same with the file `name` in a folder; see `platform::File`.
+    bool open(const platform::Folder& folder, const std::wstring& name, uint32 creationDisposition,
+              uint32 desiredAccess, platform::Links links);
 
     [[nodiscard]] bool isOpen() const { return file_.isOpen(); }
 

@@ -1,11 +1,12 @@
 #pragma once
 
 #include "format/FileIdentity.h"
+#include "platform/Failure.h"
+#include "platform/Folder.h"
+#include "platform/SystemHandle.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
-#include <optional>
 #include <string>
 
 namespace platform {
@@ -23,38 +24,25 @@ enum class Disposition : std::uint32_t {
 inline constexpr std::uint32_t kGenericRead = 0x80000000;
 inline constexpr std::uint32_t kGenericWrite = 0x40000000;
 
-/// Why a call to the system failed, as far as a caller would act on it.
-enum class Error {
-    None,
-    NotFound,     ///< No such file, folder or device.
-    AccessDenied, ///< The rights are missing.
-    Exists,       ///< Something stands at the path already.
-    NoSpace,      ///< The drive, or the user's share of it, is full.
-    DeviceGone,   ///< The device was removed.
-    Other,
-};
-
 using format::FileIdentity;
 
 /// One open file, read and written at given positions. Closed when destroyed. Used by one thread
 /// at a time. Positions and sizes are bytes, 64 bits wide on every system.
 class File {
 public:
-    File();
-    File(File&& other) noexcept;
-    File& operator=(File&& other) noexcept;
-    File(const File&) = delete;
-    File& operator=(const File&) = delete;
-    ~File();
-
     /// Opens `path`, closing what was open. Other programs may read the file meanwhile.
     /// `disposition` is a value of `Disposition`; another value fails. Returns whether the file
-    /// is open; `error` tells why not. A folder is not opened.
+    /// is open; `failure` tells why not. A folder is not opened.
     bool open(const std::wstring& path, std::uint32_t disposition, std::uint32_t access);
 
-    [[nodiscard]] bool isOpen() const;
+    /// The same with the file `name`, one component, in a folder. What `CreateNew` creates belongs
+    /// to the user who has asked for it, if this process has administrator rights.
+    bool open(const Folder& folder, const std::wstring& name, std::uint32_t disposition,
+              std::uint32_t access, Links links = Links::Refuse);
 
-    /// Returns whether nothing is open afterwards.
+    [[nodiscard]] bool isOpen() const { return handle_.isOpen(); }
+
+    /// Nothing is open afterwards. False when what was written may not have arrived.
     bool close();
 
     /// Reads until `count` bytes are there or the file ends. Returns the bytes read, -1 when the
@@ -74,45 +62,36 @@ public:
     /// after the last write.
     bool setModificationTime(std::int64_t fileTime);
 
+    /// Waits until what was written has arrived on the drive; false when it has not.
+    bool sync();
+
     /// Which file this is; false on failure.
     bool identity(FileIdentity& out) const;
 
-    /// Why the last operation that failed did so; None while nothing has failed since `open`.
-    [[nodiscard]] Error error() const { return error_; }
+    /// Whether this is a regular file that no other name leads to.
+    [[nodiscard]] bool hasOneName() const;
 
-    /// The system's own words for it.
-    [[nodiscard]] const std::wstring& errorText() const { return errorText_; }
+    /// Why the last operation that failed did so; none while nothing has failed since `open`.
+    [[nodiscard]] const Failure& failure() const { return failure_; }
 
 private:
     /// Keeps the system's last error; returns false for the caller to pass on.
     bool failed();
 
-    std::intptr_t handle_;
-    Error error_ = Error::None;
-    std::wstring errorText_;
+    SystemHandle handle_;
+    Failure failure_;
 };
 
-/// What `makeDirectory` found or did.
-enum class DirectoryResult {
-    Created,
-    Existed,  ///< A folder (not a link to one) was there.
-    Occupied, ///< Something else is there: a file, a link, a device.
-    Failed,
-};
-
-/// Creates one folder whose parent exists. `errorText`, if given, gets the system's words.
-DirectoryResult makeDirectory(const std::wstring& path, std::wstring* errorText = nullptr,
-                              Error* error = nullptr);
-
-/// Creates a folder and every missing folder above it; true when it is a folder afterwards.
-bool makePath(const std::wstring& path, std::wstring* errorText = nullptr, Error* error = nullptr);
+/// Creates a folder and every missing folder above it; no failure when it is one afterwards. What
+/// is created belongs to the user who has asked for it, if this process has administrator rights.
+Failure makePath(const std::wstring& path);
 
 /// Removes one file; true when it is gone.
 bool removeFile(const std::wstring& path);
 
-/// Bytes that this process may still write to the file system that `directory`, which exists, lies
-/// on; nothing when that is not told.
-[[nodiscard]] std::optional<std::uint64_t> freeSpace(const std::wstring& directory);
+/// Whether the paths of all files in a folder with this path, whatever their names, are short
+/// enough for the system and so for other programs.
+[[nodiscard]] bool leavesRoomForNames(const std::wstring& folder);
 
 /// The rules of the file system that `directory` lies on for the name of one file.
 struct NameRules {

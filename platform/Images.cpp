@@ -113,10 +113,10 @@ AttachResult attachImage(const std::wstring& path) {
     source.path = absolutePath(path);
     const std::int64_t size = openToRead(image, path) ? image.size() : -1;
     if (size < 0 || !image.identity(source.identity)) {
-        if (image.error() == Error::NotFound)
+        if (image.failure().kind == Error::NotFound)
             return failure(L"There is no such file.");
-        return failure(L"The image cannot be opened: " + image.errorText(),
-                       image.error() == Error::AccessDenied);
+        return failure(L"The image cannot be opened: " + image.failure().words,
+                       image.failure().kind == Error::AccessDenied);
     }
     if (size == 0)
         return failure(L"The image is empty.");
@@ -128,8 +128,8 @@ AttachResult attachImage(const std::wstring& path) {
         if (hasTable && !identifyIn(image, 0) &&
             !identifyCopyIn(image, 0, static_cast<std::uint64_t>(size)))
             return failure(L"None of the partitions in this image holds NTFS, FAT or exFAT.");
-        if (image.error() != Error::None)
-            return failure(L"The image cannot be read: " + image.errorText());
+        if (image.failure().kind != Error::None)
+            return failure(L"The image cannot be read: " + image.failure().words);
         partitions.push_back({0, 0, static_cast<std::uint64_t>(size)});
     }
 
@@ -187,7 +187,7 @@ bool isImageGone(const format::VolumeSource& source) {
     File image;
     FileIdentity identity;
     if (!openToRead(image, source.path))
-        return image.error() == Error::NotFound;
+        return image.failure().kind == Error::NotFound;
     return image.identity(identity) && identity != source.identity;
 }
 

@@ -18,7 +18,7 @@ public:
     kova::uint64 fill(kova::uint8 value, kova::uint32 count) override;
     void resize(kova::int64 newSize) override;
 
-    /// Whether writing has failed. `file().error()` tells why.
+    /// Whether writing has failed. `file().failure()` tells why.
     [[nodiscard]] bool failed() const { return failed_; }
 
     /// The end of what was written furthest from the start, in bytes.
@@ -29,11 +29,11 @@ private:
     template <typename Operation>
     auto writing(Operation operation);
 
-    /// Calls `piece(offset, size)` for parts of `count` bytes, each short enough to wait for.
-    template <typename Piece>
-    kova::uint64 inPieces(kova::uint32 count, Piece piece);
+    /// Takes note of `count` bytes written.
+    void moved(kova::uint32 count);
 
     std::function<bool()> isToEnd_;
     bool failed_ = false;
     kova::int64 writtenEnd_ = 0;
+    kova::uint64 unsynced_ = 0; ///< Bytes written since the file was last waited for.
 };

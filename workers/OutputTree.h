@@ -1,10 +1,14 @@
 #pragma once
 
 #include "platform/File.h"
+#include "platform/Folder.h"
 #include "workers/OutputName.h"
 #include "workers/OutputStream.h"
 #include "workers/RecoveryWorker.h"
 
+#include <cstdint>
+#include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <unordered_map>
@@ -12,8 +16,14 @@
 
 /// The folders and files being written below the output directory: their names, and what to do
 /// where something exists. Stands in one folder at a time, the output directory at first.
+///
+/// Folders are held open and written to as such, so that nothing leads out of them: not a folder
+/// that is moved or replaced by a link in the middle of a run either.
 class OutputTree {
 public:
+    /// Where folders go whose paths would be longer than the system takes.
+    static constexpr std::wstring_view kDeepFolders = L"Deep folders";
+
     /// `directory` without a trailing separator. It is created if need be and if `policy` is not
     /// `Open`; when that fails, so will what is written there.
     OutputTree(const std::wstring& directory, RecoveryWorker::ExistingFile policy);
@@ -25,52 +35,77 @@ public:
     [[nodiscard]] const std::wstring& path() const { return path_; }
 
     /// Makes the chosen path a folder, unless it is one, and enters it. False when that failed;
-    /// see `error`.
+    /// see `failure`.
     bool enter();
 
     /// Enters the current folder once more.
-    void enterSame() { folderEnds_.push_back(folderEnds_.back()); }
+    void enterSame() { levels_.push_back(levels_.back()); }
 
     /// Goes back to the folder that the last `enter` was made from.
-    void leave() { folderEnds_.pop_back(); }
+    void leave() { levels_.pop_back(); }
 
-    /// Opens the chosen path for writing. False when that failed; see `error`.
+    /// Opens the chosen path for writing. False when that failed; see `failure`.
     bool create(OutputStream& stream);
+
+    /// Whether the file created last has another name than chosen because a file that is not of
+    /// this run had that one, each such file counted once.
+    [[nodiscard]] bool gaveWay() const { return gaveWay_; }
 
     /// Removes the file that `create` has opened, if it was created then, also in the place of
     /// another one, whose content is gone anyway. The stream has been closed.
     void discard();
 
     /// Why the last `enter` or `create` failed.
-    [[nodiscard]] platform::Error error() const { return error_; }
+    [[nodiscard]] const platform::Failure& failure() const { return failure_; }
 
-    [[nodiscard]] const std::wstring& errorText() const { return errorText_; }
+    /// The output directory itself; not open when it could not be opened.
+    [[nodiscard]] platform::Folder& top() const { return *levels_.front().folder; }
 
 private:
-    void setName(std::wstring_view name);
+    struct Level {
+        std::shared_ptr<platform::Folder> folder;
+        std::wstring path;
+    };
+
+    /// How far the numbers of a name have been given.
+    struct Numbers {
+        unsigned last = 1;    ///< The last number tried.
+        unsigned foreign = 0; ///< Names met that files had which this run did not write.
+    };
+
+    void setName(const std::wstring& name);
 
     /// Goes on to the next number for the name chosen; false when there are too many.
     bool takeNextNumber();
 
+    [[nodiscard]] Numbers& numbers();
+    [[nodiscard]] bool isForeign() const;
+
+    bool goToDeepFolders();
+    bool enterFrom(const platform::Folder& parent, const std::wstring& parentPath, bool mayExist);
+    bool openTop();
+
+    bool open(OutputStream& stream, platform::Disposition disposition, platform::Links links);
     bool createNew(OutputStream& stream);
     bool createWithNumber(OutputStream& stream);
     bool replace(OutputStream& stream);
 
     RecoveryWorker::ExistingFile policy_;
     OutputName names_;
-    std::wstring path_;
-    std::vector<std::size_t> folderEnds_; ///< Lengths of `path_` that are the folders entered.
+    std::vector<Level> levels_; ///< The folders entered.
 
-    std::wstring name_; ///< As chosen, without a number.
+    std::wstring chosen_; ///< The name, without a number.
+    std::wstring name_;   ///< The same, with the number it has now.
+    std::wstring folder_; ///< The path of what it is in.
+    std::wstring path_;
     OutputName::Kind kind_ = OutputName::Kind::File;
-    /// The last number tried for a path as chosen, so that many equal names do not each try all.
-    std::unordered_map<std::wstring, unsigned> lastNumbers_;
+    /// By path as chosen, so that many equal names do not each try all numbers.
+    std::unordered_map<std::wstring, Numbers> numbers_;
 
     bool created_ = false; ///< The chosen path was created as a file.
-    /// The files written so far, for `Replace`. Not their paths: on some drives different paths
-    /// name one file.
+    bool gaveWay_ = false;
+    /// The files written so far. Not their paths: on some drives different paths name one file.
     std::set<platform::FileIdentity> written_;
 
-    platform::Error error_ = platform::Error::None;
-    std::wstring errorText_;
+    platform::Failure failure_;
 };

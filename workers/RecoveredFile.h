@@ -21,7 +21,9 @@ struct RecoveredFile {
     QString path; ///< Where it was written, or would have been.
     bool isFolder = false;
     std::optional<Problem> problem;
-    QString detail;                     ///< The system's own words for the problem, if it had any.
+    QString detail; ///< The system's own words for the problem, if it had any.
+    /// A file that is not of this recovery had its name, so it got another one.
+    bool gaveWay = false;
     kova::int64 size = 0;               ///< Bytes that it should have.
     kova::int64 writtenBytes = 0;       ///< Of these, in the output.
     kova::uint64 unreadableSectors = 0; ///< Zeros stand in their place.

@@ -1,15 +1,23 @@
 #include "workers/RecoveryOutcome.h"
 
+using kova::uint64;
+
 void RecoveryOutcome::add(const RecoveredFile& file) {
-    if (file.isComplete()) {
-        ++complete;
-        completeBytes += static_cast<kova::uint64>(file.writtenBytes);
-    } else if (file.writtenBytes > 0) {
-        ++incomplete;
-        partlyOverwritten += file.isOverwritten() ? 1U : 0U;
-    } else {
-        ++failed;
-    }
-    if (file.report.encrypted && file.writtenBytes > 0)
-        ++encrypted;
+    const bool isThere = file.writtenBytes > 0;
+    complete += file.isComplete() ? 1U : 0U;
+    incomplete += !file.isComplete() && isThere ? 1U : 0U;
+    failed += !file.isComplete() && !isThere ? 1U : 0U;
+    partlyOverwritten += file.isOverwritten() && isThere ? 1U : 0U;
+    encrypted += file.report.encrypted && isThere ? 1U : 0U;
+    gaveWay += file.gaveWay ? 1U : 0U;
+    completeBytes += file.isComplete() ? static_cast<uint64>(file.writtenBytes) : 0U;
+}
+
+void RecoveryOutcome::doubt(const RecoveredFile& file) {
+    inDoubt += file.path;
+    (file.isComplete() ? complete : incomplete) -= 1;
+    ++failed;
+    partlyOverwritten -= file.isOverwritten() ? 1U : 0U;
+    encrypted -= file.report.encrypted ? 1U : 0U;
+    completeBytes -= file.isComplete() ? static_cast<uint64>(file.writtenBytes) : 0U;
 }

@@ -4,6 +4,7 @@
 #include "workers/RecoveredFile.h"
 
 #include <QString>
+#include <QStringList>
 
 /// What came of a recovery. Files are counted, not folders.
 struct RecoveryOutcome {
@@ -13,7 +14,8 @@ struct RecoveryOutcome {
         Stopped,          ///< The user asked for it.
         SourceGone,       ///< The drive that is read was removed.
         OutputFull,       ///< The output drive has no room for some of the files.
-        OutputUnwritable, ///< Nothing can be written to the output directory any more.
+        OutputUnwritable, ///< Nothing can be written to the output directory any more, or what was
+                          ///< written has not arrived there.
     };
 
     End end = End::Done;
@@ -22,12 +24,19 @@ struct RecoveryOutcome {
     kova::uint32 files = 0;      ///< To be recovered.
     kova::uint32 complete = 0;   ///< Written in full, and no other file's data among it.
     kova::uint32 incomplete = 0; ///< Written in part, or other files hold some of what they were.
-    kova::uint32 failed = 0;     ///< Nothing of them was written.
+    kova::uint32 failed = 0;     ///< Nothing of them was written, or it may not have arrived.
 
     kova::uint32 encrypted = 0;         ///< Of the complete and incomplete ones.
     kova::uint32 partlyOverwritten = 0; ///< Of the incomplete ones.
 
+    /// Files that were there already with the names of recovered ones, which got others.
+    kova::uint32 gaveWay = 0;
+
     kova::uint64 completeBytes = 0; ///< In the complete files.
+
+    /// Paths of files that were written, but the output drive may not have them. They count as
+    /// failed.
+    QStringList inDoubt;
 
     [[nodiscard]] kova::uint32 attempted() const { return complete + incomplete + failed; }
 
@@ -35,4 +44,7 @@ struct RecoveryOutcome {
     [[nodiscard]] kova::uint32 notAttempted() const { return files - attempted(); }
 
     void add(const RecoveredFile& file);
+
+    /// Takes back what `add` has counted: the file may not have arrived.
+    void doubt(const RecoveredFile& file);
 };

@@ -27,6 +27,12 @@ using kova::uint64;
 using kova::ZFileTreeNode;
 using kova::ZTreeWalk;
 
+/// From this size on, in bytes, each file is waited for until it has arrived.
+constexpr int64 kLargeFile = int64{16} << 20;
+
+/// Smaller files are waited for together, whenever they come to so many bytes.
+constexpr uint64 kMostUnsynced = uint64{256} << 20;
+
 } // namespace
 
 /// One run over the selected nodes. Counting and recovering walk them in the same way.
@@ -44,6 +50,9 @@ public:
     void count();
     void recover();
 
+    /// Waits until what was written has arrived, so that `outcome` can be told.
+    void settle();
+
     [[nodiscard]] const RecoveryOutcome& outcome() const { return outcome_; }
 
 private:
@@ -59,6 +68,8 @@ private:
     void extract(const ZFileTreeNode& node, OutputStream& stream, RecoveredFile& file);
     void close(OutputStream& stream, RecoveredFile& file);
     void report(const RecoveredFile& file);
+    void syncIfDue(const RecoveredFile& file);
+    bool sync();
 
     void throwIfStopped();
     void endIfHopeless(const RecoveredFile& file);
@@ -87,6 +98,9 @@ private:
     int64 smallestFile_ = std::numeric_limits<int64>::max(); ///< In bytes, empty files left out.
     /// Where the user's share of the drive ended although the drive had room, in bytes.
     std::optional<uint64> share_;
+
+    std::vector<RecoveredFile> unsynced_; ///< Written, but perhaps still on their way.
+    uint64 unsyncedBytes_ = 0;            ///< In these.
 };
 
 /// Calls `enter` for every selected node and all below it, `leave` after each directory for which
@@ -204,6 +218,7 @@ void RecoveryWorker::Run::recoverFile(const ZFileTreeNode& node) {
     QCoreApplication::processEvents();
     close(stream, file);
     file.path = outputPath();
+    file.gaveWay = output_.gaveWay();
     if (endsEarly_ && file.problem == Problem::OutputFull)
         makeRoom(file);
 
@@ -212,7 +227,37 @@ void RecoveryWorker::Run::recoverFile(const ZFileTreeNode& node) {
     outcome_.add(file);
     report(file);
     emit worker_.fileFinished(file.path, file.isComplete(), processed, worker_.totalFiles);
+    syncIfDue(file);
     endIfHopeless(file);
+}
+
+/// Now and then, so that a drive that loses what it is given is noticed, and little is in doubt.
+void RecoveryWorker::Run::syncIfDue(const RecoveredFile& file) {
+    if (!endsEarly_ || file.writtenBytes == 0 || file.writtenBytes >= kLargeFile)
+        return;
+    unsynced_.push_back(file);
+    unsyncedBytes_ += static_cast<uint64>(file.writtenBytes);
+    if (unsyncedBytes_ >= kMostUnsynced && !sync())
+        throw StoppedException();
+}
+
+/// False when what was written may not have arrived. The outcome says so then.
+bool RecoveryWorker::Run::sync() {
+    const bool arrived = output_.top().sync();
+    if (!arrived) {
+        outcome_.end = End::OutputUnwritable;
+        outcome_.detail = toQString(output_.top().failure().words);
+        for (const RecoveredFile& file : unsynced_)
+            outcome_.doubt(file);
+    }
+    unsynced_.clear();
+    unsyncedBytes_ = 0;
+    return arrived;
+}
+
+void RecoveryWorker::Run::settle() {
+    if (endsEarly_ && output_.top().isOpen() && outcome_.attempted() > 0)
+        sync();
 }
 
 void RecoveryWorker::Run::report(const RecoveredFile& file) {
@@ -270,24 +315,25 @@ void RecoveryWorker::Run::extract(const ZFileTreeNode& node, OutputStream& strea
         file.detail = toQString(media_->errorText());
 }
 
-/// Closes the output file. Some drives say only then that they could not take all of it.
+/// Closes the output file. Some drives say only then that they could not take all of it, and most
+/// only when all has arrived, which a large file is waited for.
 void RecoveryWorker::Run::close(OutputStream& stream, RecoveredFile& file) {
-    const platform::Error before = stream.file().error();
-    stream.file().close();
-    if (stream.file().error() != before && !file.problem)
+    const bool arrived = !endsEarly_ || file.writtenBytes < kLargeFile || stream.file().sync();
+    const bool closed = stream.file().close();
+    if (!(arrived && closed) && !file.problem)
         failToWrite(stream, file);
 }
 
 void RecoveryWorker::Run::failToCreate(RecoveredFile& file) const {
-    const bool full = output_.error() == platform::Error::NoSpace;
+    const bool full = output_.failure().kind == platform::Error::NoSpace;
     file.problem = full ? Problem::OutputFull : Problem::CannotCreate;
-    file.detail = toQString(output_.errorText());
+    file.detail = toQString(output_.failure().words);
 }
 
 void RecoveryWorker::Run::failToWrite(const OutputStream& stream, RecoveredFile& file) {
-    const bool full = stream.file().error() == platform::Error::NoSpace;
+    const bool full = stream.file().failure().kind == platform::Error::NoSpace;
     file.problem = full ? Problem::OutputFull : Problem::CannotWrite;
-    file.detail = toQString(stream.file().errorText());
+    file.detail = toQString(stream.file().failure().words);
 }
 
 /// Removes what was written of a file that does not fit, so that smaller ones do.
@@ -298,14 +344,14 @@ void RecoveryWorker::Run::makeRoom(RecoveredFile& file) {
     if (written == 0)
         return;
     // A drive with room for the file refuses it when the user's share is used up.
-    const std::optional<uint64> free = platform::freeSpace(toWide(worker_.outputDir));
+    const std::optional<uint64> free = output_.top().freeSpace();
     if (free && static_cast<uint64>(file.size) <= *free)
         share_ = written;
 }
 
 /// Bytes that a file may have to fit in; nothing when that is not known.
 std::optional<uint64> RecoveryWorker::Run::room() const {
-    const std::optional<uint64> free = platform::freeSpace(toWide(worker_.outputDir));
+    const std::optional<uint64> free = output_.top().freeSpace();
     if (!share_ || !free)
         return share_ ? share_ : free;
     return std::min(*share_, *free);
@@ -336,10 +382,10 @@ void RecoveryWorker::Run::endIfHopeless(const RecoveredFile& file) {
     }
     case Problem::CannotCreate:
     case Problem::CannotWrite:
-        if (const auto refusal = tryWriting(toWide(worker_.outputDir)))
-            endWith(refusal->error == platform::Error::NoSpace ? End::OutputFull
-                                                               : End::OutputUnwritable,
-                    toQString(refusal->words));
+        if (const platform::Failure refusal = tryWriting(output_.top()))
+            endWith(refusal.kind == platform::Error::NoSpace ? End::OutputFull
+                                                             : End::OutputUnwritable,
+                    toQString(refusal.words));
         break;
     }
 }
@@ -385,6 +431,7 @@ void RecoveryWorker::start() {
     } catch (const StoppedException&) {
         qCDebug(recoveryLog) << "Canceled by user";
     }
+    run.settle();
     const bool completed = reachedEnd && !stopRequested;
     emit statusChanged(completed ? QStringLiteral("Completed") : QStringLiteral("Cancelled"));
     emit ended(run.outcome());

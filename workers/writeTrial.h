@@ -1,16 +1,12 @@
 #pragma once
 
-#include "platform/File.h"
+#include "platform/Folder.h"
 
-#include <optional>
 #include <string>
 
-/// Why nothing can be written into a directory.
-struct WriteRefusal {
-    platform::Error error;
-    std::wstring words; ///< The system's own.
-};
+/// Tries whether a new file can be written into a folder, by writing a small one that is removed at
+/// once. No failure when it can.
+[[nodiscard]] platform::Failure tryWriting(platform::Folder& folder);
 
-/// Tries whether a new file can be written into `directory`, which exists, by writing a small one
-/// that is removed at once. Nothing when it can.
-[[nodiscard]] std::optional<WriteRefusal> tryWriting(const std::wstring& directory);
+/// The same with the path of a folder that exists.
+[[nodiscard]] platform::Failure tryWriting(const std::wstring& directory);

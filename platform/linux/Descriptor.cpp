@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <limits>
 
-#include <fcntl.h>
 #include <linux/fs.h>
 #include <sys/ioctl.h>
 
@@ -25,14 +24,22 @@ std::optional<std::string> systemPath(const std::wstring& path) {
     return format::utf8FromWide(path);
 }
 
-Descriptor openPath(const std::string& path, int flags) {
+std::optional<std::string> systemComponent(const std::wstring& name) {
+    if (name.empty() || name == L"." || name == L".." || name.find(L'/') != std::wstring::npos) {
+        errno = EINVAL;
+        return std::nullopt;
+    }
+    return systemPath(name);
+}
+
+Descriptor openPath(const std::string& path, int flags, int from) {
     const int always = O_CLOEXEC | O_NOCTTY;
     int fd = -1;
     do {
-        fd = ::open(path.c_str(), flags | always | O_NONBLOCK, kNewFileMode);
+        fd = ::openat(from, path.c_str(), flags | always | O_NONBLOCK, kNewFileMode);
         // Another program has a lease on the file and is being asked to give it up.
         if (fd < 0 && errno == EWOULDBLOCK)
-            fd = ::open(path.c_str(), flags | always, kNewFileMode);
+            fd = ::openat(from, path.c_str(), flags | always, kNewFileMode);
     } while (fd < 0 && errno == EINTR);
     return Descriptor(fd);
 }

@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -52,9 +53,18 @@ private:
 /// the system would take for its end.
 [[nodiscard]] std::optional<std::string> systemPath(const std::wstring& path);
 
-/// Opens with O_CLOEXEC and without ever waiting for the other end of a pipe. Returns an empty
-/// descriptor, and errno, on failure.
-[[nodiscard]] Descriptor openPath(const std::string& path, int flags);
+/// The name as the system takes it; nothing (errno EINVAL) when it is not one that stays in its
+/// folder: empty, "." or "..", or with a slash or a zero character in it.
+[[nodiscard]] std::optional<std::string> systemComponent(const std::wstring& name);
+
+/// Opens with O_CLOEXEC and without ever waiting for the other end of a pipe. A relative path
+/// begins at the open folder `from`. Returns an empty descriptor, and errno, on failure.
+[[nodiscard]] Descriptor openPath(const std::string& path, int flags, int from = AT_FDCWD);
+
+/// For open(2) of a folder that need not be listed.
+inline constexpr int kOpenFolder = O_PATH | O_DIRECTORY | O_CLOEXEC;
+
+inline constexpr mode_t kNewFolderMode = 0777; // what the user's umask leaves of it
 
 /// Reads until `count` bytes are there or the end; the bytes read, -1 (and errno) when the system
 /// failed before the first. With fewer bytes than asked, `failure` tells why: 0 at the end.

@@ -23,6 +23,8 @@ Error errorFromErrno(int code) {
     case ENOSPC:
     case EDQUOT:
         return Error::NoSpace;
+    case ENAMETOOLONG:
+        return Error::TooLong;
     case ENODEV:
     case ENXIO:
     case ENOMEDIUM:
@@ -35,6 +37,11 @@ Error errorFromErrno(int code) {
 
 std::wstring errnoText(int code) {
     return format::wideFromUtf8(std::system_category().message(code));
+}
+
+Failure lastFailure() {
+    const int code = errno;
+    return {errorFromErrno(code), errnoText(code)};
 }
 
 } // namespace platform

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/File.h"
+#include "platform/Failure.h"
 
 #include <string>
 
@@ -11,5 +11,8 @@ namespace platform {
 
 /// The system's words for an errno value.
 [[nodiscard]] std::wstring errnoText(int code);
+
+/// What errno says.
+[[nodiscard]] Failure lastFailure();
 
 } // namespace platform

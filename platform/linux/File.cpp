@@ -1,28 +1,25 @@
 #include "platform/File.h"
 
 #include "format/FileTime.h"
+#include "format/WideText.h"
+#include "platform/linux/Asker.h"
 #include "platform/linux/Descriptor.h"
 #include "platform/linux/Errno.h"
 #include "platform/linux/Mounts.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <optional>
-#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/statvfs.h>
 #include <sys/vfs.h>
 #include <unistd.h>
 
 namespace platform {
 
 namespace {
-
-constexpr std::intptr_t kNoHandle = -1;
-
-constexpr mode_t kNewFolderMode = 0777; // what the user's umask leaves of it
 
 constexpr std::int64_t kNanosecondsPerTick = 100;
 
@@ -48,16 +45,21 @@ std::optional<int> openFlags(std::uint32_t disposition, std::uint32_t access) {
     return std::nullopt;
 }
 
-int descriptor(std::intptr_t handle) {
-    return static_cast<int>(handle);
+int descriptor(const SystemHandle& handle) {
+    return static_cast<int>(handle.get());
 }
 
-void report(std::wstring* errorText, Error* error) {
-    const int code = errno;
-    if (errorText != nullptr)
-        *errorText = errnoText(code);
-    if (error != nullptr)
-        *error = errorFromErrno(code);
+/// Whether it is a file to read or write, and not a folder, or a pipe that would make one wait.
+/// With errno when not.
+bool isToBeOpened(int fd) {
+    struct stat status {};
+
+    if (::fstat(fd, &status) != 0)
+        return false;
+    if (!S_ISDIR(status.st_mode) && !S_ISFIFO(status.st_mode) && !S_ISSOCK(status.st_mode))
+        return true;
+    errno = S_ISDIR(status.st_mode) ? EISDIR : ESPIPE;
+    return false;
 }
 
 /// A link is followed by a path that ends in a slash, so those go.
@@ -75,30 +77,9 @@ bool isFolder(const std::string& path) {
 
 } // namespace
 
-File::File() : handle_(kNoHandle) {}
-
-File::File(File&& other) noexcept
-    : handle_(std::exchange(other.handle_, kNoHandle)), error_(other.error_),
-      errorText_(std::move(other.errorText_)) {}
-
-File& File::operator=(File&& other) noexcept {
-    if (this != &other) {
-        close();
-        handle_ = std::exchange(other.handle_, kNoHandle);
-        error_ = other.error_;
-        errorText_ = std::move(other.errorText_);
-    }
-    return *this;
-}
-
-File::~File() {
-    close();
-}
-
 bool File::open(const std::wstring& path, std::uint32_t disposition, std::uint32_t access) {
     close();
-    error_ = Error::None;
-    errorText_.clear();
+    failure_ = {};
     const std::optional<std::string> name = systemPath(path);
     const std::optional<int> flags = openFlags(disposition, access);
     if (!name || !flags) {
@@ -106,29 +87,35 @@ bool File::open(const std::wstring& path, std::uint32_t disposition, std::uint32
         return failed();
     }
     Descriptor opened = openPath(*name, *flags);
-    if (!opened)
+    if (!opened || !isToBeOpened(opened.get()))
         return failed();
-
-    struct stat status {};
-
-    if (::fstat(opened.get(), &status) != 0)
-        return failed();
-    if (S_ISDIR(status.st_mode) || S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode)) {
-        errno = S_ISDIR(status.st_mode) ? EISDIR : ESPIPE;
-        return failed();
-    }
-    handle_ = opened.release();
+    handle_ = SystemHandle(opened.release());
     return true;
 }
 
-bool File::isOpen() const {
-    return handle_ != kNoHandle;
+bool File::open(const Folder& folder, const std::wstring& name, std::uint32_t disposition,
+                std::uint32_t access, Links links) {
+    close();
+    failure_ = {};
+    const std::optional<std::string> component = systemComponent(name);
+    const std::optional<int> flags = openFlags(disposition, access);
+    if (!component || !flags) {
+        errno = EINVAL;
+        return failed();
+    }
+    Descriptor opened = openPath(*component, *flags | (links == Links::Refuse ? O_NOFOLLOW : 0),
+                                 descriptor(folder.handle()));
+    if (!opened || !isToBeOpened(opened.get()))
+        return failed();
+    if (static_cast<Disposition>(disposition) == Disposition::CreateNew)
+        giveToAsker(opened.get());
+    handle_ = SystemHandle(opened.release());
+    return true;
 }
 
 bool File::close() {
-    if (isOpen() && ::close(descriptor(std::exchange(handle_, kNoHandle))) != 0 && errno != EINTR)
-        failed(); // what was written may not have arrived, as on a network drive that is full
-    return true;
+    // What was written may not have arrived, as on a network drive that is full.
+    return handle_.close() || failed();
 }
 
 std::int64_t File::readAt(std::int64_t position, void* buffer, std::size_t count) {
@@ -195,6 +182,11 @@ bool File::setModificationTime(std::int64_t fileTime) {
     return ::futimens(descriptor(handle_), times) == 0 || failed();
 }
 
+bool File::sync() {
+    // What cannot be synced, as a device that takes all there is, keeps nothing back either.
+    return ::fdatasync(descriptor(handle_)) == 0 || errno == EINVAL || errno == EROFS || failed();
+}
+
 bool File::identity(FileIdentity& out) const {
     struct stat status {};
 
@@ -204,44 +196,24 @@ bool File::identity(FileIdentity& out) const {
     return true;
 }
 
+bool File::hasOneName() const {
+    struct stat status {};
+
+    return ::fstat(descriptor(handle_), &status) == 0 && S_ISREG(status.st_mode) &&
+           status.st_nlink == 1;
+}
+
 bool File::failed() {
-    const int code = errno;
-    error_ = errorFromErrno(code);
-    errorText_ = errnoText(code);
+    failure_ = lastFailure();
     return false;
 }
 
-DirectoryResult makeDirectory(const std::wstring& path, std::wstring* errorText, Error* error) {
-    const std::optional<std::string> given = systemPath(path);
-    if (given) {
-        const std::string name = withoutTrailingSlashes(*given);
-        if (::mkdir(name.c_str(), kNewFolderMode) == 0)
-            return DirectoryResult::Created;
-        const int code = errno;
-
-        struct stat status {};
-
-        // A folder may be there although making one is refused, as on a read-only drive.
-        if (::lstat(name.c_str(), &status) == 0) {
-            if (S_ISDIR(status.st_mode))
-                return DirectoryResult::Existed;
-            errno = EEXIST;
-            report(errorText, error);
-            return DirectoryResult::Occupied;
-        }
-        errno = code;
-    }
-    report(errorText, error);
-    return DirectoryResult::Failed;
-}
-
-bool makePath(const std::wstring& path, std::wstring* errorText, Error* error) {
+Failure makePath(const std::wstring& path) {
     const std::optional<std::string> given = systemPath(path);
     if (!given || given->empty()) {
         if (given)
             errno = ENOENT;
-        report(errorText, error);
-        return false;
+        return lastFailure();
     }
     const std::string name = withoutTrailingSlashes(*given);
     for (std::size_t end = 0; end != name.size();) {
@@ -249,16 +221,17 @@ bool makePath(const std::wstring& path, std::wstring* errorText, Error* error) {
         const std::string prefix = name.substr(0, end);
         if (isFolder(prefix))
             continue;
-        if (::mkdir(prefix.c_str(), kNewFolderMode) != 0) {
-            const int code = errno;
-            if (code == EEXIST && isFolder(prefix)) // made by another program just now
-                continue;
-            errno = code == EEXIST ? ENOTDIR : code;
-            report(errorText, error);
-            return false;
+        if (::mkdir(prefix.c_str(), kNewFolderMode) == 0) {
+            giveToAsker(Descriptor(::open(prefix.c_str(), kOpenFolder | O_NOFOLLOW)).get());
+            continue;
         }
+        const int code = errno;
+        if (code == EEXIST && isFolder(prefix)) // made by another program just now
+            continue;
+        errno = code == EEXIST ? ENOTDIR : code;
+        return lastFailure();
     }
-    return true;
+    return {};
 }
 
 bool removeFile(const std::wstring& path) {
@@ -266,15 +239,9 @@ bool removeFile(const std::wstring& path) {
     return name && (::unlink(name->c_str()) == 0 || errno == ENOENT);
 }
 
-std::optional<std::uint64_t> freeSpace(const std::wstring& directory) {
-    const std::optional<std::string> path = systemPath(directory);
-
-    struct statvfs status {};
-
-    if (!path || ::statvfs(path->c_str(), &status) != 0)
-        return std::nullopt;
-    const bool isRoot = ::geteuid() == 0;
-    return std::uint64_t{isRoot ? status.f_bfree : status.f_bavail} * status.f_frsize;
+bool leavesRoomForNames(const std::wstring& folder) {
+    constexpr std::size_t kLongestName = std::size_t{3} * 255; // UTF-8 of 255 UTF-16 units
+    return format::utf8FromWide(folder).size() + 1 + kLongestName < PATH_MAX;
 }
 
 NameRules nameRules(const std::wstring& directory) {

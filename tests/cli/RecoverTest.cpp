@@ -109,7 +109,9 @@ TEST_F(RecoverTest, ExistingFilesAreKeptUnlessToBeOverwritten) {
     makeTree();
     fs::create_directories(out);
     write(out / "orphan", "mine");
-    EXPECT_EQ(recover({"--id", "44"}).code, 0);
+    const Result kept = recover({"--id", "44"});
+    EXPECT_EQ(kept.code, 0);
+    EXPECT_THAT(kept.out, HasSubstr("1 file was there already"));
     EXPECT_THAT(filesBelow(out),
                 UnorderedElementsAre(Pair("orphan", "mine"), Pair("orphan (2)", "lost")));
     EXPECT_EQ(recover({"--id", "44", "--overwrite", "--keep-times"}).code, 0);
@@ -158,6 +160,56 @@ TEST_F(RecoverTest, RefusesADirectoryInAMountOfTheImage) {
     EXPECT_FALSE(created);
     EXPECT_EQ(result.code, 4) << result.err;
     EXPECT_THAT(result.err, HasSubstr("lies on the drive that is read"));
+}
+
+/// The output lies on a thin volume: what is written is taken, and lost when it is written back.
+TEST_F(RecoverTest, SaysWhatTheOutputDriveHasLost) {
+    FatBuilder builder({.sectorsPerCluster = 4});
+    constexpr int kFiles = 40;
+    for (int i = 0; i < kFiles; ++i)
+        builder.addFile(
+            0, {.name = "F" + std::to_string(i) + ".BIN", .longName = u"", .deleted = true},
+            noise(100'000, static_cast<unsigned>(i)));
+    write(image, builder.bytes());
+    const fs::path room = dir / "room";
+    const fs::path mount = dir / "mount";
+    fs::create_directories(room);
+    fs::create_directories(mount);
+    if (::mount("tmpfs", room.c_str(), "tmpfs", 0, "size=3M") != 0)
+        GTEST_SKIP() << "no right to mount";
+    platform::test::makeFile(room / "thin", 64 << 20);
+    const bool mounted =
+        succeeds("mkfs.ext2 -q -F '" + (room / "thin").string() + "' && mount -o loop '" +
+                 (room / "thin").string() + "' '" + mount.string() + "'");
+    Result result;
+    if (mounted) {
+        out = mount / "out";
+        result = recover();
+        succeeds("umount '" + mount.string() + "'");
+    }
+    ::umount(room.c_str());
+    if (!mounted)
+        GTEST_SKIP() << "no loop devices here";
+    EXPECT_EQ(result.code, 4) << result.out;
+    EXPECT_THAT(result.err, HasSubstr("cannot be written"));
+    EXPECT_THAT(result.lines(), testing::Contains(HasSubstr("may be lost")));
+    EXPECT_THAT(result.lines(), testing::Contains(HasSubstr("_7.BIN")));
+}
+
+TEST_F(RecoverTest, WhatAnAdministratorRecoversBelongsToWhoAsked) {
+    makeTree();
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "needs administrator rights";
+    EXPECT_EQ(
+        shell("PKEXEC_UID=12345 $CLI recover '" + image.string() + "' --to '" + out.string() + "'")
+            .code,
+        0);
+    for (const fs::path& path : {dir / "new", out, out / "gone", out / "gone/a_b.jpg"}) {
+        struct stat status {};
+
+        ASSERT_EQ(::lstat(path.c_str(), &status), 0) << path;
+        EXPECT_EQ(status.st_uid, 12345U) << path;
+    }
 }
 
 TEST_F(RecoverTest, SaysWhatIsNotWhole) {

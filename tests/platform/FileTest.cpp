@@ -40,10 +40,10 @@ TEST_F(FileTest, DispositionsDecideWhatHappensToExistingAndMissingFiles) {
         std::ofstream(dir_ / "there") << "old";
         File file;
         EXPECT_EQ(file.open(path("there"), value(c.disposition), kBoth), c.opensExisting);
-        EXPECT_EQ(file.error(), c.opensExisting ? Error::None : Error::Exists);
+        EXPECT_EQ(file.failure().kind, c.opensExisting ? Error::None : Error::Exists);
         EXPECT_EQ(contentOf(dir_ / "there"), c.contentAfter);
         EXPECT_EQ(file.open(path("missing"), value(c.disposition), kBoth), c.opensMissing);
-        EXPECT_EQ(file.error(), c.opensMissing ? Error::None : Error::NotFound);
+        EXPECT_EQ(file.failure().kind, c.opensMissing ? Error::None : Error::NotFound);
         file.close();
         EXPECT_EQ(std::filesystem::remove(dir_ / "missing"), c.opensMissing);
     }
@@ -68,14 +68,14 @@ TEST_F(FileTest, ReadsAndWritesAtAnyPosition) {
     EXPECT_EQ(file.readAt(kFar, buffer, sizeof buffer), 3);
     EXPECT_EQ(std::string(buffer, 3), "far");
     EXPECT_EQ(file.readAt(kFar + 3, buffer, 1), 0);
-    EXPECT_EQ(file.error(), Error::None);
+    EXPECT_EQ(file.failure().kind, Error::None);
     ASSERT_TRUE(file.truncate(4));
     ASSERT_TRUE(file.truncate(8));
     EXPECT_EQ(contentOf(dir_ / "f"), std::string("xy\0a\0\0\0\0", 8));
 
     EXPECT_EQ(file.readAt(-1, buffer, 1), -1);
     EXPECT_FALSE(file.writeAt(-1, "a", 1));
-    EXPECT_NE(file.error(), Error::None);
+    EXPECT_NE(file.failure().kind, Error::None);
 }
 
 TEST_F(FileTest, WhatIsNoFileIsNotOpened) {
@@ -86,28 +86,57 @@ TEST_F(FileTest, WhatIsNoFileIsNotOpened) {
     // What stands before a zero character is another name than the one asked for.
     const std::wstring cut = path("cut") + std::wstring(1, L'\0') + L"rest";
     EXPECT_FALSE(file.open(cut, value(Disposition::CreateAlways), kBoth));
-    EXPECT_EQ(makeDirectory(cut), DirectoryResult::Failed);
-    EXPECT_FALSE(makePath(cut));
+    EXPECT_TRUE(makePath(cut));
     EXPECT_FALSE(std::filesystem::exists(dir_ / "cut"));
 }
 
-TEST_F(FileTest, FoldersAreMadeAndToldFromWhatStandsInTheirPlace) {
-    EXPECT_EQ(makeDirectory(path("d")), DirectoryResult::Created);
-    EXPECT_EQ(makeDirectory(path("d/")), DirectoryResult::Existed);
+TEST_F(FileTest, PathsAreMadeWithAllThatIsMissing) {
     std::ofstream(dir_ / "f").close();
-    Error error = Error::None;
-    std::wstring text;
-    EXPECT_EQ(makeDirectory(path("f"), &text, &error), DirectoryResult::Occupied);
-    EXPECT_EQ(error, Error::Exists);
-    EXPECT_FALSE(text.empty());
-    EXPECT_EQ(makeDirectory(path("no/d"), &text, &error), DirectoryResult::Failed);
-    EXPECT_EQ(error, Error::NotFound);
-
-    EXPECT_TRUE(makePath(path("a/b//c/")));
+    EXPECT_FALSE(makePath(path("a/b//c/")));
     EXPECT_TRUE(std::filesystem::is_directory(dir_ / "a/b/c"));
-    EXPECT_FALSE(makePath(path("f/below")));
-    EXPECT_FALSE(makePath(path("f")));
-    EXPECT_FALSE(makePath(L""));
+    const Failure failure = makePath(path("f/below"));
+    EXPECT_TRUE(failure);
+    EXPECT_FALSE(failure.words.empty());
+    EXPECT_TRUE(makePath(path("f")));
+    EXPECT_TRUE(makePath(L""));
+}
+
+TEST_F(FileTest, AFolderIsWrittenToWhereverItIsMoved) {
+    using Entered = Folder::Entered;
+    Folder top;
+    Folder inner;
+    ASSERT_TRUE(top.open(wide(dir_.path())));
+    ASSERT_EQ(inner.enter(top, L"d"), Entered::Created);
+    EXPECT_EQ(inner.enter(top, L"d"), Entered::Existed);
+    std::error_code refused;
+    std::filesystem::rename(dir_ / "d", dir_ / "moved", refused);
+    const std::string now = refused ? "d" : "moved"; // Windows leaves what is open in its place.
+    std::filesystem::create_directory(dir_ / "d");
+    File file;
+    ASSERT_TRUE(file.open(inner, L"f", value(Disposition::CreateNew), kBoth));
+    ASSERT_TRUE(file.writeAt(0, "x", 1) && file.sync() && file.close());
+    EXPECT_EQ(contentOf(dir_ / now / "f"), "x");
+    ASSERT_TRUE(file.open(inner, L"f", value(Disposition::OpenExisting), kBoth));
+    FileIdentity identity;
+    ASSERT_TRUE(file.identity(identity));
+    EXPECT_TRUE(file.hasOneName());
+    file.close();
+    EXPECT_EQ(inner.find(L"f").value().identity, identity);
+    EXPECT_FALSE(inner.find(L"f")->isFolder);
+    EXPECT_FALSE(inner.find(L"g"));
+    EXPECT_TRUE(inner.sync());
+    EXPECT_GT(inner.freeSpace().value(), 0U);
+
+    Folder other;
+    EXPECT_EQ(other.enter(inner, L"f"), Entered::Occupied);
+    EXPECT_EQ(other.failure().kind, Error::Exists);
+    EXPECT_TRUE(inner.remove(L"f"));
+    EXPECT_FALSE(std::filesystem::exists(dir_ / now / "f"));
+    for (const std::wstring name : {L"", L".", L"..", L"../d", L"d/x"}) {
+        EXPECT_EQ(other.enter(top, name), Entered::Failed);
+        EXPECT_FALSE(file.open(top, name, value(Disposition::OpenAlways), kBoth));
+        EXPECT_FALSE(top.remove(name));
+    }
 }
 
 } // namespace

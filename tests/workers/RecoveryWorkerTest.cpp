@@ -262,10 +262,44 @@ TEST_F(RecoveryWorkerTest, ReplacesWhatItHasNotWrittenItself) {
     worker.setExistingFile(ExistingFile::Replace);
     recover({1, 2, 3, 4, 5});
     EXPECT_THAT(written(), UnorderedElementsAre(Pair("a", "1"), Pair("a (2)", "2"),
-                                                Pair("hard", "3"), Pair("soft", "4"),
+                                                Pair("hard", "kept"), Pair("hard (2)", "3"),
+                                                Pair("soft", "kept"), Pair("soft (2)", "4"),
                                                 Pair("folder", kFolder), Pair("folder (2)", "5")));
     EXPECT_EQ(contentOf(dir / "kept"), "kept");
     EXPECT_THAT(failures, IsEmpty());
+}
+
+TEST_F(RecoveryWorkerTest, CountsTheFilesThatWereThereAlready) {
+    for (const int64 id : {1, 2, 3})
+        addFile(id, 0, id == 3 ? L"b" : L"a", "x");
+    write(out / "b", "of another run");
+    for (const kova::uint32 there : {1U, 3U}) {
+        RecoveryWorker again;
+        QObject::connect(&again, &RecoveryWorker::ended,
+                         [this](const RecoveryOutcome& of) { outcome = of; });
+        again.setExistingFile(ExistingFile::KeepBoth);
+        again.init(QString::fromStdString(out.string()), &volume, &tree, {1, 2, 3});
+        again.start();
+        EXPECT_EQ(outcome.gaveWay, there) << "equal names within a run are no such files";
+    }
+}
+
+TEST_F(RecoveryWorkerTest, IsNotLedElsewhereByALinkThatReplacesAFolder) {
+    fs::create_directory(dir / "elsewhere");
+    addFolder(1, 0, L"photos");
+    addFile(2, 1, L"a", "1");
+    addFile(3, 1, L"b", "2");
+    volume.extracts[2] = [this](kova::ZStream& stream) {
+        fs::rename(out / "photos", out / "moved");
+        fs::create_directory_symlink(dir / "elsewhere", out / "photos");
+        put(stream, "1");
+        return true;
+    };
+    worker.setExistingFile(ExistingFile::KeepBoth);
+    recover({1});
+    EXPECT_TRUE(fs::is_empty(dir / "elsewhere"));
+    EXPECT_THAT(written(), UnorderedElementsAre(Pair("photos", kLink), Pair("moved", kFolder),
+                                                Pair("moved/a", "1"), Pair("moved/b", "2")));
 }
 
 /// Interrupted between two writes; the one engine lets the stream's exception pass.
@@ -529,6 +563,38 @@ TEST_F(RecoveryWorkerTest, WritesEachNodeOfACircleOnce) {
                                      Pair("one/two/three", kFolder), Pair("one/two/three/x", "4"),
                                      Pair("below a file", "5")));
     EXPECT_THAT(finished, ElementsAre(Pair(2, 2)));
+}
+
+TEST_F(RecoveryWorkerTest, MovesFoldersWhosePathsAreTooLong) {
+    constexpr int64 kDepth = 45;
+    for (int64 id = 1; id <= kDepth; ++id)
+        addFolder(id, id - 1, std::wstring(200, L'n'));
+    addFile(kDepth + 1, kDepth, std::wstring(255, L'f'), "reached");
+    worker.setExistingFile(ExistingFile::KeepBoth);
+    recover({1});
+    EXPECT_EQ(outcome.complete, 1U);
+    ASSERT_EQ(files.size(), 1U);
+    EXPECT_EQ(contentOf(out / files[0].first), "reached") << "by its path";
+    EXPECT_TRUE(files[0].first.starts_with("Deep folders/nnn")) << files[0].first;
+}
+
+TEST_F(RecoveryWorkerTest, AHugeHoleTakesNoTimeAndNoRoom) {
+    constexpr int64 kHole = int64{100} << 30;
+    addFile(1, 0, L"sparse", "");
+    tree.node(1).size = kHole + 4;
+    volume.extracts[1] = [](kova::ZStream& stream) {
+        for (int64 left = kHole; left > 0; left -= int64{1} << 30)
+            stream.fill(0, 1U << 30);
+        put(stream, "tail");
+        return true;
+    };
+    const auto begun = std::chrono::steady_clock::now();
+    worker.setExistingFile(ExistingFile::KeepBoth);
+    recover({1});
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(2));
+    EXPECT_EQ(outcome.complete, 1U);
+    EXPECT_EQ(fs::file_size(out / "sparse"), static_cast<std::uintmax_t>(kHole + 4));
+    fs::remove(out / "sparse");
 }
 
 TEST_F(RecoveryWorkerTest, LosesNothingInEndlessDepth) {

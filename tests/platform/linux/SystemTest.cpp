@@ -32,13 +32,29 @@ TEST(LinuxFile, APipeDoesNotMakeAnyoneWait) {
     EXPECT_EQ(attachImage(wide(dir / "pipe")).error, L"This is a device, not a disk image.");
 }
 
-TEST(LinuxFile, LinksAreNoFoldersOfOursButMayLeadToThem) {
+TEST(LinuxFile, NothingInAFolderIsReachedThroughALink) {
     const kova::test::TempDir dir;
     std::filesystem::create_directory(dir / "d");
     std::filesystem::create_directory_symlink(dir / "d", dir / "link");
-    EXPECT_EQ(makeDirectory(wide(dir / "link/")), DirectoryResult::Occupied);
-    EXPECT_TRUE(makePath(wide(dir / "link/below")));
+    std::ofstream(dir / "f") << "kept";
+    std::filesystem::create_symlink(dir / "f", dir / "file link");
+    EXPECT_FALSE(makePath(wide(dir / "link/below")));
     EXPECT_TRUE(std::filesystem::is_directory(dir / "d/below"));
+
+    Folder top;
+    Folder folder;
+    ASSERT_TRUE(top.open(wide(dir.path())));
+    EXPECT_EQ(folder.enter(top, L"link"), Folder::Entered::Occupied);
+    EXPECT_EQ(folder.enter(top, L"link", Links::Follow), Folder::Entered::Existed);
+    File file;
+    for (const auto disposition : {Disposition::CreateAlways, Disposition::OpenAlways,
+                                   Disposition::OpenExisting, Disposition::CreateNew})
+        EXPECT_FALSE(file.open(top, L"file link", static_cast<std::uint32_t>(disposition),
+                               kGenericRead | kGenericWrite));
+    EXPECT_EQ(contentOf(dir / "f"), "kept");
+    std::filesystem::create_hard_link(dir / "f", dir / "second name");
+    ASSERT_TRUE(file.open(top, L"f", kOpenExisting, kGenericRead));
+    EXPECT_FALSE(file.hasOneName());
 }
 
 TEST(LinuxFile, NothingIsEmptiedWithoutTheRightToWrite) {

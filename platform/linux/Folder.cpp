@@ -1,0 +1,108 @@
+#include "platform/Folder.h"
+
+#include "platform/linux/Asker.h"
+#include "platform/linux/Descriptor.h"
+#include "platform/linux/Errno.h"
+
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+namespace platform {
+
+namespace {
+
+int descriptor(const SystemHandle& handle) {
+    return static_cast<int>(handle.get());
+}
+
+} // namespace
+
+bool Folder::open(const std::wstring& path) {
+    handle_ = {};
+    failure_ = {};
+    const std::optional<std::string> name = systemPath(path);
+    if (!name)
+        return failed();
+    // A file system is synced through a folder that may be read.
+    Descriptor opened(::open(name->c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!opened && errno == EACCES)
+        opened = Descriptor(::open(name->c_str(), kOpenFolder));
+    if (!opened)
+        return failed();
+    handle_ = SystemHandle(opened.release());
+    return true;
+}
+
+Folder::Entered Folder::enter(const Folder& parent, const std::wstring& name, Links links) {
+    handle_ = {};
+    failure_ = {};
+    const std::optional<std::string> component = systemComponent(name);
+    const int from = descriptor(parent.handle());
+    if (!component) {
+        failed();
+        return Entered::Failed;
+    }
+    const bool created = ::mkdirat(from, component->c_str(), kNewFolderMode) == 0;
+    const int whyNot = created ? 0 : errno;
+    // A folder may be there although making one is refused, as on a read-only drive.
+    const int noLinks = links == Links::Refuse ? O_NOFOLLOW : 0;
+    Descriptor opened(::openat(from, component->c_str(), kOpenFolder | noLinks));
+    if (opened) {
+        if (created)
+            giveToAsker(opened.get());
+        handle_ = SystemHandle(opened.release());
+        return created ? Entered::Created : Entered::Existed;
+    }
+    const bool occupied = whyNot == EEXIST && (errno == ENOTDIR || errno == ELOOP);
+    if (whyNot != 0)
+        errno = whyNot;
+    failed();
+    return occupied ? Entered::Occupied : Entered::Failed;
+}
+
+bool Folder::remove(const std::wstring& name) {
+    failure_ = {};
+    const std::optional<std::string> component = systemComponent(name);
+    return (component &&
+            (::unlinkat(descriptor(handle_), component->c_str(), 0) == 0 || errno == ENOENT)) ||
+           failed();
+}
+
+std::optional<Folder::Entry> Folder::find(const std::wstring& name) const {
+    const std::optional<std::string> component = systemComponent(name);
+
+    struct stat status {};
+
+    if (!component ||
+        ::fstatat(descriptor(handle_), component->c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
+        return std::nullopt;
+    return Entry{{status.st_dev, status.st_ino}, S_ISDIR(status.st_mode)};
+}
+
+std::optional<std::uint64_t> Folder::freeSpace() const {
+    struct statvfs status {};
+
+    if (::fstatvfs(descriptor(handle_), &status) != 0)
+        return std::nullopt;
+    const bool isRoot = ::geteuid() == 0;
+    return std::uint64_t{isRoot ? status.f_bfree : status.f_bavail} * status.f_frsize;
+}
+
+bool Folder::sync() {
+    failure_ = {};
+    const int fd = descriptor(handle_);
+    if ((::fcntl(fd, F_GETFL) & O_PATH) != 0)
+        return true;
+    return ::syncfs(fd) == 0 || failed();
+}
+
+bool Folder::failed() {
+    failure_ = lastFailure();
+    return false;
+}
+
+} // namespace platform
