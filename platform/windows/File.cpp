@@ -1,5 +1,6 @@
 #include "platform/File.h"
 
+#include "platform/windows/RelativeOpen.h"
 #include "platform/windows/Win32.h"
 
 #include <algorithm>
@@ -20,37 +21,13 @@ static_assert(static_cast<DWORD>(Disposition::TruncateExisting) == TRUNCATE_EXIS
 constexpr std::size_t kLargestWrite = std::size_t{64} * 1024 * 1024; // of one call
 constexpr std::size_t kLongestName = 255;
 
-std::intptr_t noHandle() {
-    return reinterpret_cast<std::intptr_t>(INVALID_HANDLE_VALUE);
-}
-
-HANDLE handleOf(std::intptr_t handle) {
-    return reinterpret_cast<HANDLE>(handle);
-}
-
-void report(DWORD code, std::wstring* errorText, Error* error) {
-    if (errorText != nullptr)
-        *errorText = errorWords(code);
-    if (error != nullptr)
-        *error = errorFromCode(code);
+HANDLE handleOf(const SystemHandle& handle) {
+    return reinterpret_cast<HANDLE>(handle.get());
 }
 
 bool isFolder(const std::wstring& path) {
     const DWORD attributes = GetFileAttributesW(path.c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-}
-
-/// Whether the path is a link to, or a mount point of, something elsewhere. Other reparse
-/// points, such as folders kept in a cloud, are what they seem.
-bool isLink(const std::wstring& path, DWORD attributes) {
-    if ((attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0)
-        return false;
-    WIN32_FIND_DATAW found{};
-    HANDLE search = FindFirstFileW(path.c_str(), &found);
-    if (search == INVALID_HANDLE_VALUE)
-        return true;
-    FindClose(search);
-    return IsReparseTagNameSurrogate(found.dwReserved0) != 0;
 }
 
 std::wstring withoutTrailingSeparators(std::wstring path) {
@@ -62,36 +39,15 @@ std::wstring withoutTrailingSeparators(std::wstring path) {
 
 } // namespace
 
-File::File() : handle_(noHandle()) {}
-
-File::File(File&& other) noexcept
-    : handle_(std::exchange(other.handle_, noHandle())), error_(other.error_),
-      errorText_(std::move(other.errorText_)) {}
-
-File& File::operator=(File&& other) noexcept {
-    if (this != &other) {
-        close();
-        handle_ = std::exchange(other.handle_, noHandle());
-        error_ = other.error_;
-        errorText_ = std::move(other.errorText_);
-    }
-    return *this;
-}
-
-File::~File() {
-    close();
-}
-
 bool File::open(const std::wstring& path, std::uint32_t disposition, std::uint32_t access) {
     close();
-    error_ = Error::None;
-    errorText_.clear();
+    failure_ = {};
     const std::optional<std::wstring> name = systemPath(path);
     if (!name)
         return failed();
-    handle_ =
+    handle_ = SystemHandle(
         reinterpret_cast<std::intptr_t>(CreateFileW(name->c_str(), access, FILE_SHARE_READ, nullptr,
-                                                    disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
+                                                    disposition, FILE_ATTRIBUTE_NORMAL, nullptr)));
     if (isOpen())
         return true;
     // Opening a folder is refused as if rights were missing.
@@ -100,17 +56,41 @@ bool File::open(const std::wstring& path, std::uint32_t disposition, std::uint32
     return failed();
 }
 
-bool File::isOpen() const {
-    return handle_ != noHandle();
+bool File::open(const Folder& folder, const std::wstring& name, std::uint32_t disposition,
+                std::uint32_t access, Links links) {
+    close();
+    failure_ = {};
+    RelativeOpen wanted;
+    wanted.access = access;
+    wanted.share = FILE_SHARE_READ;
+    wanted.followsLinks = links == Links::Follow;
+    wanted.kind = RelativeOpen::Kind::File;
+    switch (static_cast<Disposition>(disposition)) {
+    case Disposition::CreateNew:
+        wanted.disposition = RelativeOpen::kCreate;
+        break;
+    case Disposition::CreateAlways:
+        wanted.disposition = RelativeOpen::kOverwriteOrCreate;
+        break;
+    case Disposition::OpenExisting:
+        wanted.disposition = RelativeOpen::kOpen;
+        break;
+    case Disposition::OpenAlways:
+        wanted.disposition = RelativeOpen::kOpenOrCreate;
+        break;
+    case Disposition::TruncateExisting:
+        wanted.disposition = RelativeOpen::kOverwrite;
+        break;
+    default:
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return failed();
+    }
+    handle_ = openIn(handleOf(folder.handle()), name, wanted);
+    return isOpen() || failed();
 }
 
 bool File::close() {
-    if (!isOpen())
-        return true;
-    if (CloseHandle(handleOf(handle_)) == 0)
-        return failed();
-    handle_ = noHandle();
-    return true;
+    return handle_.close() || failed();
 }
 
 std::int64_t File::readAt(std::int64_t position, void* buffer, std::size_t count) {
@@ -178,43 +158,33 @@ bool File::setModificationTime(std::int64_t fileTime) {
     return SetFileTime(handleOf(handle_), nullptr, nullptr, &time) != 0 || failed();
 }
 
+bool File::sync() {
+    return FlushFileBuffers(handleOf(handle_)) != 0 || failed();
+}
+
 bool File::identity(FileIdentity& out) const {
     return identityOf(handleOf(handle_), out);
 }
 
+bool File::hasOneName() const {
+    BY_HANDLE_FILE_INFORMATION information{};
+    return GetFileInformationByHandle(handleOf(handle_), &information) != 0 &&
+           (information.dwFileAttributes &
+            (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)) == 0 &&
+           information.nNumberOfLinks == 1;
+}
+
 bool File::failed() {
-    const DWORD code = GetLastError();
-    error_ = errorFromCode(code);
-    errorText_ = errorWords(code);
+    failure_ = lastFailure();
     return false;
 }
 
-DirectoryResult makeDirectory(const std::wstring& path, std::wstring* errorText, Error* error) {
-    const std::optional<std::wstring> given = systemPath(path);
-    if (given) {
-        const std::wstring name = withoutTrailingSeparators(*given);
-        if (CreateDirectoryW(name.c_str(), nullptr) != 0)
-            return DirectoryResult::Created;
-        const DWORD code = GetLastError();
-        // A folder may be there although making one is refused, as the root of a drive is.
-        const DWORD attributes = GetFileAttributesW(name.c_str());
-        if (attributes != INVALID_FILE_ATTRIBUTES) {
-            if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 && !isLink(name, attributes))
-                return DirectoryResult::Existed;
-            report(ERROR_ALREADY_EXISTS, errorText, error);
-            return DirectoryResult::Occupied;
-        }
-        SetLastError(code);
-    }
-    report(GetLastError(), errorText, error);
-    return DirectoryResult::Failed;
-}
-
-bool makePath(const std::wstring& path, std::wstring* errorText, Error* error) {
+Failure makePath(const std::wstring& path) {
     const std::optional<std::wstring> given = systemPath(path);
     if (!given || given->empty()) {
-        report(given ? ERROR_PATH_NOT_FOUND : GetLastError(), errorText, error);
-        return false;
+        if (given)
+            SetLastError(ERROR_PATH_NOT_FOUND);
+        return lastFailure();
     }
     const std::wstring name = withoutTrailingSeparators(*given);
     // Upwards to what exists, then down again: the first components may be no folders at all
@@ -237,11 +207,11 @@ bool makePath(const std::wstring& path, std::wstring* errorText, Error* error) {
         const std::wstring prefix = name.substr(0, end);
         if (CreateDirectoryW(prefix.c_str(), nullptr) == 0 && !isFolder(prefix)) {
             const DWORD code = GetLastError();
-            report(code == ERROR_ALREADY_EXISTS ? ERROR_DIRECTORY : code, errorText, error);
-            return false;
+            SetLastError(code == ERROR_ALREADY_EXISTS ? ERROR_DIRECTORY : code);
+            return lastFailure();
         }
     }
-    return true;
+    return {};
 }
 
 bool removeFile(const std::wstring& path) {
@@ -253,12 +223,10 @@ bool removeFile(const std::wstring& path) {
     return errorFromCode(GetLastError()) == Error::NotFound;
 }
 
-std::optional<std::uint64_t> freeSpace(const std::wstring& directory) {
-    const std::optional<std::wstring> name = systemPath(directory);
-    ULARGE_INTEGER bytes{};
-    if (!name || GetDiskFreeSpaceExW(name->c_str(), &bytes, nullptr, nullptr) == 0)
-        return std::nullopt;
-    return bytes.QuadPart;
+bool leavesRoomForNames(const std::wstring& folder) {
+    constexpr std::size_t kLongestPath = 32'767; // with what makes a path long
+    constexpr std::size_t kRoomForPrefix = 16;
+    return folder.size() + 1 + kLongestName + kRoomForPrefix < kLongestPath;
 }
 
 NameRules nameRules(const std::wstring& directory) {

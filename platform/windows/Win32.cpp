@@ -54,6 +54,8 @@ Error errorFromCode(DWORD code) {
     case ERROR_NOT_ENOUGH_QUOTA:
     case kErrorDiskQuotaExceeded:
         return Error::NoSpace;
+    case ERROR_FILENAME_EXCED_RANGE:
+        return Error::TooLong;
     case ERROR_NOT_READY:
     case ERROR_WRONG_DISK:
     case ERROR_DEV_NOT_EXIST:
@@ -93,6 +95,11 @@ std::wstring errorWords(DWORD code) {
                               words.back() == L' ' || words.back() == L'.'))
         words.pop_back();
     return words.empty() ? L"Error " + std::to_wstring(code) : words;
+}
+
+Failure lastFailure() {
+    const DWORD code = GetLastError();
+    return {errorFromCode(code), errorWords(code)};
 }
 
 std::optional<std::wstring> systemPath(const std::wstring& path) {

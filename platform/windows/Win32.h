@@ -67,6 +67,9 @@ private:
 /// The system's words for an error code.
 [[nodiscard]] std::wstring errorWords(DWORD code);
 
+/// What the last error says.
+[[nodiscard]] Failure lastFailure();
+
 /// The path as the system takes it: a path longer than MAX_PATH in its "\\?\" form. Nothing (last
 /// error ERROR_INVALID_NAME) when it holds a zero character, which the system would take for its
 /// end.

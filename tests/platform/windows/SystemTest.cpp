@@ -151,25 +151,26 @@ TEST(WindowsFile, PathsMayBeAsLongAsTheyLike) {
     std::wstring path = wide(dir.path());
     while (path.size() < 1000)
         path += L"\\" + std::wstring(100, L'x');
-    std::wstring words;
-    ASSERT_TRUE(makePath(path, &words)) << testing::PrintToString(words);
-    EXPECT_EQ(makeDirectory(path), DirectoryResult::Existed);
-    EXPECT_EQ(makeDirectory(path + L"\\d"), DirectoryResult::Created);
+    ASSERT_FALSE(makePath(path)) << testing::PrintToString(makePath(path).words);
+    Folder folder;
+    Folder inner;
+    ASSERT_TRUE(folder.open(path));
+    EXPECT_EQ(inner.enter(folder, L"d"), Folder::Entered::Created);
+    EXPECT_EQ(inner.enter(folder, L"D"), Folder::Entered::Existed);
     EXPECT_EQ(nameRules(path).longestName, 255U);
     EXPECT_TRUE(liesOnDrive(path, 'C'));
     File file;
     ASSERT_TRUE(file.open(path + L"\\f", static_cast<std::uint32_t>(Disposition::CreateNew),
                           kGenericWrite));
     EXPECT_TRUE(file.writeAt(0, "x", 1));
-    EXPECT_EQ(makeDirectory(path + L"\\f"), DirectoryResult::Occupied);
+    EXPECT_EQ(inner.enter(folder, L"f"), Folder::Entered::Occupied);
     file.close();
     EXPECT_TRUE(removeFile(path + L"\\f"));
     kova::test::runInShell("rm -r " + kova::test::forShell(dir / std::string(100, 'x')));
 
     // Also where there is nothing but the drive.
     const std::wstring fresh = L"C:\\" + dir.path().filename().wstring();
-    EXPECT_TRUE(makePath(fresh + L"\\" + std::wstring(250, L'x'), &words))
-        << testing::PrintToString(words);
+    EXPECT_FALSE(makePath(fresh + L"\\" + std::wstring(250, L'x')));
     kova::test::runInShell("rm -r " + kova::test::forShell(fresh));
 }
 
