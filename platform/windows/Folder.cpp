@@ -27,6 +27,20 @@ bool isFolder(HANDLE handle) {
            (information.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
+/// Whether a volume was not flushed because that is nothing it does, or not for this process.
+bool cannotBeAsked(DWORD code) {
+    switch (code) {
+    case ERROR_INVALID_FUNCTION:
+    case ERROR_ACCESS_DENIED:
+    case ERROR_INVALID_HANDLE:
+    case ERROR_INVALID_PARAMETER:
+    case ERROR_NOT_SUPPORTED:
+        return true;
+    default:
+        return false;
+    }
+}
+
 } // namespace
 
 bool Folder::open(const std::wstring& path) {
@@ -117,7 +131,13 @@ bool Folder::sync() {
     const Handle opened(CreateFileW(volume.c_str(), GENERIC_WRITE,
                                     FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0,
                                     nullptr));
-    return !opened || FlushFileBuffers(opened.get()) != 0 || failed();
+    if (!opened || FlushFileBuffers(opened.get()) != 0)
+        return true;
+    const DWORD code = GetLastError();
+    if (cannotBeAsked(code))
+        return true;
+    SetLastError(code);
+    return failed();
 }
 
 bool Folder::failed() {
