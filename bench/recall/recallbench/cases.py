@@ -76,6 +76,11 @@ def holes(count, cluster, largest):
     return [rng.randint(1, largest) * cluster for _ in range(count)]
 
 
+def keepers(files):
+    """A live file in each folder, which keeps the folder."""
+    return [File(f"{folder}/kept.txt", f"keeps {folder}".encode()) for folder in folders_of(files)]
+
+
 # Deleted, and nothing written since -------------------------------------------------------------
 
 def ntfs_deleted(work, cluster, size=SIZE, tiny=20):
@@ -110,6 +115,17 @@ def _(work):
               compressed={file.path.partition("/")[0] for file in wanted})
     ntfs.delete(work.image, wanted, live)
     return Volume(work.image, wanted, live)
+
+
+@case("ntfs-extension", "NTFS, folders' names in extension records")
+def _(work):
+    wanted = [replace(file, path=f"Box {number % 60}/{file.name}")
+              for number, file in enumerate(work.corpus.files(DELETED))]
+    kept = keepers(wanted)
+    ntfs.format_volume(work.image, SIZE, 4 * KIB)
+    ntfs.fill(work.image, wanted + kept, late_names=True)
+    ntfs.delete(work.image, wanted, kept)
+    return Volume(work.image, wanted, kept)
 
 
 @case("ntfs-sparse", "NTFS, sparse files")
@@ -293,13 +309,10 @@ def _(work):
 
 
 def two_rounds(work):
-    """(first, second, kept): the second round's files lie where the first round's were, and a file
-    in each folder keeps the folders."""
+    """(first, second, kept): the second round's files lie where the first round's were."""
     first = below("First", work.corpus.files(100))
     second = below("Second", work.corpus.files(60, 150))
-    kept = [File(f"{folder}/kept.txt", f"keeps {folder}".encode())
-            for folder in folders_of(first + second)]
-    return first, second, kept
+    return first, second, keepers(first + second)
 
 
 @case("fat32-twice", "FAT32 card, emptied, filled again, emptied again", "aged")

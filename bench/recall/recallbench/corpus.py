@@ -1,7 +1,7 @@
 """The files that the volumes hold: of many kinds, all different, the same each time.
 
-Most are made (see made.py); some are taken from what Debian's packages have installed, as made files
-all come from the same few encoders. They are made once and kept in a folder.
+Most are made (see made.py); some are taken from what Debian's packages have installed, as made
+files all come from the same few encoders. They are made once and kept in a folder.
 """
 
 import hashlib
@@ -38,7 +38,8 @@ FOLDERS = {
                   "DCIM/100ORCHD", "Pictures/Größer und älter"),
                  ("jpg", "png", "gif", "bmp", "tif", "webp", "psd", "svg",
                   "avif", "heic", "nef", "cr2")),
-    "documents": (("Documents", "Documents/Letters", "Documents/Taxes/2022", "Documents/Taxes/2023"),
+    "documents": (("Documents", "Documents/Letters", "Documents/Taxes/2022",
+                   "Documents/Taxes/2023"),
                   ("docx", "xlsx", "pptx", "odt", "ods", "epub", "pdf", "rtf", "txt", "html", "csv",
                    "eml", "vcf", "ics", "doc", "xls", "mbox")),
     "sounds": (("Music", "Music/Album (live)", "Music/Memos"),

@@ -97,16 +97,16 @@ def eml(number):
 def vcf(number):
     rng = random.Random(f"vcf {number}")
     return "".join(
-        f"BEGIN:VCARD\r\nVERSION:3.0\r\nN:{rng.choice(WORDS).title()};{rng.choice(WORDS).title()};;;"
-        f"\r\nFN:Contact {number}-{i}\r\nTEL;TYPE=CELL:+49{rng.randrange(10 ** 10):010}\r\n"
+        "BEGIN:VCARD\r\nVERSION:3.0\r\n"
+        f"N:{rng.choice(WORDS).title()};{rng.choice(WORDS).title()};;;\r\nFN:Contact {number}-{i}\r\nTEL;TYPE=CELL:+49{rng.randrange(10 ** 10):010}\r\n"
         "END:VCARD\r\n" for i in range(rng.randint(15, 120))).encode()
 
 
 def ics(number):
     rng = random.Random(f"ics {number}")
     events = "".join(
-        f"BEGIN:VEVENT\r\nUID:{number}-{i}@example.org\r\nDTSTART:202305{rng.randint(10, 28)}T100000Z"
-        f"\r\nSUMMARY:{sentence(rng)}\r\nEND:VEVENT\r\n" for i in range(rng.randint(15, 90)))
+        f"BEGIN:VEVENT\r\nUID:{number}-{i}@example.org\r\n"
+        f"DTSTART:202305{rng.randint(10, 28)}T100000Z\r\nSUMMARY:{sentence(rng)}\r\nEND:VEVENT\r\n" for i in range(rng.randint(15, 90)))
     return ("BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//Recall//EN\r\n" + events
             + "END:VCALENDAR\r\n").encode()
 
@@ -130,6 +130,7 @@ def _paragraphs(number, before, after):
 def _office(number, main, kind, content, media):
     declared = (f'<Override PartName="/{main}" ContentType="application/vnd.openxmlformats-'
                 f'officedocument.{kind}.main+xml"/>')
+    picture = f"{main.split('/')[0]}/media/image1.jpeg"
     return _zip({
         "[Content_Types].xml":
             '<?xml version="1.0"?><Types xmlns="http://schemas.openxmlformats.org/package/2006/'
@@ -141,8 +142,8 @@ def _office(number, main, kind, content, media):
             "</Relationships>",
         main: content,
         "docProps/core.xml": f"<coreProperties><title>Document {number}</title></coreProperties>",
-        f"{main.split('/')[0]}/media/image1.jpeg": jpg(10_000 + number, small=True) if media else b"",
-    }, stored={f"{main.split('/')[0]}/media/image1.jpeg"})
+        **({picture: jpg(10_000 + number, small=True)} if media else {}),
+    }, stored={picture})
 
 
 def docx(number):
@@ -246,8 +247,9 @@ def _compound(streams):
         right = index + 1 if index < len(streams) else none
         entries.append(entry(name, 2, none, right, place(content), len(content)))
     directory = place(b"".join([entry("Root Entry", 5, 1, none, end, 0), *entries]))
-    header = struct.pack("<8s16sHHHHH6sIIIIIIIIII", b"\xd0\xcf\x11\xe0\xa1\xb1\x1a\xe1", bytes(16),
-                         0x3E, 3, 0xFFFE, 9, 6, bytes(6), 0, 1, directory, 0, 4096, end, 0, end, 0, 0)
+    header = struct.pack("<8s16sHHHHH6sIIIIIIIIII", b"\xd0\xcf\x11\xe0\xa1\xb1\x1a\xe1",
+                         bytes(16), 0x3E, 3, 0xFFFE, 9, 6, bytes(6), 0, 1, directory, 0, 4096, end,
+                         0, end, 0, 0)
     header += b"\xff\xff\xff\xff" * 108
     fat = struct.pack(f"<{len(table)}I", *table)
     if len(fat) > sector:

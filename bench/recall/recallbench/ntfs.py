@@ -31,18 +31,25 @@ def give_dos_names(root, paths):
 
 def compress_folder(folder):
     """What is created in the folder from now on is compressed by the file system."""
-    folder.mkdir(parents=True, exist_ok=True)
     os.setxattr(folder, "system.ntfs_attrib_be", struct.pack(">I", COMPRESSED_FOLDER))
 
 
-def fill(image, files, day=0, compressed=(), sparse=False):
-    """Writes the files; the folders named in `compressed` hold compressed ones."""
+def fill(image, files, day=0, compressed=(), sparse=False, late_names=False):
+    """Writes the files; the folders named in `compressed` hold compressed ones. With `late_names`,
+    folders get their second name when they are full: ntfs-3g then often has to move the first one
+    to an extension record."""
     with mount(image) as root:
         new = [folder for folder in folders_of(files) if not (root / folder).exists()]
-        for folder in compressed:
-            compress_folder(root / folder)
+        for folder in new:
+            (root / folder).mkdir()
+            if folder in compressed:
+                compress_folder(root / folder)
+        if not late_names:
+            give_dos_names(root, new)
         write_tree(root, files, day, sparse)
-        give_dos_names(root, [*new, *(file.path for file in files)])
+        if late_names:
+            give_dos_names(root, new)
+        give_dos_names(root, [file.path for file in files])
 
 
 def delete(image, deleted, kept):

@@ -8,7 +8,7 @@ from .volume import md5
 
 @dataclass
 class Score:
-    """Numbers of files. `junk` came out, is called recovered, and is no file that ever was there."""
+    """Numbers of files. `junk` came out, is called recovered, and never was on the volume."""
     wanted: int
     contents: int = 0
     names: int = 0

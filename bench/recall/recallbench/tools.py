@@ -91,7 +91,7 @@ OTHERS = [
              f"enable,{'wholespace' if group == 'formatted' else 'freespace'},search"],
          unwanted=("report.xml", "photorec.ses", "photorec.log")),
     Tool("ntfsundelete", "ntfsundelete",
-         lambda image, folder, _: ["ntfsundelete", "--force", "--undelete", "--match", "*", "--truncate",
-                                   "--destination", folder, image],
+         lambda image, folder, _: ["ntfsundelete", "--force", "--undelete", "--match", "*",
+                                   "--truncate", "--destination", folder, image],
          reads="ntfs"),
 ]

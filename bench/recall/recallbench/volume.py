@@ -30,7 +30,8 @@ def run(*command, at=FIRST_DAY):
                           stdout=subprocess.PIPE, stderr=subprocess.PIPE)
     if done.returncode:
         text = (done.stderr or done.stdout).decode(errors="replace").strip()
-        raise CannotMake(f"{command[0]} failed: {text.splitlines()[-1] if text else done.returncode}")
+        reason = text.splitlines()[-1] if text else f"exit status {done.returncode}"
+        raise CannotMake(f"{command[0]} failed: {reason}")
     return done.stdout
 
 
