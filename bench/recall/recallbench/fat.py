@@ -94,15 +94,18 @@ def _calls(items):
 def fill(image, files, staging, day=0, new_folders=True):
     """Copies the files folder by folder, a minute after each other; `staging` is a folder for
     copies of them."""
-    begun = FIRST_DAY + day * DAY
-    if new_folders:
-        for some in _calls(folders_of(files)):
-            run("mmd", "-i", image, *(f"::/{folder}" for folder in some), at=begun)
     by_folder = {}
     for number, file in enumerate(files):
-        by_folder.setdefault(file.folder, []).append((file, begun + number * 60))
+        written = FIRST_DAY + day * DAY + number * 60
+        by_folder.setdefault(file.folder, []).append((file, written))
     staging.mkdir(exist_ok=True)
+    made = set()
     for folder, inside in by_folder.items():
+        missing = [] if not new_folders else [above for above in folders_of([inside[0][0]])
+                                              if above not in made]
+        if missing:
+            run("mmd", "-i", image, *(f"::/{above}" for above in missing), at=inside[0][1])
+        made.update(missing)
         for some in _calls(inside):
             copies = [staging / file.name for file, _ in some]
             for copy, (file, written) in zip(copies, some):
