@@ -77,8 +77,9 @@ TEST_P(ExFatTools, GivesDeletedFilesBackByteForByte) {
     }
     const std::filesystem::path source = dir_ / "source";
     for (const auto& [path, content] : files) {
-        std::filesystem::create_directories((source / path).parent_path());
-        std::ofstream(source / path, std::ios::binary) << content;
+        const std::filesystem::path file = source / std::u8string(path.begin(), path.end());
+        std::filesystem::create_directories(file.parent_path());
+        std::ofstream(file, std::ios::binary) << content;
     }
     ASSERT_TRUE(inMount("cp -r " + forShell(source) +
                         "/. .; mkdir nothing; "
