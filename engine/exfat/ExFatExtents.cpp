@@ -39,7 +39,7 @@ ExFatExtents::ExFatExtents(const ExFatPlace& place, const ExFatGeometry& geometr
     // A chain that breaks off went on somewhere else.
     isGuess_ = isGuess_ || (clusters_ > 1 && clusters_ < wanted);
     const uint64 behind = uint64{geometry.lastCluster} + 1;
-    for (uint64 next = uint64{last} + 1; clusters_ < wanted && next < behind; ++next) {
+    for (uint64 next = static_cast<uint64>(last) + 1; clusters_ < wanted && next < behind; ++next) {
         const uint64 unclaimed = claimed.pastRange(next);
         isGuess_ = isGuess_ || unclaimed != next || bitmap.isUsed(static_cast<uint32>(next));
         if (unclaimed != next)

@@ -87,7 +87,8 @@ ExFatBuilder::ExFatBuilder(const ExFatShape& shape) : shape_(shape) {
     setFat(root, kChainEnd);
 
     uint8* const boot = bytes_.data();
-    std::memcpy(boot + 3, "EXFAT   ", 8);
+    constexpr std::string_view kSystemId = "EXFAT   ";
+    std::copy(kSystemId.begin(), kSystemId.end(), boot + 3);
     storeLe<uint64>(boot + 72, bytes_.size() / sector);
     storeLe<uint32>(boot + 80, kFatSector);
     storeLe<uint32>(boot + 84, fatSectors);
