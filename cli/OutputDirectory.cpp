@@ -38,13 +38,14 @@ bool liesBelow(const QString& file, const QString& directory) {
 
 } // namespace
 
-OutputDirectory::OutputDirectory(const QString& path, const Source& source, bool replaces)
+OutputDirectory::OutputDirectory(const QString& path, const Source& source, bool replaces,
+                                 bool isForced)
     : path_(QDir::fromNativeSeparators(path)) {
     if (path_.isEmpty())
         throw CommandError{ExitCode::WrongUsage, QStringLiteral("--to: the name is empty")};
     while (path_.size() > 1 && path_.endsWith(u'/'))
         path_.chop(1);
-    refuseHarm(source, replaces);
+    refuseHarm(source, replaces, isForced);
     create();
     if (const platform::Failure refusal = tryWriting(toWide(path_)))
         throw refused(QStringLiteral("the output directory \"%1\" cannot be written: %2")
@@ -56,7 +57,7 @@ OutputDirectory::CreatedFolders::~CreatedFolders() {
         paths.removeLast();
 }
 
-void OutputDirectory::refuseHarm(const Source& source, bool replaces) const {
+void OutputDirectory::refuseHarm(const Source& source, bool replaces, bool isForced) const {
     const char letter = source.drive().letter;
     if (platform::isImageFile(toWide(path_), letter))
         throw refused(
@@ -66,6 +67,13 @@ void OutputDirectory::refuseHarm(const Source& source, bool replaces) const {
                                      "where each file written can destroy files still to be "
                                      "recovered; choose one on another drive")
                           .arg(path_));
+    const std::wstring unknown = isForced ? std::wstring() : platform::unknownPlace(toWide(path_));
+    if (!unknown.empty())
+        throw refused(QStringLiteral("what is written to \"%1\" is passed on by %2 to a place that "
+                                     "is not known, which may be the drive that is read; choose "
+                                     "another directory, or give --force-output if you know that "
+                                     "it is not")
+                          .arg(path_, toQString(unknown)));
     if (replaces && source.drive().isImage && liesBelow(source.imagePath(), path_))
         throw refused(QStringLiteral("the image lies below the output directory \"%1\", where "
                                      "--overwrite could replace it; choose another directory, or "

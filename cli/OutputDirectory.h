@@ -10,8 +10,9 @@ class OutputDirectory {
 public:
     /// Sees to it, before anything else is done, that `path` is a directory that can be written
     /// and that writing there cannot harm what is to be recovered. Creates it if need be. Throws
-    /// `CommandError`. `replaces`: existing files will be overwritten.
-    OutputDirectory(const QString& path, const Source& source, bool replaces);
+    /// `CommandError`. `replaces`: existing files will be overwritten. `isForced`: it need not be
+    /// known where what is written goes.
+    OutputDirectory(const QString& path, const Source& source, bool replaces, bool isForced);
     OutputDirectory(const OutputDirectory&) = delete;
     OutputDirectory& operator=(const OutputDirectory&) = delete;
     ~OutputDirectory() = default;
@@ -30,7 +31,7 @@ private:
         QStringList paths;
     };
 
-    void refuseHarm(const Source& source, bool replaces) const;
+    void refuseHarm(const Source& source, bool replaces, bool isForced) const;
     void create();
 
     QString path_;

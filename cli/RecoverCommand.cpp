@@ -6,6 +6,7 @@
 #include "cli/Recovery.h"
 #include "cli/Source.h"
 #include "cli/recoveryTree.h"
+#include "workers/promisedBytes.h"
 
 namespace {
 
@@ -15,6 +16,7 @@ const QString kTo = QStringLiteral("to");
 const QString kId = QStringLiteral("id");
 const QString kPath = QStringLiteral("path");
 const QString kOverwrite = QStringLiteral("overwrite");
+const QString kForceOutput = QStringLiteral("force-output");
 const QString kKeepTimes = QStringLiteral("keep-times");
 
 Picks picksIn(const QCommandLineParser& parser) {
@@ -78,6 +80,9 @@ void RecoverCommand::addOptions(QCommandLineParser& parser) const {
          QStringLiteral("Recover what is found at this path, as --list shows it. May be repeated."),
          QStringLiteral("PATH")},
         {kOverwrite, QStringLiteral("Replace files that exist in DIR.")},
+        {kForceOutput,
+         QStringLiteral("Write to DIR even where it is not known which drive that is. "
+                        "Make sure that it is not the one read.")},
         {kKeepTimes, QStringLiteral("Give the files their former times of modification.")},
     });
     Source::addOptions(parser);
@@ -92,7 +97,8 @@ ExitCode RecoverCommand::run(const QCommandLineParser& parser) const {
     const bool overwrite = parser.isSet(kOverwrite);
 
     Source source(parser);
-    const OutputDirectory directory(parser.value(kTo), source, overwrite);
+    const OutputDirectory directory(parser.value(kTo), source, overwrite,
+                                    parser.isSet(kForceOutput));
     kova::ZFileTree wanted;
     {
         filters.install(source.tree());
@@ -100,6 +106,9 @@ ExitCode RecoverCommand::run(const QCommandLineParser& parser) const {
         const kova::ZTreeListing listing(source.tree());
         buildRecoveryTree(listing, Selection(listing, filters), picks, wanted);
     }
+    const QString warning = warningOfPromise(promisedBytes(wanted), source.drive().sizeBytes);
+    if (!warning.isEmpty())
+        printError(warning);
     Recovery recovery(source, wanted, directory,
                       overwrite ? ExistingFile::Replace : ExistingFile::KeepBoth,
                       parser.isSet(kKeepTimes));

@@ -243,13 +243,15 @@ QString ResultFrame::drivePrefix() const {
     return toQString(found_.media()->path()).right(kDrivePrefixLength);
 }
 
-/// By its spelling, and by the device it really lies on: a drive may be mounted anywhere.
+/// By its spelling, and by the device it really lies on: a drive may be mounted anywhere. Where
+/// nothing tells the device, it may be that one.
 bool ResultFrame::liesOnScannedDrive(const QString& directory) const {
     const QString prefix = drivePrefix();
     if (prefix.size() < kDrivePrefixLength)
         return false;
     return directory.startsWith(prefix) ||
-           platform::liesOnDrive(toWide(directory), prefix.front().toLatin1());
+           platform::liesOnDrive(toWide(directory), prefix.front().toLatin1()) ||
+           !platform::unknownPlace(toWide(directory)).empty();
 }
 
 void ResultFrame::notify(const QString& text) {

@@ -61,6 +61,11 @@ struct AttachResult {
 /// tell where they lie.
 [[nodiscard]] bool liesOnDrive(const std::wstring& directory, char letter);
 
+/// What passes on what is written below `directory` to a place that nothing tells, in words: a view
+/// of other folders whose source is not there, say, which may well lie on the drive being read.
+/// Empty when it is known where it goes.
+[[nodiscard]] std::wstring unknownPlace(const std::wstring& directory);
+
 /// True when `path` is the very file that the image behind `letter` is read from.
 [[nodiscard]] bool isImageFile(const std::wstring& path, char letter);
 

@@ -197,6 +197,13 @@ bool liesOnDrive(const std::wstring& directory, char letter) {
            targets.images.end();
 }
 
+std::wstring unknownPlace(const std::wstring& directory) {
+    const std::optional<std::string> path = systemPath(directory);
+    if (!path)
+        return {};
+    return format::wideFromUtf8(writeTargets(nearestExisting(*path), blockDevices()).unresolved);
+}
+
 std::optional<FileIdentity> deviceIdentity(dev_t number) {
     const std::optional<BlockDevice> device = blockDevices().find(number);
     if (!device || device->sizeBytes == 0)

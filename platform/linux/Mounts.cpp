@@ -3,12 +3,15 @@
 #include "platform/linux/Descriptor.h"
 
 #include <algorithm>
-#include <charconv>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <sstream>
+#include <utility>
 
 #include <fcntl.h>
+#include <libmount.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 
@@ -19,31 +22,15 @@ namespace {
 constexpr int kDeepestStack = 16; // file systems in files in file systems
 constexpr int kMostLinksFollowed = 16;
 
-/// mountinfo writes blanks, tabs, line ends and backslashes as a backslash and three octal digits.
-std::string unescaped(std::string_view text) {
-    constexpr std::size_t kEscapeLength = 4;
-    std::string plain;
-    for (std::size_t at = 0; at < text.size();) {
-        unsigned value = 0;
-        if (text[at] == '\\' && text.size() - at >= kEscapeLength) {
-            const char* const digits = text.data() + at + 1;
-            const auto [end, error] = std::from_chars(digits, digits + kEscapeLength - 1, value, 8);
-            if (error == std::errc() && end == digits + kEscapeLength - 1) {
-                plain.push_back(static_cast<char>(value));
-                at += kEscapeLength;
-                continue;
-            }
-        }
-        plain.push_back(text[at++]);
-    }
-    return plain;
-}
-
 std::string fileText(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     std::ostringstream text;
     text << file.rdbuf();
     return text.str();
+}
+
+std::string textOf(const char* text) {
+    return text != nullptr ? text : std::string();
 }
 
 /// The kernel's number for the mount that an open file lies on.
@@ -57,17 +44,46 @@ std::optional<int> mountId(int fd) {
     return std::nullopt;
 }
 
-/// The folder that an overlay keeps its changes in; empty for other file systems.
-std::string overlayUpperFolder(const Mount& mount) {
-    constexpr std::string_view kOption = "upperdir=";
-    if (mount.type != "overlay")
+/// The value of an option of the file system; empty without one.
+std::string optionOf(const Mount& mount, const char* name) {
+    char* value = nullptr;
+    std::size_t length = 0;
+    if (::mnt_optstr_get_option(mount.options.c_str(), name, &value, &length) != 0 ||
+        value == nullptr)
         return {};
-    std::istringstream options(mount.options);
-    for (std::string option; std::getline(options, option, ',');) {
-        if (option.starts_with(kOption))
-            return unescaped(option.substr(kOption.size()));
+    std::string text(value, length);
+    if (text.size() >= 2 && text.front() == '"' && text.back() == '"')
+        text = text.substr(1, text.size() - 2);
+    return text;
+}
+
+/// Whether what is written to a mount is passed on to other files, instead of to a device, a
+/// machine or memory.
+bool isPassedOn(const Mount& mount) {
+    return mount.type == "overlay" || mount.type.starts_with("fuse");
+}
+
+/// The paths in a list separated by colons, in which a backslash takes away the meaning of what
+/// follows. "=RW" and such behind a path are left out.
+MountSources pathsIn(const std::string& list) {
+    MountSources sources;
+    std::string path;
+    const auto take = [&] {
+        path = path.substr(0, path.find('='));
+        if (path.starts_with('/'))
+            sources.paths.push_back(path);
+        else
+            sources.isComplete = false;
+        path.clear();
+    };
+    for (std::size_t at = 0; at < list.size(); ++at) {
+        if (list[at] == ':')
+            take();
+        else if (list[at] != '\\' || ++at < list.size())
+            path += list[at];
     }
-    return {};
+    take();
+    return sources;
 }
 
 /// A device and, if it is a mapped one, the devices that it is made of.
@@ -108,20 +124,13 @@ public:
         const std::optional<Mount> mount = mountOf(path);
         if (!mount)
             return device;
-
-        struct stat source {};
-
-        if (mount->source.starts_with('/') && ::stat(mount->source.c_str(), &source) == 0) {
-            if (S_ISBLK(source.st_mode)) {
-                device = device != 0 ? device : source.st_rdev;
-                addDevice(source.st_rdev, depth);
-            } else if (S_ISREG(source.st_mode)) {
-                addImage(mount->source, {source.st_dev, source.st_ino}, depth);
-            }
-        }
-        const std::string upper = overlayUpperFolder(*mount);
-        if (!upper.empty())
-            addPath(upper, depth + 1);
+        const MountSources sources = sourcesOf(*mount);
+        const bool passesOn = device == 0 && isPassedOn(*mount);
+        bool isKnown = sources.isComplete;
+        for (const std::string& source : sources.paths)
+            isKnown = addSource(source, device, depth) && isKnown;
+        if (passesOn && !isKnown)
+            setUnresolved("\"" + mount->folder + "\" (" + mount->type + ")");
         return device;
     }
 
@@ -135,15 +144,41 @@ public:
 
         struct stat status {};
 
-        if (!image.empty() && ::stat(image.c_str(), &status) == 0) {
-            if (S_ISBLK(status.st_mode))
-                addDevice(status.st_rdev, depth + 1);
-            else
-                addImage(image, {status.st_dev, status.st_ino}, depth);
-        }
+        if (image.empty())
+            return;
+        if (::stat(image.c_str(), &status) != 0)
+            setUnresolved("a loop device on \"" + image + "\"");
+        else if (S_ISBLK(status.st_mode))
+            addDevice(status.st_rdev, depth + 1);
+        else
+            addImage(image, {status.st_dev, status.st_ino}, depth);
     }
 
 private:
+    /// Adds what a mount writes to. `device` becomes the block device if that is one, and it is 0.
+    /// False when nothing is there.
+    bool addSource(const std::string& path, dev_t& device, int depth) {
+        struct stat status {};
+
+        if (::stat(path.c_str(), &status) != 0)
+            return false;
+        if (S_ISBLK(status.st_mode)) {
+            device = device != 0 ? device : status.st_rdev;
+            addDevice(status.st_rdev, depth);
+        } else if (S_ISREG(status.st_mode)) {
+            addImage(path, {status.st_dev, status.st_ino}, depth);
+        } else if (S_ISDIR(status.st_mode)) {
+            const dev_t below = addPath(path, depth + 1);
+            device = device != 0 ? device : below;
+        }
+        return true;
+    }
+
+    void setUnresolved(std::string what) {
+        if (targets_.unresolved.empty())
+            targets_.unresolved = std::move(what);
+    }
+
     void addImage(const std::string& path, const FileIdentity& identity, int depth) {
         targets_.images.push_back(identity);
         addPath(path, depth + 1);
@@ -155,27 +190,44 @@ private:
 
 } // namespace
 
-std::vector<Mount> parseMounts(std::string_view mountInfo) {
-    // id parent major:minor root mount-point options [optional fields] - type source options
-    constexpr int kFieldsBeforeOptional = 5;
+std::vector<Mount> parseMounts(const std::string& mountInfo) {
+    std::string text =
+        mountInfo; // libmount takes a stream, and a stream memory that may be written
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(
+        text.empty() ? nullptr : ::fmemopen(text.data(), text.size(), "r"), &std::fclose);
+    const std::unique_ptr<libmnt_table, void (*)(libmnt_table*)> table(::mnt_new_table(),
+                                                                       &::mnt_unref_table);
+    const std::unique_ptr<libmnt_iter, void (*)(libmnt_iter*)> step(
+        ::mnt_new_iter(MNT_ITER_FORWARD), &::mnt_free_iter);
     std::vector<Mount> mounts;
-    std::istringstream lines{std::string(mountInfo)};
-    for (std::string line; std::getline(lines, line);) {
-        std::istringstream fields(line);
-        Mount mount;
-        std::string field;
-        fields >> mount.id;
-        for (int i = 0; i < kFieldsBeforeOptional; ++i)
-            fields >> field;
-        while (fields >> field && field != "-") {
-        }
-        if (fields >> mount.type >> field) {
-            mount.source = unescaped(field);
-            fields >> mount.options;
-            mounts.push_back(std::move(mount));
-        }
-    }
+    if (!stream || !table || !step)
+        return mounts;
+    const auto goOn = [](libmnt_table*, const char*, int) { return 1; }; // after a bad line
+    ::mnt_table_set_parser_errcb(table.get(), goOn);
+    if (::mnt_table_parse_stream(table.get(), stream.get(), "mountinfo") != 0)
+        return mounts;
+    for (libmnt_fs* fs = nullptr; ::mnt_table_next_fs(table.get(), step.get(), &fs) == 0;)
+        mounts.push_back({::mnt_fs_get_id(fs), textOf(::mnt_fs_get_fstype(fs)),
+                          textOf(::mnt_fs_get_source(fs)), textOf(::mnt_fs_get_target(fs)),
+                          textOf(::mnt_fs_get_fs_options(fs))});
     return mounts;
+}
+
+MountSources sourcesOf(const Mount& mount) {
+    if (mount.type == "overlay") {
+        const std::string upper = optionOf(mount, "upperdir");
+        if (upper.empty()) // It has none and is not written to.
+            return {};
+        return upper.starts_with('/') ? MountSources{{upper}, true} : MountSources{{}, false};
+    }
+    const bool isFuse = mount.type == "fuse" || mount.type.starts_with("fuse.");
+
+    struct stat status {};
+
+    // A path with a colon in it is taken for one where there is such a path.
+    if (mount.source.starts_with('/') && (!isFuse || ::stat(mount.source.c_str(), &status) == 0))
+        return {{mount.source}, true};
+    return isFuse ? pathsIn(mount.source) : MountSources{};
 }
 
 std::optional<Mount> mountOf(const std::string& path) {

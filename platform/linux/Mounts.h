@@ -5,23 +5,32 @@
 
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include <sys/types.h>
 
 namespace platform {
 
-/// One line of /proc/self/mountinfo.
+/// One mounted file system.
 struct Mount {
     int id = 0;
     std::string type;    ///< "ext4", "fuseblk", "fuse.sshfs" ...
     std::string source;  ///< A device, an image file, or any text at all.
+    std::string folder;  ///< Where it is mounted.
     std::string options; ///< Of the file system, separated by commas.
 };
 
-/// Reads mountinfo's text; lines that make no sense are left out.
-[[nodiscard]] std::vector<Mount> parseMounts(std::string_view mountInfo);
+/// Reads the text of /proc/self/mountinfo; lines that make no sense are left out.
+[[nodiscard]] std::vector<Mount> parseMounts(const std::string& mountInfo);
+
+/// What writes to a mounted file system are passed on to, other than a device.
+struct MountSources {
+    std::vector<std::string> paths; ///< Folders, or a file or device node, by absolute paths.
+    bool isComplete = true;         ///< False: it goes elsewhere, too, or nothing tells where.
+};
+
+/// Reads it out of a mount's line in the table.
+[[nodiscard]] MountSources sourcesOf(const Mount& mount);
 
 /// The mount that an existing path lies on.
 [[nodiscard]] std::optional<Mount> mountOf(const std::string& path);
@@ -37,6 +46,9 @@ struct WriteTargets {
     std::vector<dev_t> devices;
     /// Image files that are mounted, directly or through loop devices.
     std::vector<FileIdentity> images;
+    /// Where what is written is passed on to a place that nothing tells, what passes it on, in
+    /// words; empty when all is known.
+    std::string unresolved;
 };
 
 [[nodiscard]] WriteTargets writeTargets(const std::string& existingPath,

@@ -158,6 +158,10 @@ bool liesOnDrive(const std::wstring& directory, char letter) {
     return isSameVolume(volumeOf(parent), volumeOf(rootPath(capital))) != SameVolume::No;
 }
 
+std::wstring unknownPlace(const std::wstring& /*directory*/) {
+    return {}; // what is in doubt counts as the drive itself
+}
+
 format::LetterTable& letters() {
     static format::LetterTable table(kImageLetterOrder);
     return table;

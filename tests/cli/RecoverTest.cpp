@@ -230,6 +230,23 @@ TEST_F(RecoverTest, SaysWhatIsNotWhole) {
     EXPECT_EQ(contentOf(out / "cut.bin").substr(0, 8192), data.substr(0, 8192));
 }
 
+TEST_F(RecoverTest, WarnsOfFilesThatComeToMoreThanTheDriveHolds) {
+    FatBuilder builder;
+    for (int i = 0; i < 4; ++i)
+        builder.addFile(
+            0, {.name = "F" + std::to_string(i) + ".BIN", .longName = u"", .deleted = true},
+            noise(5000, static_cast<unsigned>(i)));
+    auto bytes = builder.bytes();
+    for (std::size_t at = 0; at + 32 < bytes.size() && at < 200'000; at += 32) {
+        if (std::string(bytes.begin() + static_cast<std::ptrdiff_t>(at) + 1,
+                        bytes.begin() + static_cast<std::ptrdiff_t>(at) + 11)
+                .ends_with("BIN"))
+            bytes[at + 30] = 0x10; // 1 MiB more
+    }
+    write(image, bytes);
+    EXPECT_THAT(recover().err, HasSubstr("the files found come to 4.0"));
+}
+
 /// A FAT volume of a real tool with a small deleted file, one of nearly 4 GiB and another small
 /// one.
 class LongRecoverTest : public RecoverTest {

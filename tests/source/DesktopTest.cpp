@@ -57,7 +57,7 @@ TEST_F(RelaunchTest, StartsTheProgramWithItsArgumentOnTheSameDisplay) {
     const std::string told = platform::test::contentOf(done);
     EXPECT_THAT(told, HasSubstr("argument=--restart-as-admin 1\n"));
     EXPECT_THAT(told, HasSubstr("DISPLAY=:7\n"));
-    EXPECT_THAT(told, HasSubstr("QT_QPA_PLATFORM=offscreen\n"));
+    EXPECT_THAT(told, testing::Not(HasSubstr("QT_QPA_PLATFORM"))) << "it is offscreen here";
     EXPECT_THAT(told, testing::Not(HasSubstr("HOME_OF_THE_USER")));
 }
 

@@ -30,12 +30,21 @@ constexpr auto kActionFiles = "com.kestrineresearch.orvane*.policy";
 constexpr unsigned long kPollMilliseconds = 50;
 
 /// What tells a graphical program where and how large to draw; handed on as it is.
-constexpr const char* kDisplayVariables[] = {
-    "DISPLAY",         "XDG_SESSION_TYPE",        "QT_QPA_PLATFORM",
-    "QT_SCALE_FACTOR", "QT_SCREEN_SCALE_FACTORS", "QT_FONT_DPI"};
+constexpr const char* kDisplayVariables[] = {"DISPLAY", "XDG_SESSION_TYPE", "QT_SCALE_FACTOR",
+                                             "QT_SCREEN_SCALE_FACTORS", "QT_FONT_DPI"};
+
+/// Says which of Qt's plug-ins draws. Others than these, such as one that lets the network in, are
+/// none of an administrator's.
+constexpr const char* kPlatformVariable = "QT_QPA_PLATFORM";
+constexpr std::array kKnownPlatforms = {"xcb", "wayland", "wayland-egl"};
 
 QString assignment(const QString& name, const QString& value) {
     return name + QLatin1Char('=') + value;
+}
+
+bool isKnownPlatform(const QString& name) {
+    return std::any_of(kKnownPlatforms.begin(), kKnownPlatforms.end(),
+                       [&name](const char* known) { return name == QLatin1String(known); });
 }
 
 /// The variables, as arguments of env(1), that let another user's process use this display:
@@ -46,6 +55,11 @@ QStringList displayEnvironment() {
         if (qEnvironmentVariableIsSet(name))
             variables << assignment(QString::fromLatin1(name), qEnvironmentVariable(name));
     }
+    // It may name several, in the order to be tried, with options behind a colon.
+    const QString platforms = qEnvironmentVariable(kPlatformVariable);
+    const QStringList named = platforms.split(QLatin1Char(';'));
+    if (std::all_of(named.begin(), named.end(), isKnownPlatform))
+        variables << assignment(QString::fromLatin1(kPlatformVariable), platforms);
     // What X takes when the variable is not set lies in the home of whoever asks.
     const QString authority =
         qEnvironmentVariable("XAUTHORITY", QDir::home().filePath(QStringLiteral(".Xauthority")));

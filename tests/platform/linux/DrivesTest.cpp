@@ -130,6 +130,42 @@ TEST_F(DrivesTest, AnImageIsWrittenToThroughItsMounts) {
     EXPECT_TRUE(liesOnDrive(wide(dir_ / "inner"), letter));
 }
 
+/// A view of folders passes what is written on to them.
+TEST_F(DrivesTest, AViewOfAFolderIsTheDriveThatTheFolderLiesOn) {
+    const char letter = attachImage(wide(image_)).drives.at(0).letter;
+    if (!mount(image_.string(), "mnt"))
+        GTEST_SKIP() << "no FUSE here";
+    const std::string view = (dir_ / "view").string();
+    const std::string gone = (dir_ / "gone").string();
+    std::filesystem::create_directory(dir_ / "mnt/folder");
+    std::filesystem::create_directories(view);
+    std::filesystem::create_directories(gone);
+    std::filesystem::create_directory(dir_ / "plain");
+    if (!succeeds("bindfs '" + (dir_ / "mnt/folder").string() + "' '" + view + "'"))
+        GTEST_SKIP() << "no bindfs here";
+    cleanUp_.push_back("umount '" + view + "'");
+    EXPECT_TRUE(liesOnDrive(wide(dir_ / "view/new"), letter));
+    EXPECT_EQ(unknownPlace(wide(dir_ / "view/new")), L"");
+    ASSERT_TRUE(succeeds("bindfs '" + (dir_ / "plain").string() + "' '" + gone + "'"));
+    cleanUp_.push_back("umount '" + gone + "'");
+    EXPECT_EQ(unknownPlace(wide(dir_ / "gone/new")), L"");
+    std::filesystem::rename(dir_ / "plain", dir_ / "moved");
+    EXPECT_NE(unknownPlace(wide(dir_ / "gone/new")).find(L"gone\" (fuse"), std::wstring::npos);
+}
+
+TEST_F(DrivesTest, AFileThatALoopDeviceHasKeptLiesNowhereKnown) {
+    makeFile(dir_ / "deleted", 16 * kMiB);
+    run("mkfs.ext2 -q -F " + forShell(dir_ / "deleted"));
+    const std::string loop = attachLoop(dir_ / "deleted");
+    const std::string folder = (dir_ / "ext").string();
+    if (loop.empty() || !succeeds("mkdir '" + folder + "' && mount " + loop + " '" + folder + "'"))
+        GTEST_SKIP() << "no loop devices here";
+    cleanUp_.push_back("umount '" + folder + "'");
+    EXPECT_EQ(unknownPlace(wide(dir_ / "ext")), L"");
+    std::filesystem::remove(dir_ / "deleted");
+    EXPECT_NE(unknownPlace(wide(dir_ / "ext")), L"");
+}
+
 TEST_F(DrivesTest, ALoopDeviceAndItsFileAreOneVolume) {
     const std::string loop = attachLoop(image_);
     const std::string second = attachLoop(image_);
@@ -152,14 +188,45 @@ TEST_F(DrivesTest, ALoopDeviceAndItsFileAreOneVolume) {
 
 TEST(Mounts, LinesAreReadWithTheirEscapes) {
     const std::vector<Mount> mounts = parseMounts(
-        "nonsense\n"
         "42 27 0:39 / /media/a\\040b ro a:1 b:2 - fuse /images/my\\040disk\\134.img ro,id=0\n"
+        "nonsense\n"
         "43 27 0:40 / /merged rw - overlay overlay rw,lowerdir=/l,upperdir=/u\n");
     ASSERT_EQ(mounts.size(), 2U);
     EXPECT_EQ(mounts[0].id, 42);
     EXPECT_EQ(mounts[0].source, "/images/my disk\\.img");
     EXPECT_EQ(mounts[1].type, "overlay");
-    EXPECT_EQ(mounts[1].options, "rw,lowerdir=/l,upperdir=/u");
+    EXPECT_EQ(mounts[1].folder, "/merged");
+}
+
+/// As the tables of such systems show them.
+TEST(Mounts, WhatAMountWritesToIsReadFromItsLine) {
+    const struct {
+        const char* line;
+        std::vector<std::string> paths;
+        bool isComplete;
+    } cases[] = {
+        {"fuse.gocryptfs /mnt/stick/vault rw,user_id=0", {"/mnt/stick/vault"}, true},
+        {"fuse /nowhere/at/all rw,user_id=0", {"/nowhere/at/all"}, true}, // bindfs
+        {"fuse.mergerfs /mnt/a:/mnt/b\\040c rw,user_id=0", {"/mnt/a", "/mnt/b c"}, true},
+        {"fuse.unionfs /up=RW:/low=RO rw", {"/up", "/low"}, true},
+        {"fuse.mergerfs a:b rw,user_id=0", {}, false}, // it shortens the paths to what differs
+        {"fuse.sshfs me@host:/home rw,user_id=0", {"/home"}, false},
+        {"overlay overlay rw,lowerdir=/l,upperdir=/u\\040p,workdir=/w", {"/u p"}, true},
+        {"overlay overlay ro,lowerdir=/l:/m", {}, true},
+        {"overlay overlay rw,lowerdir=l,upperdir=u", {}, false},
+        {"ext4 /dev/sda1 rw", {"/dev/sda1"}, true},
+        {"tmpfs tmpfs rw,size=1m", {}, true},
+    };
+
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.line);
+        const std::vector<Mount> mounts =
+            parseMounts("42 27 0:39 / /mnt rw - " + std::string(c.line) + "\n");
+        ASSERT_EQ(mounts.size(), 1U);
+        const MountSources sources = sourcesOf(mounts[0]);
+        EXPECT_EQ(sources.paths, c.paths);
+        EXPECT_EQ(sources.isComplete, c.isComplete);
+    }
 }
 
 TEST(Mounts, TheNearestExistingFolderIsWhereAPathWouldBeMade) {
