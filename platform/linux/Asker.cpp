@@ -36,7 +36,7 @@ std::optional<id_t> numberIn(const char* variable) {
 }
 
 gid_t mainGroupOf(uid_t user) {
-    constexpr std::size_t kRoomForNames = 16 * 1024;
+    constexpr std::size_t kRoomForNames = 16'384;
     std::vector<char> names(kRoomForNames);
     passwd entry{};
     passwd* found = nullptr;
