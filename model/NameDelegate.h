@@ -2,7 +2,8 @@
 
 #include <QStyledItemDelegate>
 
-/// Paints texts that come from a volume with what could mislead the eye made visible.
+/// Paints texts that come from a volume with what could mislead the eye made visible. Where a text
+/// does not fit into its column, a tooltip has all of it.
 class NameDelegate : public QStyledItemDelegate {
     Q_OBJECT
 
@@ -10,4 +11,7 @@ public:
     using QStyledItemDelegate::QStyledItemDelegate;
 
     [[nodiscard]] QString displayText(const QVariant& value, const QLocale& locale) const override;
+
+    bool helpEvent(QHelpEvent* event, QAbstractItemView* view, const QStyleOptionViewItem& option,
+                   const QModelIndex& index) override;
 };

@@ -86,3 +86,7 @@ QString displayName(const QString& name) {
 QString sentence(const QString& clause) {
     return clause.left(1).toUpper() + clause.mid(1) + QLatin1Char('.');
 }
+
+QString asToolTip(const QString& text) {
+    return QStringLiteral("<qt>%1</qt>").arg(text.toHtmlEscaped());
+}

@@ -25,3 +25,6 @@
 
 /// A clause as a sentence: with a capital letter and a full stop.
 [[nodiscard]] QString sentence(const QString& clause);
+
+/// Any text as what a tooltip shows as it is, broken into lines where it is long.
+[[nodiscard]] QString asToolTip(const QString& text);

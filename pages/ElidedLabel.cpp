@@ -1,7 +1,11 @@
 #include "pages/ElidedLabel.h"
 
+#include "model/texts.h"
+
+#include <QHelpEvent>
 #include <QStyle>
 #include <QStylePainter>
+#include <QToolTip>
 
 ElidedLabel::ElidedLabel(QWidget* parent) : QLabel(parent) {
     setTextFormat(Qt::PlainText);
@@ -13,6 +17,15 @@ QSize ElidedLabel::sizeHint() const {
 
 QSize ElidedLabel::minimumSizeHint() const {
     return sizeHint();
+}
+
+bool ElidedLabel::event(QEvent* event) {
+    if (event->type() != QEvent::ToolTip)
+        return QLabel::event(event);
+    const bool fits = fontMetrics().horizontalAdvance(text()) <= contentsRect().width();
+    QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(),
+                       fits ? QString() : asToolTip(text()), this);
+    return true;
 }
 
 void ElidedLabel::paintEvent(QPaintEvent* /*event*/) {

@@ -3,7 +3,7 @@
 #include <QLabel>
 
 /// A line of text that is shortened in its middle to the width there is, so that it never asks
-/// for more.
+/// for more. A tooltip has all of what is shortened.
 class ElidedLabel : public QLabel {
     Q_OBJECT
 
@@ -14,5 +14,6 @@ public:
     [[nodiscard]] QSize minimumSizeHint() const override;
 
 protected:
+    bool event(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 };

@@ -1,25 +1,30 @@
 #include "pages/RecoveryWidget.h"
 
+#include "model/counted.h"
 #include "model/texts.h"
 #include "ui_RecoveryWidget.h"
+#include "workers/recoveryTexts.h"
 
 #include <QDir>
 #include <QEvent>
 #include <QLayout>
 #include <QTextCursor>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <iterator>
 #include <utility>
 
-using Problem = RecoveryWorker::Problem;
+using End = RecoveryOutcome::End;
 
 namespace {
 
 constexpr std::chrono::milliseconds kRefreshInterval{50};
 
-/// Failures that are named; more are only counted. A drive that goes away can fail every file.
-constexpr uint kMostNamed = 10'000;
+/// Files of each kind that are named; more are only counted. A drive that goes away can fail every
+/// file.
+constexpr int kMostNamed = 10'000;
 
 } // namespace
 
@@ -28,6 +33,10 @@ RecoveryWidget::RecoveryWidget(QWidget* parent)
     ui->setupUi(this);
     setFocusPolicy(Qt::StrongFocus);
     ui->progress->setValue(0);
+    ui->lblResult->clear();
+    missing_.heading = tr("Missing or incomplete:");
+    overwritten_.heading = tr("Overwritten in part:");
+    encrypted_.heading = tr("Encrypted:");
     refreshTimer_.setSingleShot(true);
     refreshTimer_.setInterval(kRefreshInterval);
     connect(ui->btnCancel, &QPushButton::clicked, this, &RecoveryWidget::cancel);
@@ -41,8 +50,8 @@ void RecoveryWidget::setOutputDirectory(const QString& directory) {
     outputDirectory_ = directory;
 }
 
-void RecoveryWidget::setEndReason(const QString& reason) {
-    endReason_ = reason;
+void RecoveryWidget::setOutcome(const RecoveryOutcome& outcome) {
+    outcome_ = outcome;
 }
 
 void RecoveryWidget::progressChanged(double value) {
@@ -71,31 +80,84 @@ void RecoveryWidget::statusChanged(const QString& newStatus) {
 }
 
 void RecoveryWidget::finished(uint totalFiles, uint recoveredFiles) {
+    RecoveryOutcome outcome = outcome_.value_or(RecoveryOutcome());
+    if (!outcome_) {
+        outcome.files = totalFiles;
+        outcome.complete = recoveredFiles;
+    }
+    // The worker's number has the files in it that were attempted in vain.
+    const uint recovered = outcome.complete;
     const QString word = totalFiles == 1 ? tr("file was") : tr("files were");
-    const QString text = totalFiles == recoveredFiles || totalFiles == 1
-                             ? tr("%1 %2 successfully recovered").arg(recoveredFiles).arg(word)
-                             : tr("%1 out of %2 %3 successfully recovered")
-                                   .arg(recoveredFiles)
-                                   .arg(totalFiles)
-                                   .arg(word);
+    const QString text =
+        totalFiles == recovered || totalFiles == 1
+            ? tr("%1 %2 successfully recovered").arg(recovered).arg(word)
+            : tr("%1 out of %2 %3 successfully recovered").arg(recovered).arg(totalFiles).arg(word);
     ui->lblResult->setText(text);
-
     finished_ = true;
+    showOutcome(outcome);
+}
+
+/// Says beside that line why the recovery ended, where the files are, and what else to know.
+void RecoveryWidget::showOutcome(const RecoveryOutcome& outcome) {
+    const QString directory = displayName(QDir::toNativeSeparators(outputDirectory_));
+    const QString saved =
+        outcome.complete == 0
+            ? QString()
+            : tr("%1 saved in %2").arg(counted(outcome.complete, "complete file"), directory);
+    QStringList notes;
     count_.clear();
-    if (!endReason_.isEmpty())
-        line_ = endReason_;
-    else if (!reachedEnd_)
-        line_ = tr("Stopped");
-    else
+    if (outcome.end == End::Done && reachedEnd_) {
         line_ =
-            totalFiles == 0
-                ? QString()
-                : tr("Saved in %1").arg(displayName(QDir::toNativeSeparators(outputDirectory_)));
-    if (!reachedEnd_)
-        count_ = tr("%1 of %2").arg(recoveredFiles).arg(totalFiles);
-    if (failed_ > kMostNamed)
-        newFailures_.append(tr("... and %1 more").arg(failed_ - kMostNamed));
+            saved.isEmpty() && outcome.files > 0 ? tr("No complete file could be saved") : saved;
+    } else {
+        const QString reason = reasonForEnd(outcome);
+        line_ = reason.isEmpty() ? tr("Stopped") : sentence(reason);
+        count_ = tr("%1 complete, %2 not recovered")
+                     .arg(outcome.complete)
+                     .arg(outcome.files - outcome.complete);
+        if (!saved.isEmpty())
+            notes += saved;
+    }
+    if (outcome.gaveWay > 0)
+        notes += tr("%1 there already; the recovered ones got a number in their names")
+                     .arg(outcome.gaveWay == 1 ? tr("1 file was")
+                                               : tr("%1 files were").arg(outcome.gaveWay));
+    for (const QString& path : outcome.inDoubt) {
+        ++missing_.count;
+        if (missing_.lines.size() < kMostNamed)
+            missing_.lines.append(tr("%1: may not have arrived").arg(shownPath(path)));
+    }
+    if (outcome.end == End::Done)
+        missing_.count = outcome.files - outcome.complete - overwritten_.count;
+    ui->lblNotes->setText(notes.join(QLatin1Char('\n')));
+    ui->lblNotes->setVisible(!notes.isEmpty());
     refresh();
+    showRemarks();
+}
+
+/// Lists the kinds apart, each below its heading, where there are several.
+void RecoveryWidget::showRemarks() {
+    const Remarks* const all[] = {&missing_, &overwritten_, &encrypted_};
+    const auto kindsThere =
+        std::count_if(std::begin(all), std::end(all),
+                      [](const Remarks* remarks) { return !remarks->lines.isEmpty(); });
+    QStringList kinds;
+    for (const Remarks* remarks : all) {
+        if (remarks->lines.isEmpty())
+            continue;
+        QStringList lines = remarks->lines;
+        const auto named = static_cast<uint>(lines.size());
+        if (kindsThere > 1)
+            lines.prepend(remarks->heading);
+        if (remarks->count > named)
+            lines.append(tr("... and %1 more").arg(remarks->count - named));
+        kinds.append(lines.join(QLatin1Char('\n')));
+    }
+    if (kinds.isEmpty())
+        return;
+    newLines_.clear();
+    ui->txtFailed->show();
+    ui->txtFailed->setPlainText(kinds.join(QStringLiteral("\n\n")));
 }
 
 void RecoveryWidget::fileStarted(const QString& path, uint number, uint totalFiles) {
@@ -105,31 +167,23 @@ void RecoveryWidget::fileStarted(const QString& path, uint number, uint totalFil
     scheduleRefresh();
 }
 
-void RecoveryWidget::fileFailed(const QString& path, Problem problem, const QString& detail) {
-    ++failed_;
-    scheduleRefresh();
-    if (failed_ > kMostNamed)
+void RecoveryWidget::fileReported(const RecoveredFile& file) {
+    const QString remark = remarkOn(file);
+    if (remark.isEmpty())
         return;
-    QString reason;
-    switch (problem) {
-    case Problem::Unreadable:
-        reason = detail.isEmpty()
-                     ? tr("cannot be read in full: compressed, damaged or gone in part")
-                     : tr("could not be read in full");
-        break;
-    case Problem::CannotCreate:
-        reason = tr("could not be created");
-        break;
-    case Problem::CannotWrite:
-        reason = tr("could not be written");
-        break;
-    case Problem::OutputFull:
-        reason = tr("no room left for it");
-        break;
-    }
-    if (!detail.isEmpty())
-        reason += QStringLiteral(" (%1)").arg(detail);
-    newFailures_.append(QStringLiteral("%1: %2").arg(shownPath(path), reason));
+    Remarks& remarks = remarksFor(file);
+    remarks.count += file.isFolder ? 0 : 1;
+    scheduleRefresh();
+    if (remarks.lines.size() >= kMostNamed)
+        return;
+    remarks.lines.append(QStringLiteral("%1: %2").arg(shownPath(file.path), remark));
+    newLines_.append(remarks.lines.constLast());
+}
+
+RecoveryWidget::Remarks& RecoveryWidget::remarksFor(const RecoveredFile& file) {
+    if (file.problem)
+        return missing_;
+    return file.isOverwritten() ? overwritten_ : encrypted_;
 }
 
 QString RecoveryWidget::shownPath(const QString& path) const {
@@ -159,21 +213,22 @@ void RecoveryWidget::refresh() {
     refreshTimer_.stop();
     ui->lblFile->setText(line_);
     ui->lblCount->setText(count_);
-    if (failed_ == 0)
+    const uint lost = missing_.count + overwritten_.count;
+    ui->lblFailed->setText(tr("%1 missing or incomplete").arg(lost));
+    ui->lblFailed->setVisible(lost > 0);
+    if (newLines_.isEmpty())
         return;
-    ui->lblFailed->setText(tr("Missing or incomplete: %1").arg(failed_));
     // Not by the view's own cursor, which would take the view along.
     QTextCursor end(ui->txtFailed->document());
     end.beginEditBlock();
-    for (const QString& failure : std::as_const(newFailures_)) {
+    for (const QString& line : std::as_const(newLines_)) {
         end.movePosition(QTextCursor::End);
         if (!end.atStart())
             end.insertBlock();
-        end.insertText(failure);
+        end.insertText(line);
     }
     end.endEditBlock();
-    newFailures_.clear();
-    ui->lblFailed->show();
+    newLines_.clear();
     ui->txtFailed->show();
 }
 

@@ -1,12 +1,14 @@
 #pragma once
 
-#include "workers/RecoveryWorker.h"
+#include "workers/RecoveredFile.h"
+#include "workers/RecoveryOutcome.h"
 
 #include <QStringList>
 #include <QTimer>
 #include <QWidget>
 
 #include <memory>
+#include <optional>
 
 namespace Ui {
 class RecoveryWidget;
@@ -29,9 +31,6 @@ public:
     /// Before the worker starts: paths below it are shown from there on.
     void setOutputDirectory(const QString& directory);
 
-    /// Before `finished`: why the recovery ends early, in a sentence, when the user did not ask.
-    void setEndReason(const QString& reason);
-
 public slots:
     void progressChanged(double value);
     void statusChanged(const QString& newStatus);
@@ -39,7 +38,10 @@ public slots:
     void incrementProgress();
 
     void fileStarted(const QString& path, uint number, uint totalFiles);
-    void fileFailed(const QString& path, RecoveryWorker::Problem problem, const QString& detail);
+    void fileReported(const RecoveredFile& file);
+
+    /// Before `finished`; without it, `finished` has to be believed.
+    void setOutcome(const RecoveryOutcome& outcome);
 
 signals:
     void cancel();
@@ -51,8 +53,18 @@ protected:
     void showEvent(QShowEvent* event) override;
 
 private:
+    /// Files that there is something to say about, each a line.
+    struct Remarks {
+        QString heading;
+        QStringList lines;
+        uint count = 0; ///< Of which there may be more than are named.
+    };
+
     void onCancelClicked();
     void refresh();
+    void showOutcome(const RecoveryOutcome& outcome);
+    void showRemarks();
+    [[nodiscard]] Remarks& remarksFor(const RecoveredFile& file);
     void scheduleRefresh();
     void growFrame();
 
@@ -60,7 +72,7 @@ private:
 
     std::unique_ptr<Ui::RecoveryWidget> ui;
     QString outputDirectory_;
-    QString endReason_;
+    std::optional<RecoveryOutcome> outcome_;
 
     bool cancelled_ = false;  ///< The user has asked.
     bool reachedEnd_ = false; ///< The worker has reported all of it, and the bar fills.
@@ -70,6 +82,8 @@ private:
     QTimer refreshTimer_;
     QString line_;
     QString count_;
-    uint failed_ = 0;
-    QStringList newFailures_;
+    Remarks missing_;
+    Remarks overwritten_;
+    Remarks encrypted_;
+    QStringList newLines_; ///< Not shown yet.
 };

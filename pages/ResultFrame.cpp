@@ -3,23 +3,25 @@
 #include "engine/ZMemoryStream.h"
 #include "model/FileModel.h"
 #include "model/NameDelegate.h"
+#include "model/counted.h"
 #include "model/texts.h"
 #include "pages/BusyCursor.h"
 #include "pages/NameColumnHeader.h"
 #include "pages/RecoveryWidget.h"
 #include "platform/Drives.h"
 #include "ui_ResultFrame.h"
-#include "workers/RecoveryWorker.h"
-#include "workers/recoveryTexts.h"
 #include "workers/scanTexts.h"
+#include "workers/writeTrial.h"
 
 #include <QCursor>
 #include <QDebug>
+#include <QDir>
 #include <QFileDialog>
 #include <QItemSelectionModel>
 #include <QMenu>
 #include <QMessageBox>
 
+#include <algorithm>
 #include <chrono>
 #include <unordered_set>
 #include <utility>
@@ -111,6 +113,8 @@ void ResultFrame::init(kova::ZVolume* volume, kova::ZFileTree* tree) {
     showGaps();
     if (tree == nullptr)
         return;
+    if (hasVolume())
+        showThatNothingWasFound();
 
     if (tree->childCount(kova::kLostFolder) > 0) {
         kova::ZFileTreeNode lost;
@@ -141,6 +145,30 @@ void ResultFrame::showGaps() {
     }
     ui->lblGaps->setText(gaps.join(QLatin1Char('\n')));
     ui->lblGaps->setVisible(!gaps.isEmpty());
+}
+
+/// An empty tree looks as if it were still to come.
+void ResultFrame::showThatNothingWasFound() {
+    const auto& nodes = found_.tree()->allNodes();
+    const auto isFile = [](const auto& entry) { return !entry.second.isDirectory; };
+    if (std::any_of(nodes.begin(), nodes.end(), isFile))
+        return;
+    const QString hint = tr("If only some types of files were searched for, others may be there: "
+                            "scan again for any deleted file.");
+    const bool onlyRoot = std::all_of(nodes.begin(), nodes.end(), [this](const auto& entry) {
+        return entry.first == found_.tree()->rootId;
+    });
+    if (!onlyRoot) {
+        const QString gaps = ui->lblGaps->isHidden() ? QString() : ui->lblGaps->text();
+        ui->lblGaps->setText(QStringList{gaps, tr("Only folders were found. ") + hint}.join(
+            gaps.isEmpty() ? QString() : QStringLiteral("\n")));
+        ui->lblGaps->show();
+        return;
+    }
+    ui->lblFailure->setText(tr("No deleted files were found on drive %1").arg(drivePrefix()) +
+                            QStringLiteral("\n\n") + hint);
+    ui->horSplitter->hide();
+    ui->lblFailure->show();
 }
 
 void ResultFrame::showFailure(const QString& reason) {
@@ -191,6 +219,12 @@ void ResultFrame::recoverSelectedFiles() {
     if (liesOnScannedDrive(directory)) {
         notify(tr("Please, select another logical drive to avoid overwriting of your deleted "
                   "files"));
+        return;
+    }
+    if (const platform::Failure refusal = tryWriting(toWide(directory))) {
+        notify(
+            tr("Nothing can be written to \"%1\" (%2). Please, select another directory")
+                .arg(displayName(QDir::toNativeSeparators(directory)), toQString(refusal.words)));
         return;
     }
     lastOutputDir = directory;
@@ -260,93 +294,42 @@ void ResultFrame::notify(const QString& text) {
 }
 
 void ResultFrame::startRecovery(const QString& directory, const QSet<kova::int64>& ids) {
-    stopRecovery(); // The last worker has finished, its thread perhaps not yet.
     QString outputDir = directory;
     while (outputDir.size() > 1 && outputDir.endsWith(QLatin1Char('/')))
         outputDir.chop(1);
 
-    auto* worker = new RecoveryWorker;
-    // Deleted files often share a name with one that exists, or with each other. Opening what
-    // exists would mix two files in one; so each gets a name of its own.
-    worker->setExistingFile(RecoveryWorker::ExistingFile::KeepBoth);
-    worker->init(outputDir, found_.volume(), found_.tree(), ids);
-    auto* thread = new QThread(this);
+    recovery_.reset(); // The last worker has finished, its thread perhaps not yet.
+    recovery_ = std::make_unique<RecoveryRun>(found_, outputDir, ids);
     auto* widget = new RecoveryWidget;
     widget->setOutputDirectory(outputDir);
-    recoveryWorker_ = worker;
-    recoveryInterrupted_ = false;
-    // A disk may hang over one sector for half a minute; an end that is asked for does not wait.
-    found_.media()->setReadHook([this] {
-        if (recoveryInterrupted_)
-            throw 0;
-    });
-    recoveryThread_ = thread;
     recoveryWidget_ = widget;
 
-    connect(thread, &QThread::started, worker, &RecoveryWorker::start);
-    connect(thread, &QThread::finished, worker, &QObject::deleteLater);
-    connect(thread, &QThread::finished, thread, &QObject::deleteLater);
-    watch(*worker);
-    connect(worker, &RecoveryWorker::finished, thread, &QThread::quit);
-    worker->moveToThread(thread);
-
+    const RecoveryWorker* worker = &recovery_->worker();
     connect(worker, &RecoveryWorker::progressChanged, widget, &RecoveryWidget::progressChanged);
     connect(worker, &RecoveryWorker::statusChanged, widget, &RecoveryWidget::statusChanged);
-    connect(widget, &RecoveryWidget::cancel, worker, &RecoveryWorker::stop);
-    connect(worker, &RecoveryWorker::finished, widget, &RecoveryWidget::finished);
     connect(worker, &RecoveryWorker::fileStarted, widget, &RecoveryWidget::fileStarted);
-    connect(worker, &RecoveryWorker::fileFailed, widget, &RecoveryWidget::fileFailed);
-    connect(widget, &RecoveryWidget::cancelAtOnce, this, &ResultFrame::interruptRecovery);
+    connect(worker, &RecoveryWorker::fileReported, widget, &RecoveryWidget::fileReported);
+    connect(worker, &RecoveryWorker::ended, widget, &RecoveryWidget::setOutcome);
+    connect(worker, &RecoveryWorker::finished, widget, &RecoveryWidget::finished);
+    connect(widget, &RecoveryWidget::cancel, recovery_.get(), &RecoveryRun::stop);
+    connect(widget, &RecoveryWidget::cancelAtOnce, recovery_.get(), &RecoveryRun::interrupt);
     // Its frame may be closed until the worker first reports.
-    connect(widget, &QObject::destroyed, this, &ResultFrame::interruptRecovery);
+    connect(widget, &QObject::destroyed, recovery_.get(), &RecoveryRun::interrupt);
+    connect(recovery_.get(), &RecoveryRun::finished, this, &ResultFrame::onRecoveryFinished);
 
     emit showOverlay(widget);
-    thread->start(QThread::InheritPriority);
+    recovery_->start();
 }
 
-/// The page's own connections to a worker that has not been moved to its thread yet.
-void ResultFrame::watch(RecoveryWorker& worker) {
-    // Comes before the thread is told to quit, so that the worker exists while it is remembered.
-    connect(&worker, &RecoveryWorker::finished, this,
-            [this, of = &worker](uint totalFiles, uint attemptedFiles) {
-                if (of == recoveryWorker_)
-                    onRecoveryFinished(totalFiles, attemptedFiles);
-            });
-    connect(&worker, &RecoveryWorker::ended, this, [this](const RecoveryOutcome& outcome) {
-        QString reason = reasonForEnd(outcome);
-        if (reason.isEmpty() || recoveryWidget_ == nullptr)
-            return;
-        reason[0] = reason[0].toUpper();
-        recoveryWidget_->setEndReason(reason);
-    });
-}
-
-void ResultFrame::onRecoveryFinished(uint totalFiles, uint attemptedFiles) {
-    recoveryWorker_ = nullptr;
-    found_.media()->setReadHook({});
-    if (recoveryWidget_ == nullptr) {
-        notify(tr("The recovery was stopped after %1 of %2 files")
-                   .arg(attemptedFiles)
-                   .arg(totalFiles));
-    }
-}
-
-void ResultFrame::interruptRecovery() {
-    if (recoveryWorker_ == nullptr)
-        return;
-    recoveryWorker_->interrupt();
-    recoveryInterrupted_ = true; // After that, or the file would count as one that failed.
+void ResultFrame::onRecoveryFinished(const RecoveryOutcome& outcome) {
+    if (recoveryWidget_ == nullptr)
+        notify(tr("The recovery was stopped. %1 recovered, %2 not.")
+                   .arg(counted(outcome.complete, "complete file"))
+                   .arg(outcome.files - outcome.complete));
 }
 
 void ResultFrame::stopRecovery() {
-    interruptRecovery();
-    recoveryWorker_ = nullptr;
-    if (recoveryThread_ == nullptr)
-        return;
-    recoveryThread_->quit();
-    recoveryThread_->wait();
-    recoveryThread_.clear();
-    found_.media()->setReadHook({});
+    recovery_.reset();
 }
 
 void ResultFrame::onItemClicked(QModelIndex index) {

@@ -1,16 +1,15 @@
 #pragma once
 
 #include "pages/PreviewType.h"
+#include "workers/RecoveryRun.h"
 #include "workers/ScannedVolume.h"
 
 #include <QAction>
 #include <QModelIndex>
 #include <QPointer>
 #include <QSet>
-#include <QThread>
 #include <QWidget>
 
-#include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
@@ -22,7 +21,6 @@ class ResultFrame;
 
 class NameColumnHeader;
 class RecoveryWidget;
-class RecoveryWorker;
 
 /// Shows what a scan found, previews the file that is clicked and recovers what is selected.
 ///
@@ -48,7 +46,9 @@ public:
     [[nodiscard]] bool hasVolume() const { return found_.volume() != nullptr; }
 
     /// True while a recovery reads the volume.
-    [[nodiscard]] bool isRecovering() const { return recoveryWorker_ != nullptr; }
+    [[nodiscard]] bool isRecovering() const {
+        return recovery_ != nullptr && recovery_->isRunning();
+    }
 
     /// Ends a running recovery in the middle of a file, if need be, and waits for its thread.
     /// Its page is still told how far it came.
@@ -113,10 +113,9 @@ private:
     void notify(const QString& text);
 
     void showGaps();
+    void showThatNothingWasFound();
     void startRecovery(const QString& directory, const QSet<kova::int64>& ids);
-    void watch(RecoveryWorker& worker);
-    void onRecoveryFinished(uint totalFiles, uint attemptedFiles);
-    void interruptRecovery();
+    void onRecoveryFinished(const RecoveryOutcome& outcome);
 
     std::unique_ptr<Ui::ResultFrame> ui;
     NameColumnHeader* header_; ///< The tree's, which owns it.
@@ -135,8 +134,6 @@ private:
     QString lastOutputDir; ///< The last one accepted.
     DirectoryChooser chooseDirectory_;
 
-    QPointer<QThread> recoveryThread_;
-    RecoveryWorker* recoveryWorker_ = nullptr;     ///< While it runs; belongs to its thread.
-    std::atomic<bool> recoveryInterrupted_{false}; ///< Read in the recovery's thread.
+    std::unique_ptr<RecoveryRun> recovery_; ///< The last one, until another or `cleanup`.
     QPointer<RecoveryWidget> recoveryWidget_;
 };

@@ -14,7 +14,15 @@
 
 namespace {
 
-using Problem = RecoveryWorker::Problem;
+using Problem = RecoveredFile::Problem;
+
+RecoveredFile failed(const std::string& path, Problem problem, const char* detail) {
+    RecoveredFile file;
+    file.path = QString::fromStdString(path);
+    file.problem = problem;
+    file.detail = QString::fromLatin1(detail);
+    return file;
+}
 
 class RecoveryWidgetTest : public testing::Test {
 protected:
@@ -61,6 +69,7 @@ TEST_F(RecoveryWidgetTest, TheBarFillsByItselfOnCoarseReports) {
     page->progressChanged(1.0);
     page->progressChanged(1.0);
     page->statusChanged(QStringLiteral("Completed"));
+    EXPECT_EQ(label("lblResult"), QString()); // Until there is a result.
     page->finished(5, 5);
     EXPECT_TRUE(QTest::qWaitFor([&] { return closing.size() >= 3; }));
     EXPECT_EQ(barValue(), 1000);
@@ -68,7 +77,7 @@ TEST_F(RecoveryWidgetTest, TheBarFillsByItselfOnCoarseReports) {
     EXPECT_TRUE(closing[1][0].toBool());
     EXPECT_TRUE(closing[2][0].toBool());
     EXPECT_EQ(label("lblSubtitle"), QStringLiteral("Completed"));
-    EXPECT_EQ(label("lblFile"), QStringLiteral("Saved in /out"));
+    EXPECT_EQ(label("lblFile"), QStringLiteral("5 complete files saved in /out"));
     EXPECT_EQ(child<QStackedWidget>("stackedWidget")->currentIndex(), 0);
 }
 
@@ -107,7 +116,7 @@ TEST_F(RecoveryWidgetTest, CancelClosesThePageOnceTheWorkerHasFinished) {
     page->statusChanged(QStringLiteral("Canceling")); // The second click's answer.
     EXPECT_EQ(label("lblSubtitle"), QStringLiteral("Cancelled"));
     EXPECT_EQ(label("lblFile"), QStringLiteral("Stopped"));
-    EXPECT_EQ(label("lblCount"), QStringLiteral("1 of 3"));
+    EXPECT_EQ(label("lblCount"), QStringLiteral("1 complete, 2 not recovered"));
     EXPECT_EQ(shownResult(), 0);
     EXPECT_EQ(closing.size(), 1);
 
@@ -126,16 +135,36 @@ TEST_F(RecoveryWidgetTest, SaysWhatIsMissingAndFindsRoomForIt) {
     const QSize before = frame.size();
     EXPECT_FALSE(child<QLabel>("lblFailed")->isVisible());
 
-    page->fileFailed(QStringLiteral("/out/a.txt"), Problem::Unreadable, {});
-    page->fileFailed(QStringLiteral("/out/b/c\n.txt"), Problem::CannotWrite,
-                     QStringLiteral("No such device"));
-    page->setEndReason(QStringLiteral("The drive was removed"));
-    page->finished(9, 2);
-    EXPECT_EQ(label("lblFailed"), QStringLiteral("Missing or incomplete: 2"));
+    page->fileReported(failed("/out/a.txt", Problem::Unreadable, {}));
+    page->fileReported(failed("/out/b/c\n.txt", Problem::CannotWrite, "No such device"));
+    RecoveredFile file;
+    file.path = QStringLiteral("/out/half.jpg");
+    file.writtenBytes = 1;
+    file.state = {kova::FileState::Kind::Partly, 9, 3};
+    page->fileReported(file);
+    file.path = QStringLiteral("/out/secret.doc");
+    file.state = {};
+    file.report.encrypted = true;
+    page->fileReported(file);
+    RecoveryOutcome outcome;
+    outcome.end = RecoveryOutcome::End::OutputFull;
+    outcome.files = 9;
+    outcome.complete = 2;
+    page->setOutcome(outcome);
+    page->finished(9, 5);
+    EXPECT_EQ(label("lblFailed"), QStringLiteral("3 missing or incomplete"));
     EXPECT_EQ(child<QPlainTextEdit>("txtFailed")->toPlainText(),
-              QStringLiteral("a.txt: cannot be read in full: compressed, damaged or gone in part\n"
-                             "b/c\uFFFD.txt: could not be written (No such device)"));
-    EXPECT_EQ(label("lblFile"), QStringLiteral("The drive was removed"));
+              QStringLiteral("Missing or incomplete:\n"
+                             "a.txt: cannot be read: the file system had compressed it, or what "
+                             "described it is damaged\n"
+                             "b/c\uFFFD.txt: cannot be written: No such device\n\n"
+                             "Overwritten in part:\n"
+                             "half.jpg: other files have been written over 3 of its 9 clusters\n\n"
+                             "Encrypted:\n"
+                             "secret.doc: encrypted: only who has the key can open it"));
+    EXPECT_EQ(label("lblFile"), QStringLiteral("The output drive is full."));
+    EXPECT_EQ(label("lblCount"), QStringLiteral("2 complete, 7 not recovered"));
+    EXPECT_EQ(label("lblNotes"), QStringLiteral("2 complete files saved in /out"));
     EXPECT_TRUE(QTest::qWaitFor([&] { return frame.height() > before.height(); }));
     EXPECT_TRUE(child<QPlainTextEdit>("txtFailed")->isVisible());
     EXPECT_TRUE(window.rect().contains(frame.geometry().size().isValid() ? QRect({}, frame.size())
@@ -147,9 +176,16 @@ TEST_F(RecoveryWidgetTest, SaysWhatIsMissingAndFindsRoomForIt) {
 TEST_F(RecoveryWidgetTest, ManyFailuresAreNamedUpToALimit) {
     constexpr int kMany = 10'003;
     for (int i = 0; i < kMany; ++i)
-        page->fileFailed(QStringLiteral("/out/%1").arg(i), Problem::Unreadable, {});
+        page->fileReported(failed("/out/" + std::to_string(i), Problem::Unreadable, {}));
+    RecoveryOutcome outcome;
+    outcome.files = kMany;
+    page->progressChanged(1.0);
+    page->setOutcome(outcome);
     page->finished(kMany, kMany);
-    EXPECT_EQ(label("lblFailed"), QStringLiteral("Missing or incomplete: %1").arg(kMany));
+    EXPECT_EQ(label("lblFailed"), QStringLiteral("%1 missing or incomplete").arg(kMany));
+    EXPECT_EQ(label("lblFile"), QStringLiteral("No complete file could be saved"));
+    EXPECT_EQ(label("lblResult"),
+              QStringLiteral("0 out of 10003 files were successfully recovered"));
     const auto* list = child<QPlainTextEdit>("txtFailed");
     EXPECT_EQ(list->blockCount(), 10'001);
     EXPECT_TRUE(list->toPlainText().endsWith(QStringLiteral("... and 3 more")));

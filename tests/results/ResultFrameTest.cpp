@@ -2,6 +2,7 @@
 #include "model/texts.h"
 #include "pages/RecoveryWidget.h"
 #include "tests/results/ResultPage.h"
+#include "tests/support/Answers.h"
 #include "tests/support/TestMedia.h"
 
 #include <gmock/gmock.h>
@@ -22,7 +23,8 @@
 #include <QSignalSpy>
 #include <QTimer>
 
-#include <mutex>
+#include <fstream>
+#include <functional>
 #include <semaphore>
 #include <set>
 
@@ -87,23 +89,12 @@ private:
     bool& alive_;
 };
 
-/// Runs `action` and answers the message boxes it shows with their default; returns their texts.
+/// Runs `action` and answers the message boxes it shows; returns their texts.
 template <typename Action>
 QStringList boxesOf(Action action) {
-    QStringList texts;
-    QTimer timer;
-    timer.setInterval(5);
-    QObject::connect(&timer, &QTimer::timeout, [&] {
-        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-        if (box == nullptr)
-            return;
-        EXPECT_EQ(box->windowTitle(), QStringLiteral(" "));
-        texts.append(box->text());
-        QTest::mouseClick(box->button(QMessageBox::Ok), Qt::LeftButton);
-    });
-    timer.start();
+    Answers answers(QMessageBox::Ok);
     action();
-    return texts;
+    return answers.takeTexts();
 }
 
 class ResultFrameTest : public ResultPage {
@@ -148,12 +139,14 @@ protected:
     }
 
     /// A drive "Q:" with the files a, b and c. Its scan met so many sectors that it could not read.
-    GatedVolume& openGated(kova::uint32 badSectors = 0) {
-        auto* media = new TestMedia(std::vector<kova::uint8>(2048));
+    GatedVolume& openGated(kova::uint32 badSectors = 0, bool unplugged = false) {
+        media = new TestMedia(std::vector<kova::uint8>(2048));
         media->open(L"\\\\.\\Q:");
         std::vector<kova::uint8> read(2048);
         for (kova::uint32 sector = 0; sector < badSectors; ++sector)
             media->failSector(sector);
+        if (unplugged)
+            media->unplugAfter(0);
         media->read(read.data(), badSectors);
         auto* volume = new GatedVolume(media, volumeAlive);
         auto* tree = new ZFileTree;
@@ -178,6 +171,7 @@ protected:
     QString answer;
     QStringList starts;
     bool volumeAlive = false;
+    TestMedia* media = nullptr; ///< Of the gated volume; belongs to the page.
     QPointer<RecoveryWidget> progress;
 };
 
@@ -267,6 +261,8 @@ TEST_P(SampleResults, RecoversTheRowsThatAreClickedBesideWhatExists) {
     std::multiset<QString> twice = wanted;
     twice.insert(wanted.begin(), wanted.end());
     EXPECT_EQ(contentsBelow(answer), twice);
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(progressLabel("lblNotes").contains(QStringLiteral("there already")));
     EXPECT_EQ(starts, QStringList({QString(), answer}));
 }
 
@@ -344,7 +340,7 @@ TEST_F(ResultFrameTest, CancelEndsAfterTheFileOrOnASecondClickInIt) {
     ASSERT_TRUE(waitUntilRecovered());
     QCoreApplication::processEvents();
     EXPECT_EQ(progressLabel("lblSubtitle"), QStringLiteral("Cancelled"));
-    EXPECT_EQ(progressLabel("lblCount"), QStringLiteral("1 of 3"));
+    EXPECT_EQ(progressLabel("lblCount"), QStringLiteral("1 complete, 2 not recovered"));
     EXPECT_EQ(QDir(answer).entryList(QDir::Files), QStringList{QStringLiteral("a")});
     clickCancel();
     ASSERT_TRUE(QTest::qWaitFor([&] { return progress.isNull(); }));
@@ -355,7 +351,7 @@ TEST_F(ResultFrameTest, CancelEndsAfterTheFileOrOnASecondClickInIt) {
     clickCancel();
     ASSERT_TRUE(waitUntilRecovered());
     QCoreApplication::processEvents();
-    EXPECT_EQ(progressLabel("lblCount"), QStringLiteral("0 of 3"));
+    EXPECT_EQ(progressLabel("lblCount"), QStringLiteral("0 complete, 3 not recovered"));
     EXPECT_EQ(QDir(answer).entryList(QDir::Files), QStringList{QStringLiteral("a")});
 }
 
@@ -386,7 +382,94 @@ TEST_F(ResultFrameTest, ClosingTheProgressStopsAndSaysSo) {
         delete progress;
         EXPECT_TRUE(waitUntilRecovered());
     });
-    EXPECT_EQ(boxes, QStringList{QStringLiteral("The recovery was stopped after 0 of 3 files")});
+    EXPECT_EQ(boxes, QStringList{QStringLiteral(
+                         "The recovery was stopped. 0 complete files recovered, 3 not.")});
+}
+
+TEST_F(ResultFrameTest, ADriveThatGoesAwayIsToldAsGone) {
+    openGated(2, true);
+    EXPECT_THAT(label("lblGaps").toStdString(), testing::HasSubstr("was removed"));
+    page->cleanup();
+
+    GatedVolume& volume = openGated();
+    volume.gate.release(3);
+    media->unplugAfter(0); // Its zeros are no content.
+    click(view()->model()->index(0, 0));
+    EXPECT_EQ(label("whyNoPreview"), QStringLiteral("Can't recover file for preview"));
+    media->unplugAfter(-1);
+    click(view()->model()->index(1, 0));
+    EXPECT_NE(label("whyNoPreview"), QStringLiteral("Can't recover file for preview"));
+
+    view()->selectAll();
+    recover();
+    ASSERT_TRUE(waitForCount(QStringLiteral("2 of 3")));
+    media->unplugAfter(0);
+    ASSERT_TRUE(waitUntilRecovered());
+    QCoreApplication::processEvents();
+    EXPECT_EQ(progressLabel("lblFile"), QStringLiteral("The drive was removed."));
+    EXPECT_EQ(progressLabel("lblCount"), QStringLiteral("1 complete, 2 not recovered"));
+}
+
+/// An output that takes no more, in the middle of a recovery of three files.
+class OutputEnds : public ResultFrameTest {
+protected:
+    /// Recovers until the second file waits, does `harm` and lets it go on.
+    void recoverWith(const std::function<void()>& harm) {
+        GatedVolume& volume = openGated();
+        volume.gate.release();
+        view()->selectAll();
+        recover();
+        ASSERT_TRUE(waitForCount(QStringLiteral("2 of 3")));
+        harm();
+        volume.gate.release(2);
+        ASSERT_TRUE(waitUntilRecovered());
+        QCoreApplication::processEvents();
+    }
+};
+
+TEST_F(OutputEnds, ItIsToldThatItIsFull) {
+    const TempDir small;
+    const std::string place = small.path().string();
+    const std::string mount = "mount -t tmpfs -o size=64k tmpfs '" + place + "' 2>/dev/null";
+    if (std::system(mount.c_str()) != 0) // NOLINT(cert-env33-c): a test's own words
+        GTEST_SKIP() << "nothing can be mounted here";
+    answer = toPath(small);
+    recoverWith([&] {
+        std::ofstream filling(place + "/filling", std::ios::binary);
+        while (filling.write(std::string(4096, 'x').data(), 4096).flush()) {
+        }
+    });
+    EXPECT_EQ(progressLabel("lblFile"), QStringLiteral("The output drive is full."));
+    // The second one had its room already.
+    EXPECT_EQ(progressLabel("lblCount"), QStringLiteral("2 complete, 1 not recovered"));
+    umount2(place.c_str(), MNT_DETACH);
+}
+
+TEST_F(OutputEnds, ItIsToldThatItIsGone) {
+    recoverWith([this] { QDir(answer).removeRecursively(); });
+    EXPECT_THAT(progressLabel("lblFile").toStdString(),
+                testing::StartsWith("The output directory cannot be written any more"));
+    EXPECT_FALSE(progressLabel("lblNotes").contains(QStringLiteral("3 complete")));
+}
+
+TEST_F(OutputEnds, OneThatTakesNothingIsRefusedBefore) {
+    openGated();
+    view()->selectAll();
+    answer = QStringLiteral("/proc");
+    const QStringList boxes = boxesOf([this] { recover(); });
+    ASSERT_EQ(boxes.size(), 1);
+    EXPECT_TRUE(boxes.constFirst().startsWith(QStringLiteral("Nothing can be written to")));
+    EXPECT_FALSE(page->isRecovering());
+}
+
+TEST_F(ResultFrameTest, NothingFoundIsSaidWhereTheTreeWouldBe) {
+    auto* empty = new ZFileTree;
+    page->init(new GatedVolume(new TestMedia, volumeAlive), empty);
+    EXPECT_FALSE(view()->isVisible());
+    EXPECT_TRUE(label("lblFailure").startsWith(QStringLiteral("No deleted files were found")));
+    page->cleanup();
+    openGated();
+    EXPECT_TRUE(view()->isVisible());
 }
 
 TEST_F(ResultFrameTest, CleanupCanBeRepeatedAndThePageUsedAgain) {

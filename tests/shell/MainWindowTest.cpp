@@ -6,7 +6,7 @@
 #include "pages/ScanFrame.h"
 #include "pages/SourceFrame.h"
 #include "platform/Drives.h"
-#include "tests/shell/Answers.h"
+#include "tests/support/Answers.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestMedia.h"
 
