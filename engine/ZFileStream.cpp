@@ -86,6 +86,17 @@ uint64 ZFileStream::fill(uint8 value, uint32 count) {
     return count;
 }
 
+void ZFileStream::fillZeros(int64 count) {
+    if (position_ < size()) {
+        ZStream::fillZeros(count);
+        return;
+    }
+    // The longer file reads as zeros there.
+    if (count > std::numeric_limits<int64>::max() - position_ || !file_.truncate(position_ + count))
+        fail();
+    position_ += count;
+}
+
 int64 ZFileStream::size() {
     const int64 length = file_.size();
     if (length < 0)

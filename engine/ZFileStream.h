@@ -19,6 +19,7 @@ public:
     uint64 read(void* buffer, uint32 count) override;
     uint64 write(const void* buffer, uint32 count) override;
     uint64 fill(uint8 value, uint32 count) override;
+    void fillZeros(int64 count) override;
     int64 size() override;
 
     /// Sets the length. A longer stream keeps its position; a shorter or equal one stands at its

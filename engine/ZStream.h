@@ -29,6 +29,10 @@ public:
     /// Writes `count` copies of `value` at the position. Returns the bytes written.
     virtual uint64 fill(uint8 value, uint32 count) = 0;
 
+    /// Writes `count` zero bytes at the position, of any number. A stream that can makes them a
+    /// hole, in one step.
+    virtual void fillZeros(int64 count);
+
     /// Current length in bytes.
     virtual int64 size() = 0;
 
@@ -38,5 +42,14 @@ public:
     /// Says how many bytes the stream will probably hold. Only a hint.
     virtual void reserve(int64 capacity) { static_cast<void>(capacity); }
 };
+
+inline void ZStream::fillZeros(int64 count) {
+    constexpr uint32 kPiece = 1U << 30;
+    while (count > 0) {
+        const uint32 piece = count < kPiece ? static_cast<uint32>(count) : kPiece;
+        fill(0, piece);
+        count -= piece;
+    }
+}
 
 } // namespace kova

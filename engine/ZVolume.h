@@ -24,9 +24,14 @@ struct ScanOptions {
     bool unsetDates = false;
     /// NTFS: what a file's record says in full. Off, an attribute that begins in the base record
     /// ends there even if extension records continue it, the first stream found stands for the
-    /// unnamed one, the length of a sparse run is cut to 32 bits, and a file whose run list has
-    /// gaps counts as extracted; each can give a file that is not what was deleted.
+    /// unnamed one, the length of a sparse run is cut to 32 bits, and a file counts as extracted
+    /// whose run list has gaps, which ends beyond the device, or whose clusters are all in use;
+    /// each can give a file that is not what was deleted. Compressed files are then failures, a
+    /// folder's record stands for every folder that ever had it, and damage to what only some files
+    /// need ends the whole volume.
     bool wholeFiles = false;
+    /// NTFS: the named streams of files and folders are listed beside them, as "file_stream".
+    bool streams = false;
 
     /// FAT: a long name ends at its first 0, which keeps what pads names of 248 to 254 characters
     /// out of them; and the root directory is walked even where the FAT's first entry, which says

@@ -75,6 +75,12 @@ kova::uint64 OutputStream::fill(kova::uint8 value, kova::uint32 count) {
     return count;
 }
 
+void OutputStream::fillZeros(kova::int64 count) {
+    // One step at the end of a file, however many; elsewhere it fills, by pieces.
+    writing([this, count] { ZFileStream::fillZeros(count); });
+    writtenEnd_ = std::max(writtenEnd_, seek(0, 1));
+}
+
 void OutputStream::resize(kova::int64 newSize) {
     writing([this, newSize] { ZFileStream::resize(newSize); });
 }

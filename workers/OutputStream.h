@@ -16,6 +16,7 @@ public:
 
     kova::uint64 write(const void* buffer, kova::uint32 count) override;
     kova::uint64 fill(kova::uint8 value, kova::uint32 count) override;
+    void fillZeros(kova::int64 count) override;
     void resize(kova::int64 newSize) override;
 
     /// Whether writing has failed. `file().failure()` tells why.

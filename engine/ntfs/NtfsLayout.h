@@ -91,6 +91,7 @@ struct RecordHeader {
 
     static constexpr uint16 kInUse = 0x0001;
     static constexpr uint16 kDirectory = 0x0002;
+    static constexpr uint16 kViewIndex = 0x0008; ///< One of the volume's own indexes.
     /// Each stride's last two bytes are replaced by a fixup, whatever the sector size.
     static constexpr std::size_t kFixupStride = 512;
 };
@@ -179,8 +180,6 @@ private:
 struct StandardInformation {
     static constexpr std::size_t kSize = 72;
     static constexpr uint32 kDirectory = 0x10000000; ///< In `fileAttributes`.
-    /// The same: part of the content has to be fetched from a service.
-    static constexpr uint32 kRecallOnDataAccess = 0x00400000;
 
     int64 creationTime = 0;     ///< 0x00, u64
     int64 modificationTime = 0; ///< 0x08, u64

@@ -11,8 +11,6 @@ namespace kova {
 
 namespace {
 
-/// A hole is handed on in pieces of this size where its whole length counts.
-constexpr uint32 kHolePiece = 1U << 30;
 /// Most bytes to be read in one request: large clusters are read in fewer.
 constexpr uint32 kLargestRequest = 1U << 22;
 /// All that the low byte of an attribute's flags may be for it to be read.
@@ -54,16 +52,8 @@ private:
     void skip(int64 clusters) {
         flush();
         const int64 most = left() / bytesPerCluster_;
-        int64 bytes = clusters > most ? left() : clusters * bytesPerCluster_;
-        if (!volume_.scanOptions().wholeFiles) {
-            written_ += static_cast<int64>(out_.fill(0, static_cast<uint32>(bytes)));
-            return;
-        }
-        while (bytes > 0) {
-            const auto piece = static_cast<uint32>(std::min<int64>(bytes, kHolePiece));
-            written_ += static_cast<int64>(out_.fill(0, piece));
-            bytes -= piece;
-        }
+        const int64 bytes = clusters > most ? left() : clusters * bytesPerCluster_;
+        written_ += static_cast<int64>(out_.fill(0, static_cast<uint32>(bytes)));
     }
 
     void read(int64 lcn, int64 clusters) {

@@ -1,74 +1,19 @@
 #include "engine/ntfs/ZDatarun.h"
 
+#include "engine/ntfs/MappingPairs.h"
+
 #include <algorithm>
 #include <cstddef>
-#include <limits>
+#include <functional>
+#include <numeric>
 #include <optional>
-#include <span>
+#include <queue>
 
 namespace kova {
 
 namespace {
 
 using RunList = std::vector<ZDatarun>;
-
-int64 addChecked(int64 a, int64 b) {
-    int64 sum = 0;
-    if (__builtin_add_overflow(a, b, &sum))
-        throw ZDatarun::ECorruptAttribute{};
-    return sum;
-}
-
-/// A little-endian two's-complement integer of any width. One that does not fit is corrupt.
-int64 signedInteger(std::span<const uint8> bytes) {
-    const uint8 sign = (bytes.back() & 0x80) != 0 ? 0xFF : 0x00;
-    uint64 value = 0;
-    for (std::size_t i = 0; i < sizeof(value); ++i)
-        value |= static_cast<uint64>(i < bytes.size() ? bytes[i] : sign) << (8 * i);
-    const bool negative = static_cast<int64>(value) < 0;
-    const auto beyond =
-        bytes.size() > sizeof(value) ? bytes.subspan(sizeof(value)) : bytes.first(0);
-    const bool fits =
-        std::all_of(beyond.begin(), beyond.end(), [sign](uint8 byte) { return byte == sign; });
-    if (!fits || negative != (sign != 0))
-        throw ZDatarun::ECorruptAttribute{};
-    return static_cast<int64>(value);
-}
-
-/// Decodes the pairs themselves, up to the terminating 0 byte; returns the VCN they end at.
-int64 decodePairs(std::span<const uint8> pairs, int64 vcn, RunList& out) {
-    int64 lcn = 0;
-    std::size_t at = 0;
-    const auto check = [&pairs](std::size_t end) {
-        if (end >= pairs.size()) // The 0 byte must follow inside the attribute.
-            throw ZDatarun::ECorruptAttribute{};
-    };
-    check(at);
-    while (pairs[at] != 0) {
-        const std::size_t lengthBytes = pairs[at] & 0x0F;
-        const std::size_t offsetBytes = pairs[at] >> 4;
-        if (lengthBytes == 0)
-            throw ZDatarun::ECorruptAttribute{};
-        check(at + 1 + lengthBytes + offsetBytes);
-        ZDatarun run;
-        run.vcn = vcn;
-        run.length = signedInteger(pairs.subspan(at + 1, lengthBytes));
-        if (run.length < 0)
-            throw ZDatarun::ECorruptAttribute{};
-        vcn = addChecked(vcn, run.length);
-        run.lcn = ZDatarun::Hole;
-        if (offsetBytes != 0) {
-            lcn = addChecked(lcn, signedInteger(pairs.subspan(at + 1 + lengthBytes, offsetBytes)));
-            if (lcn < ZDatarun::Hole)
-                throw ZDatarun::ECorruptAttribute{};
-            addChecked(lcn, run.length); // Its last cluster has a number, too.
-            run.lcn = lcn;
-        }
-        out.push_back(run);
-        at += 1 + lengthBytes + offsetBytes;
-    }
-    return vcn;
-}
 
 /// Whether `second` continues `first`, so that one run can stand for both.
 bool mergeable(const ZDatarun& first, const ZDatarun& second) {
@@ -157,15 +102,13 @@ bool ZDatarun::decode(uint32 bytesPerCluster, const ntfs::AttributeHeader& attri
                       RunList* mergeInto) {
     if (attribute.isMissing() || attribute.isResident() || attribute.firstVcn() < 0)
         return false;
-    const auto bytes = attribute.bytes();
-    if (attribute.runsOffset() > bytes.size())
-        throw ECorruptAttribute{};
-
+    MappingPairs pairs(attribute);
     out.clear();
-    int64 vcn = attribute.firstVcn();
-    if (vcn > 0)
-        out.push_back({0, NotMapped, vcn});
-    vcn = decodePairs(bytes.subspan(attribute.runsOffset()), vcn, out);
+    if (attribute.firstVcn() > 0)
+        out.push_back({0, NotMapped, attribute.firstVcn()});
+    for (ZDatarun run; pairs.next(run);)
+        out.push_back(run);
+    int64 vcn = pairs.vcn();
 
     const int64 last = attribute.lastVcn();
     if (last != 0 && vcn - 1 != last)
@@ -244,6 +187,37 @@ void ZDatarun::merge(RunList& destination, const RunList& source) {
         throw EUnknownError{};
     if (attributeEnd)
         extendTo(destination, *attributeEnd);
+}
+
+void ZDatarun::putInOrder(RunList& runs) {
+    std::erase_if(runs, [](const ZDatarun& run) { return run.length <= 0; });
+    // Of the runs that have begun and not ended, the one that stood first counts.
+    std::vector<std::size_t> byBegin(runs.size());
+    std::iota(byBegin.begin(), byBegin.end(), std::size_t{0});
+    std::stable_sort(byBegin.begin(), byBegin.end(),
+                     [&runs](std::size_t a, std::size_t b) { return runs[a].vcn < runs[b].vcn; });
+    std::priority_queue<std::size_t, std::vector<std::size_t>, std::greater<>> open;
+    RunList ordered;
+    std::size_t next = 0;
+    int64 vcn = 0;
+    while (next < byBegin.size() || !open.empty()) {
+        while (!open.empty() && runs[open.top()].endVcn() <= vcn)
+            open.pop();
+        if (open.empty()) {
+            if (next == byBegin.size())
+                break;
+            vcn = runs[byBegin[next]].vcn;
+        }
+        while (next < byBegin.size() && runs[byBegin[next]].vcn <= vcn)
+            open.push(byBegin[next++]);
+        const ZDatarun& run = runs[open.top()];
+        const int64 end =
+            next < byBegin.size() ? std::min(run.endVcn(), runs[byBegin[next]].vcn) : run.endVcn();
+        if (end > vcn)
+            ordered.push_back({vcn, run.lcn < 0 ? run.lcn : run.lcn + (vcn - run.vcn), end - vcn});
+        vcn = std::max(vcn, end);
+    }
+    runs = std::move(ordered);
 }
 
 int64 ZDatarun::vcnToLcn(const RunList& runs, int64 vcn) {

@@ -42,6 +42,10 @@ struct ZDatarun {
     /// `EInvalidArgument` when the source maps nothing or what is mapped already.
     static void merge(std::vector<ZDatarun>& destination, const std::vector<ZDatarun>& source);
 
+    /// Puts a run list in the order of its VCNs, without overlaps: each cluster keeps the answer
+    /// that `vcnToLcn` gives for it. Runs that cover nothing go.
+    static void putInOrder(std::vector<ZDatarun>& runs);
+
     /// The LCN of a VCN; a marker where it has none, `NotFound` where no run covers it.
     static int64 vcnToLcn(const std::vector<ZDatarun>& runs, int64 vcn);
 };

@@ -1,11 +1,11 @@
 #pragma once
 
 #include "engine/ntfs/NtfsLayout.h"
+#include "engine/ntfs/NtfsStream.h"
 #include "engine/ntfs/ZAttribute.h"
 #include "engine/types.h"
 
 #include <deque>
-#include <functional>
 #include <list>
 #include <string>
 #include <unordered_map>
@@ -35,17 +35,38 @@ public:
     /// null when there is none. Owned by the record.
     ZAttribute* findAttribute(uint32 type, uint32 index = 0, const std::wstring* name = nullptr);
 
-    /// The attribute that holds the file's content: the first $DATA, or, with the option
-    /// `wholeFiles`, the unnamed one with all its extents. Null when there is none.
-    ZAttribute* findData();
+    /// By today's rules (see `ScanOptions::wholeFiles`), for which attributes are looked up as
+    /// they are asked for and damage costs what it hit.
+    ///
+    /// Describes the stream of this type and name; false when the records never tell of one. The
+    /// value of a resident one is valid until the next call of this group.
+    bool findStream(uint32 type, const std::wstring& name, NtfsStream& out);
 
-    /// Adds to `attribute`, which begins in the base record, the extents that extension records
-    /// hold. `found`, if set, is called after each.
-    void completeExtents(ZAttribute& attribute,
-                         const std::function<void(const ZAttribute::Part&)>& found = {});
+    /// Names of the streams beside the file's content, each once.
+    std::vector<std::wstring> streamNames();
+
+    /// What stands behind the content, a tag of 0 when nothing does.
+    ntfs::ReparsePoint reparsePoint();
+
+    /// The extent of an attribute that begins at `firstVcn`, in this record or in the extension
+    /// record `record`; missing when it is not there. Valid until the next call of this group.
+    ntfs::AttributeHeader extentHeader(int64 record, uint32 type, const std::wstring& name,
+                                       int64 firstVcn);
+
+    /// The size that came with the file's name, often older than the file.
+    [[nodiscard]] int64 sizeByName() const { return sizeByName_; }
+
+    /// The sequence number that the chosen name gives its folder.
+    [[nodiscard]] uint16 parentSequence() const { return parentSequence_; }
+
+    /// The sequence number of this record.
+    [[nodiscard]] uint16 sequence() const;
 
     /// Whether the record is in use; false: its file was deleted.
     [[nodiscard]] bool isInUse() const;
+
+    /// Whether it is one of the volume's own indexes, which have no content.
+    [[nodiscard]] bool isViewIndex() const;
 
     /// Whether it is a directory; false also without standard information.
     [[nodiscard]] bool isDirectory();
@@ -68,9 +89,15 @@ private:
     /// Fills `found` from an extension record; false when it has no such attribute.
     bool findInExtension(const ntfs::RecordBuffer& record, uint32 type, uint32 index,
                          const std::wstring* name, ZAttribute::Part& found) const;
-    [[nodiscard]] bool isExtensionOfThis(const ntfs::RecordBuffer& record) const;
     bool takeName(ZAttribute& attribute, bool posix);
     bool chooseName(bool posix);
+    void chooseNameToday();
+    bool considerName(std::span<const uint8> bytes);
+    bool loadListToday();
+    const ntfs::RecordBuffer* extensionToday(int64 number);
+    template <typename Visit>
+    void visitListed(uint32 type, Visit visit);
+    [[nodiscard]] bool isToday() const;
     [[nodiscard]] uint16 flags() const;
 
     ZNtfsVolume* volume_;
@@ -82,6 +109,14 @@ private:
     std::vector<uint8> attributeList_;
     std::wstring name_;
     int64 parentRef_ = -1;
+    uint16 parentSequence_ = 0;
+    int64 sizeByName_ = 0;
+    bool nameIsChosen_ = false;
+    bool listIsLoaded_ = false;
+    /// By today's rules, the one extension record that is kept.
+    int64 extensionNumber_ = -1;
+    ntfs::RecordBuffer extension_;
+    bool extensionIsOurs_ = false;
 };
 
 } // namespace kova

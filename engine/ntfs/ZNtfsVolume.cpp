@@ -1,11 +1,14 @@
 #include "engine/ntfs/ZNtfsVolume.h"
 
 #include "engine/ZMemoryStream.h"
+#include "engine/ntfs/ContentReader.h"
+#include "engine/ntfs/RunWalk.h"
 #include "engine/ntfs/ZAttribute.h"
 #include "engine/ntfs/ZMftRecord.h"
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <utility>
 
@@ -19,12 +22,33 @@ using ntfs::RecordHeader;
 constexpr int64 kLargestFile = int64{25} << 32;
 /// The walk over the records takes this share of the progress.
 constexpr double kWalkShare = 0.7;
+/// Windows makes records of 1 or 4 KiB.
+constexpr uint32 kLargestRecord = 1U << 16;
+/// An MFT in more pieces is none.
+constexpr std::size_t kMostMftRuns = std::size_t{1} << 20;
 /// What a volume may ask to be read beyond twice what it holds.
 constexpr uint64 kSpendingSlack = uint64{64} << 20;
 /// Record numbers are counted in 32 bits.
 constexpr uint64 kMostRecords = std::numeric_limits<uint32>::max();
 /// What is taken for the size of a volume that does not tell.
 constexpr uint64 kUnknownSize = uint64{1} << 44;
+
+/// Fills in all but the size; false when the record has no standard information.
+bool describe(ZMftRecord& record, int64 number, ZFileTreeNode& node) {
+    ntfs::StandardInformation info;
+    if (!record.readStandardInformation(info))
+        return false;
+    node.id = number;
+    node.parentId = record.parentReference();
+    node.name = record.fileName();
+    node.exists = record.isInUse();
+    node.isDirectory = record.isDirectory();
+    node.attributes = info.fileAttributes;
+    node.creationTime = info.creationTime;
+    node.modificationTime = info.modificationTime;
+    node.accessTime = info.accessTime;
+    return true;
+}
 
 } // namespace
 
@@ -33,6 +57,10 @@ bool ZNtfsVolume::init() {
     startSpending();
     loadMft();
     loadVolumeBitmap();
+    const uint64 media = this->media()->sizeBytes();
+    if (scanOptions().wholeFiles && media != 0 &&
+        bootSector_.totalSectors > media / bootSector_.bytesPerSector)
+        addNote(VolumeNote::EndsEarly);
     return true;
 }
 
@@ -58,8 +86,16 @@ void ZNtfsVolume::useGeometry(const ntfs::BootSector& boot) {
         fail();
     bytesPerCluster_ = static_cast<uint32>(clusterBytes);
     recordSize_ = bootSector_.recordBytes(bytesPerCluster_);
-    if (recordSize_ == 0 || recordSize_ % bytesPerSector != 0 || recordSize_ > bytesPerCluster_)
+    if (recordSize_ == 0 || recordSize_ % bytesPerSector != 0)
         fail();
+    if (scanOptions().wholeFiles) {
+        const bool isWhole = recordSize_ <= bytesPerCluster_ || recordSize_ % bytesPerCluster_ == 0;
+        if (recordSize_ > kLargestRecord || !isWhole)
+            fail();
+    } else if (recordSize_ > bytesPerCluster_) {
+        fail();
+    }
+    mftLcn_ = bootSector_.mftLcn;
     sectorsPerRecord_ = recordSize_ / bytesPerSector;
     recordsPerCluster_ = bytesPerCluster_ / recordSize_;
     totalClusters_ = bootSector_.totalSectors / bootSector_.clusterSectors();
@@ -74,10 +110,22 @@ void ZNtfsVolume::startSpending() {
     leftToSpend_ = 2 * heldBytes() + kSpendingSlack;
 }
 
-void ZNtfsVolume::spend(uint64 bytes) {
+bool ZNtfsVolume::trySpend(uint64 bytes) {
     if (bytes > leftToSpend_)
-        fail();
+        return false;
     leftToSpend_ -= bytes;
+    return true;
+}
+
+void ZNtfsVolume::spend(uint64 bytes) {
+    if (!trySpend(bytes))
+        fail();
+}
+
+bool ZNtfsVolume::usesRunList(int64 number) const {
+    if (scanOptions().wholeFiles)
+        return !mftRuns_.empty();
+    return (number & static_cast<int64>(ntfs::kRecordNumberMask)) >= ntfs::kFirstMappedRecord;
 }
 
 void ZNtfsVolume::loadMft() {
@@ -85,68 +133,130 @@ void ZNtfsVolume::loadMft() {
     // is the bound for the extension records that its own attribute list names.
     const uint64 mostRecords = heldBytes() / recordSize_;
     recordCount_ = static_cast<uint32>(std::min<uint64>(mostRecords, kMostRecords));
+    if (!scanOptions().wholeFiles) {
+        loadMftClassic();
+        return;
+    }
+    if (loadMftFrom(bootSector_.mftLcn))
+        return;
+    if (!loadMftFrom(bootSector_.mftMirrorLcn))
+        fail();
+    addNote(VolumeNote::MftMirror);
+}
+
+void ZNtfsVolume::loadMftClassic() {
+    const uint32 mostRecords = recordCount_;
     ZMftRecord record(this, ntfs::kMftRecord);
     ZAttribute* data = record.findAttribute(ntfs::kData);
-    if (data == nullptr)
-        fail();
-    mftRuns_.clear();
-    std::vector<ZDatarun> runs;
-    const auto addRuns = [&](const ZAttribute::Part& part) {
-        ZDatarun::decode(bytesPerCluster_, part.header, runs, &mftRuns_);
-    };
-    if (scanOptions().wholeFiles && !data->isResident()) {
-        // Extension records are themselves found through the runs known so far. A further
-        // extent that does not fit costs the records in it, not the volume.
-        addRuns(data->part(0));
-        try {
-            record.completeExtents(*data, addRuns);
-        } catch (...) { // NOLINT(bugprone-empty-catch): what was merged until here is used
-        }
-    }
     ZAttribute* bitmap = record.findAttribute(ntfs::kBitmap);
-    if (bitmap == nullptr)
+    if (data == nullptr || bitmap == nullptr)
         fail();
     const auto described = static_cast<uint32>(static_cast<uint64>(data->dataSize()) / recordSize_);
-    recordCount_ = static_cast<uint32>(std::min<uint64>(described, mostRecords));
-    if (mftRuns_.empty()) {
-        for (std::size_t i = 0; i < data->partCount(); ++i)
-            addRuns(data->part(i));
-    }
-    mftRunsInOrder_ = std::adjacent_find(mftRuns_.begin(), mftRuns_.end(),
-                                         [](const ZDatarun& a, const ZDatarun& b) {
-                                             return a.length < 0 || a.endVcn() > b.vcn;
-                                         }) == mftRuns_.end();
+    recordCount_ = std::min(described, mostRecords);
+    mftRuns_.clear();
+    std::vector<ZDatarun> runs;
+    for (std::size_t i = 0; i < data->partCount(); ++i)
+        ZDatarun::decode(bytesPerCluster_, data->part(i).header, runs, &mftRuns_);
+    ZDatarun::putInOrder(mftRuns_);
 
     ZMemoryStream content;
     bitmap->readTo(content, recordCount_ / 8 + 1);
     mftBitmap_ = std::move(content.bytes());
 }
 
-void ZNtfsVolume::loadVolumeBitmap() {
-    ZMftRecord record(this, ntfs::kVolumeBitmapRecord);
-    ZAttribute* data = record.findAttribute(ntfs::kData);
-    if (data == nullptr)
-        fail();
-    const uint64 clusters = std::min(totalClusters_, heldBytes() / bytesPerCluster_);
+/// Loads the MFT by its own record, which lies in cluster `lcn`; false when that is of no use.
+bool ZNtfsVolume::loadMftFrom(uint64 lcn) {
+    const uint32 mostRecords = recordCount_;
+    mftLcn_ = lcn;
+    mftRuns_.clear();
+    try {
+        ZMftRecord record(this, ntfs::kMftRecord);
+        NtfsStream data;
+        if (!record.findStream(ntfs::kData, {}, data) || !data.isKnown || data.isResident)
+            return false;
+        data.size = static_cast<int64>(std::min(static_cast<uint64>(data.size), heldBytes()));
+        // Extension records are themselves found through the runs so far.
+        RunWalk walk(record, data, clustersOf(data));
+        for (ZDatarun run; mftRuns_.size() < kMostMftRuns && walk.next(run);) {
+            if (run.lcn >= 0)
+                mftRuns_.push_back(run);
+        }
+        const uint64 described = static_cast<uint64>(data.size) / recordSize_;
+        if (mftRuns_.empty() || described == 0)
+            return false;
+        recordCount_ = static_cast<uint32>(std::min<uint64>(described, mostRecords));
+        loadMftBitmap(record);
+        return true;
+    } catch (int) {
+        return false;
+    }
+}
+
+void ZNtfsVolume::loadMftBitmap(ZMftRecord& record) {
+    const std::size_t needed = recordCount_ / 8 + 1;
+    NtfsStream bitmap;
     ZMemoryStream content;
-    data->readTo(content, static_cast<int64>(clusters / 8 + sizeof(uint64)));
-    volumeBitmap_ = std::move(content.bytes());
+    if (record.findStream(ntfs::kBitmap, {}, bitmap) && bitmap.isKnown) {
+        const auto report =
+            ContentReader(*this, record, bitmap).read(content, static_cast<int64>(needed));
+        bitmapHasGaps_ =
+            report.reason != ExtractReport::Reason::None || report.unreadableBytes != 0;
+    } else {
+        bitmapHasGaps_ = true;
+        content.fill(0, static_cast<uint32>(needed));
+    }
+    mftBitmap_ = std::move(content.bytes());
+}
+
+void ZNtfsVolume::loadVolumeBitmap() {
+    const uint64 clusters = std::min(totalClusters_, heldBytes() / bytesPerCluster_);
+    const auto most = static_cast<int64>(clusters / 8 + sizeof(uint64));
+    ZMemoryStream content;
+    if (!scanOptions().wholeFiles) {
+        ZMftRecord record(this, ntfs::kVolumeBitmapRecord);
+        ZAttribute* data = record.findAttribute(ntfs::kData);
+        if (data == nullptr)
+            fail();
+        data->readTo(content, most);
+        volumeBitmap_ = VolumeBitmap(std::move(content.bytes()));
+        return;
+    }
+    // Nothing but the states of files needs it.
+    try {
+        ZMftRecord record(this, ntfs::kVolumeBitmapRecord);
+        NtfsStream data;
+        if (record.findStream(ntfs::kData, {}, data) && data.isKnown) {
+            const auto report = ContentReader(*this, record, data).read(content, most);
+            VolumeBitmap bitmap(std::move(content.bytes()));
+            if (report.reason == ExtractReport::Reason::None && report.unreadableBytes == 0 &&
+                bitmap.clusters() >= clusters) {
+                volumeBitmap_ = std::move(bitmap);
+                return;
+            }
+        }
+    } catch (int) { // NOLINT(bugprone-empty-catch): the same as a bitmap with gaps
+    }
+    addNote(VolumeNote::NoVolumeBitmap);
 }
 
 int64 ZNtfsVolume::lcnOfMft(int64 vcn) const {
-    if (!mftRunsInOrder_)
-        return ZDatarun::vcnToLcn(mftRuns_, vcn);
     const auto after = std::upper_bound(mftRuns_.begin(), mftRuns_.end(), vcn,
                                         [](int64 v, const ZDatarun& run) { return v < run.vcn; });
-    // Runs of length 0 may share their VCN with the run that covers it.
-    for (auto run = after; run != mftRuns_.begin();) {
-        --run;
-        if (vcn - run->vcn < run->length)
-            return run->lcn < 0 ? run->lcn : run->lcn + (vcn - run->vcn);
-        if (run->vcn < vcn)
-            break;
-    }
-    return ZDatarun::NotFound;
+    if (after == mftRuns_.begin())
+        return ZDatarun::NotFound;
+    const ZDatarun& run = *std::prev(after);
+    if (vcn - run.vcn >= run.length)
+        return ZDatarun::NotFound;
+    return run.lcn < 0 ? run.lcn : run.lcn + (vcn - run.vcn);
+}
+
+/// The cluster of the MFT's virtual one; one that has none is the generic failure.
+int64 ZNtfsVolume::lcnOfMft(int64 vcn, bool viaRunList) const {
+    const int64 lcn =
+        viaRunList ? lcnOfMft(vcn) : static_cast<int64>(mftLcn_ + static_cast<uint64>(vcn));
+    if (lcn < 0 || lcn > std::numeric_limits<int64>::max() / bytesPerCluster_)
+        fail();
+    return lcn;
 }
 
 bool ZNtfsVolume::applyFixups(ntfs::RecordBuffer& record) {
@@ -172,18 +282,30 @@ bool ZNtfsVolume::readMftRecord(int64 number, ntfs::RecordBuffer& buffer, bool v
     if (number < 0)
         fail();
     const uint64 index = static_cast<uint64>(number) & ntfs::kRecordNumberMask;
-    const auto vcn = static_cast<int64>(index / recordsPerCluster_);
-    const uint64 inCluster = index % recordsPerCluster_;
-    const int64 lcn = viaRunList
-                          ? lcnOfMft(vcn)
-                          : static_cast<int64>(bootSector_.mftLcn + static_cast<uint64>(vcn));
-    if (lcn < 0 || lcn > std::numeric_limits<int64>::max() / bytesPerCluster_)
-        fail();
     buffer.resize(recordSize_);
+    if (recordsPerCluster_ == 0) {
+        readAcrossClusters(index, buffer, viaRunList);
+        return applyFixups(buffer);
+    }
+    const int64 lcn = lcnOfMft(static_cast<int64>(index / recordsPerCluster_), viaRunList);
     readSectors(static_cast<uint64>(lcn) * bootSector_.clusterSectors() +
-                    inCluster * sectorsPerRecord_,
+                    index % recordsPerCluster_ * sectorsPerRecord_,
                 sectorsPerRecord_, bootSector_.bytesPerSector, buffer.data());
     return applyFixups(buffer);
+}
+
+/// Reads a record that is larger than a cluster; its clusters need not lie side by side.
+void ZNtfsVolume::readAcrossClusters(uint64 index, ntfs::RecordBuffer& buffer, bool viaRunList) {
+    const uint32 clusters = recordSize_ / bytesPerCluster_;
+    const auto first = static_cast<int64>(index * clusters);
+    for (uint32 done = 0; done < clusters;) {
+        const int64 lcn = lcnOfMft(first + done, viaRunList);
+        uint32 count = 1;
+        while (done + count < clusters && lcnOfMft(first + done + count, viaRunList) == lcn + count)
+            ++count;
+        readClusters(lcn, count, buffer.data() + std::size_t{done} * bytesPerCluster_);
+        done += count;
+    }
 }
 
 void ZNtfsVolume::readClusters(int64 lcn, uint32 count, std::vector<uint8>& buffer) {
@@ -207,34 +329,125 @@ bool ZNtfsVolume::isAllocated(uint32 number) const {
 
 bool ZNtfsVolume::processRecord(ZFileTree& tree, int64 number, bool onlyDirectories) {
     try {
-        ZMftRecord record(this, number);
-        ntfs::StandardInformation info;
-        if (!record.readStandardInformation(info))
+        return scanOptions().wholeFiles ? processToday(tree, number, onlyDirectories)
+                                        : processClassic(tree, number, onlyDirectories);
+    } catch (...) {
+        return false;
+    }
+}
+
+bool ZNtfsVolume::processClassic(ZFileTree& tree, int64 number, bool onlyDirectories) {
+    ZMftRecord record(this, number);
+    ZFileTreeNode node;
+    if (!describe(record, number, node))
+        return false;
+    if (!node.isDirectory) {
+        if (onlyDirectories)
             return false;
-        ZFileTreeNode node;
-        node.id = number;
-        node.parentId = record.parentReference();
-        node.name = record.fileName();
-        node.exists = record.isInUse();
-        node.isDirectory = record.isDirectory();
-        node.attributes = info.fileAttributes;
-        node.creationTime = info.creationTime;
-        node.modificationTime = info.modificationTime;
-        node.accessTime = info.accessTime;
-        if (!node.isDirectory) {
-            if (onlyDirectories)
-                return false;
-            const ZAttribute* data = record.findData();
-            if (data == nullptr)
-                return false;
-            node.size = data->dataSize();
-        }
-        if (node.name.empty() || node.size < 0 || node.size > kLargestFile)
+        const ZAttribute* data = record.findAttribute(ntfs::kData);
+        if (data == nullptr)
+            return false;
+        node.size = data->dataSize();
+    }
+    if (node.name.empty() || node.size < 0 || node.size > kLargestFile)
+        return false;
+    tree.insert(std::move(node));
+    return true;
+}
+
+bool ZNtfsVolume::processToday(ZFileTree& tree, int64 number, bool onlyDirectories) {
+    ZMftRecord record(this, number);
+    ZFileTreeNode node;
+    if (!describe(record, number, node))
+        return false;
+    if (node.name.empty())
+        return false;
+    if (onlyDirectories) {
+        if (!node.isDirectory)
+            return false;
+        separateStrangers(tree, number, record.sequence(), node.exists);
+        if (tree.childIds(number).empty())
             return false;
         tree.insert(std::move(node));
         return true;
-    } catch (...) {
+    }
+    if (bitmapHasGaps_ && node.exists)
         return false;
+    if (!node.isDirectory && !describeFile(record, node))
+        return false;
+    if (walk_) {
+        const auto low = static_cast<uint32>(number);
+        walk_->references.push_back({low, record.parentSequence()});
+        if (node.isDirectory)
+            walk_->folders.push_back({low, record.sequence(), node.exists});
+    }
+    if (scanOptions().streams)
+        insertStreams(tree, record, node);
+    tree.insert(std::move(node));
+    return true;
+}
+
+/// Gives a file its size, and keeps its state. False when it never had content, or too much.
+bool ZNtfsVolume::describeFile(ZMftRecord& record, ZFileTreeNode& node) {
+    NtfsStream data;
+    const bool isTold = record.findStream(ntfs::kData, {}, data);
+    const bool hadContent = record.sizeByName() > 0 || !record.streamNames().empty();
+    if (!isTold && (!hadContent || record.isViewIndex()))
+        return false;
+    node.size = data.isKnown ? data.size : std::clamp<int64>(record.sizeByName(), 0, kLargestFile);
+    if (node.size > kLargestFile)
+        return false;
+    // Extension records are read again for those who ask.
+    if (walk_ && data.extents.size() <= 1 &&
+        (data.extents.empty() || data.extents.front().record == node.id)) {
+        const FileState state = stateOf(record, data);
+        if (state.kind != FileState::Kind::Unknown && state.kind != FileState::Kind::Unreadable)
+            states_.add(static_cast<uint32>(node.id), state);
+    }
+    return true;
+}
+
+void ZNtfsVolume::insertStreams(ZFileTree& tree, ZMftRecord& record, const ZFileTreeNode& file) {
+    int64 ordinal = 0;
+    for (const std::wstring& name : record.streamNames()) {
+        ++ordinal;
+        NtfsStream stream;
+        if (!record.findStream(ntfs::kData, name, stream) || stream.size > kLargestFile)
+            continue;
+        ZFileTreeNode node = file;
+        node.id = file.id | (ordinal << ntfs::kSequenceShift);
+        node.name = file.name + L'_' + name;
+        node.isDirectory = false;
+        node.size = stream.size;
+        tree.insert(std::move(node));
+    }
+}
+
+/// Takes out of a folder what was in another folder whose record it has now.
+void ZNtfsVolume::separateStrangers(ZFileTree& tree, int64 folder, uint16 sequence, bool inUse) {
+    if (!walk_)
+        return;
+    const std::vector<int64> children = tree.childIds(folder);
+    std::vector<int64> strangers;
+    for (const int64 id : children) {
+        const auto number = static_cast<uint32>(id);
+        const auto found = std::lower_bound(
+            walk_->references.begin(), walk_->references.end(), number,
+            [](const Walk::Reference& a, uint32 record) { return a.record < record; });
+        if (found != walk_->references.end() && found->record == number &&
+            !ntfs::isSameRecord(found->parentSequence, sequence, inUse))
+            strangers.push_back(id);
+    }
+    if (strangers.empty())
+        return;
+    if (strangers.size() == children.size()) {
+        tree.moveChildren(folder, kLostFolder);
+        return;
+    }
+    for (const int64 id : strangers) {
+        ZFileTreeNode node = *tree.find(id);
+        node.parentId = kLostFolder;
+        tree.insert(std::move(node));
     }
 }
 
@@ -243,37 +456,27 @@ ClusterLayout ZNtfsVolume::clusterLayout() const {
 }
 
 bool ZNtfsVolume::isInUse(uint64 index) const {
-    const uint64 byte = index / 8;
-    return byte < volumeBitmap_.size() && ((volumeBitmap_[byte] >> (index % 8)) & 1) != 0;
+    return volumeBitmap_.isInUse(index);
 }
 
 std::vector<ByteRange> ZNtfsVolume::placeOf(const ZFileTreeNode& node) {
     std::vector<ByteRange> place;
     try {
         startSpending();
-        ZMftRecord record(this, node.id);
-        ZAttribute* data = record.findData();
-        if (data == nullptr || data->isResident())
+        ZMftRecord record(this, node.id & static_cast<int64>(ntfs::kRecordNumberMask));
+        NtfsStream stream;
+        if (!findStreamOf(record, node.id, stream) || stream.isResident || stream.isCompressed())
             return {};
-        auto left = static_cast<uint64>(std::max<int64>(data->dataSize(), 0));
-        std::vector<ZDatarun> runs;
-        for (std::size_t i = 0; i < data->partCount() && left > 0; ++i) {
-            const auto& header = data->part(i).header;
-            if ((header.flags() & ntfs::AttributeHeader::kCompressionMask) != 0 ||
-                !ZDatarun::decode(bytesPerCluster_, header, runs))
+        auto left = static_cast<uint64>(stream.size);
+        RunWalk walk(record, stream, clustersOf(stream));
+        for (ZDatarun run; walk.next(run);) {
+            if (run.lcn < 0 || run.lcn > std::numeric_limits<int64>::max() / bytesPerCluster_)
                 return {};
-            for (const ZDatarun& run : runs) {
-                if (run.length == 0 || run.lcn == ZDatarun::NotMapped)
-                    continue;
-                if (run.lcn < 0 || left == 0)
-                    return {};
-                const uint64 bytes =
-                    std::min(left, static_cast<uint64>(run.length) * bytesPerCluster_);
-                place.push_back({static_cast<uint64>(run.lcn) * bytesPerCluster_, bytes});
-                left -= bytes;
-            }
+            const uint64 bytes = std::min(left, static_cast<uint64>(run.length) * bytesPerCluster_);
+            place.push_back({static_cast<uint64>(run.lcn) * bytesPerCluster_, bytes});
+            left -= bytes;
         }
-        return left == 0 ? place : std::vector<ByteRange>{};
+        return place;
     } catch (...) {
         return {};
     }
@@ -281,37 +484,181 @@ std::vector<ByteRange> ZNtfsVolume::placeOf(const ZFileTreeNode& node) {
 
 void ZNtfsVolume::scan(ZFileTree* tree) {
     startSpending();
+    states_.clear();
     tree->rootId = ntfs::kRootRecord;
     media()->setFlags(1, 0);
     if (!setProgress(0.0))
         return;
-    {
-        const ZCustomMedia::ReadWindow window(*media());
-        for (uint32 number = 0; number < recordCount_; ++number) {
-            if (!isAllocated(number))
-                processRecord(*tree, number, false);
-            if (!setProgress(static_cast<double>(number) * kWalkShare / recordCount_))
-                return;
+    const ZCustomMedia::ReadWindow window(*media());
+    walk_.emplace();
+    for (uint32 number = 0; number < recordCount_; ++number) {
+        if (!isAllocated(number))
+            processRecord(*tree, number, false);
+        if (!setProgress(static_cast<double>(number) * kWalkShare / recordCount_)) {
+            walk_.reset();
+            return;
         }
     }
     media()->setFlags(0, 0);
+    for (const Walk::Folder& folder : walk_->folders)
+        separateStrangers(*tree, folder.record, folder.sequence, folder.inUse);
     collectOrphans(*tree, [&](int64 id) { return processRecord(*tree, id, true); });
+    walk_.reset();
     setProgress(1.0);
 }
 
 bool ZNtfsVolume::extract(const ZFileTreeNode& node, ZStream* out) {
+    extractReport_ = {};
     try {
         startSpending();
+        if (scanOptions().wholeFiles)
+            return extractToday(node.id, *out);
         ZMftRecord record(this, node.id);
         if (record.isDirectory())
             return false;
-        ZAttribute* data = record.findData();
+        ZAttribute* data = record.findAttribute(ntfs::kData);
         if (data == nullptr)
             return false;
-        const uint64 written = data->readTo(*out);
-        return !scanOptions().wholeFiles || written == static_cast<uint64>(data->dataSize());
+        data->readTo(*out);
+        return true;
     } catch (...) {
         return false;
+    }
+}
+
+/// Describes the stream that a node's id stands for; false when nothing tells of it.
+bool ZNtfsVolume::findStreamOf(ZMftRecord& record, int64 id, NtfsStream& stream) const {
+    std::wstring name;
+    if (const int64 ordinal = id >> ntfs::kSequenceShift; ordinal > 0) {
+        const auto names = record.streamNames();
+        if (static_cast<uint64>(ordinal) > names.size())
+            return false;
+        name = names[static_cast<std::size_t>(ordinal - 1)];
+    } else if (record.isDirectory()) {
+        return false;
+    }
+    return record.findStream(ntfs::kData, name, stream) && stream.isKnown;
+}
+
+bool ZNtfsVolume::extractToday(int64 id, ZStream& out) {
+    using Reason = ExtractReport::Reason;
+    std::optional<ZMftRecord> record;
+    try {
+        record.emplace(this, id & static_cast<int64>(ntfs::kRecordNumberMask));
+    } catch (int) {
+        setShortfall(Reason::Damaged);
+        return false;
+    }
+    NtfsStream stream;
+    if (!findStreamOf(*record, id, stream)) {
+        setShortfall(Reason::NoData);
+        return false;
+    }
+    if (stream.size > kLargestFile) {
+        setShortfall(Reason::Damaged);
+        return false;
+    }
+    setShortfall(whyElsewhere(*record, stream));
+    if (extractReport_.reason == Reason::None && isOverwritten(*record, stream))
+        setShortfall(Reason::Overwritten);
+    if (extractReport_.reason != Reason::None)
+        return false;
+    extractReport_ = ContentReader(*this, *record, stream).read(out);
+    extractReport_.encrypted = (stream.flags & ntfs::AttributeHeader::kEncrypted) != 0;
+    return extractReport_.reason == Reason::None;
+}
+
+/// Clusters of a stream's content; a compressed one has them in whole units.
+int64 ZNtfsVolume::clustersOf(const NtfsStream& stream) const {
+    const int64 clusters =
+        stream.size / bytesPerCluster_ + (stream.size % bytesPerCluster_ != 0 ? 1 : 0);
+    constexpr uint8 kLargestUnit = 20;
+    if (!stream.isCompressed() || stream.compressionUnit > kLargestUnit)
+        return clusters;
+    const int64 unit = int64{1} << stream.compressionUnit;
+    return (clusters + unit - 1) / unit * unit;
+}
+
+/// Why a file that has holes has its content elsewhere; `None` when its holes are zeros.
+ExtractReport::Reason ZNtfsVolume::whyElsewhere(ZMftRecord& record, const NtfsStream& stream) {
+    using Reason = ExtractReport::Reason;
+    if (stream.isResident || !stream.name.empty() || stream.isCompressed())
+        return Reason::None;
+    bool hasHoles = stream.initializedSize < stream.size;
+    RunWalk walk(record, stream, clustersOf(stream));
+    for (ZDatarun run; !hasHoles && walk.next(run);)
+        hasHoles = run.lcn < 0;
+    if (!hasHoles)
+        return Reason::None;
+    const auto point = record.reparsePoint();
+    if (point.isPacked())
+        return Reason::SystemPacked;
+    return point.isElsewhere() ? Reason::InCloud : Reason::None;
+}
+
+bool ZNtfsVolume::isOverwritten(ZMftRecord& record, const NtfsStream& stream) const {
+    if (stream.isResident || record.isInUse() || volumeBitmap_.clusters() == 0)
+        return false;
+    bool hasClusters = false;
+    RunWalk walk(record, stream, clustersOf(stream));
+    for (ZDatarun run; walk.next(run);) {
+        if (run.lcn < 0)
+            continue;
+        hasClusters = true;
+        const auto length = static_cast<uint64>(run.length);
+        if (volumeBitmap_.countInUse(static_cast<uint64>(run.lcn), length) < length)
+            return false;
+    }
+    return hasClusters;
+}
+
+FileState ZNtfsVolume::stateOf(ZMftRecord& record, const NtfsStream& stream) {
+    if (!stream.isKnown)
+        return {FileState::Kind::Unreadable};
+    if (stream.isResident)
+        return {FileState::Kind::Resident};
+    if (record.isInUse() || volumeBitmap_.clusters() == 0)
+        return {};
+    uint64 clusters = 0;
+    uint64 taken = 0;
+    bool hasHoles = stream.initializedSize < stream.size;
+    const uint64 held = heldBytes() / bytesPerCluster_;
+    RunWalk walk(record, stream, clustersOf(stream));
+    for (ZDatarun run; walk.next(run);) {
+        if (run.lcn < 0) {
+            hasHoles = true;
+            continue;
+        }
+        const auto first = static_cast<uint64>(run.lcn);
+        const auto length = static_cast<uint64>(run.length);
+        if (first > held || length > held - first)
+            return {FileState::Kind::Unreadable};
+        clusters += length;
+        taken += volumeBitmap_.countInUse(first, length);
+    }
+    if (walk.hasGaps())
+        return {FileState::Kind::Unreadable};
+    if (hasHoles && whyElsewhere(record, stream) != ExtractReport::Reason::None)
+        return {FileState::Kind::Unreadable};
+    return FileStates::of(clusters, taken);
+}
+
+FileState ZNtfsVolume::assess(const ZFileTreeNode& node) {
+    if (!scanOptions().wholeFiles || node.isDirectory)
+        return {};
+    FileState state;
+    if (node.id >= 0 && node.id <= std::numeric_limits<uint32>::max() &&
+        states_.find(static_cast<uint32>(node.id), state))
+        return state;
+    try {
+        startSpending();
+        ZMftRecord record(this, node.id & static_cast<int64>(ntfs::kRecordNumberMask));
+        NtfsStream stream;
+        if (!findStreamOf(record, node.id, stream))
+            return {FileState::Kind::Unreadable};
+        return stateOf(record, stream);
+    } catch (int) {
+        return {FileState::Kind::Unreadable};
     }
 }
 

@@ -1,7 +1,10 @@
 #pragma once
 
 #include "engine/ZVolume.h"
+#include "engine/ntfs/FileStates.h"
 #include "engine/ntfs/NtfsLayout.h"
+#include "engine/ntfs/NtfsStream.h"
+#include "engine/ntfs/VolumeBitmap.h"
 #include "engine/ntfs/ZDatarun.h"
 
 #include <optional>
@@ -12,6 +15,10 @@ namespace kova {
 class ZMftRecord;
 
 /// An NTFS volume: finds the file records that are no longer allocated.
+///
+/// The low 48 bits of a node's id are its record number, 0 to 2^48 - 1. Above them stands which of
+/// the record's named streams the node is, counted from 1 in the order of the record; 0 is the file
+/// itself. So no stream's id is that of a record, and all are positive.
 ///
 /// Failures are the thrown `int` 0, or the empty structures of `ZMftRecord`, `ZAttribute` and
 /// `ZDatarun`. `init` lets them pass; a scan skips the record, an extraction returns false.
@@ -30,9 +37,13 @@ public:
     /// answer of the progress callback ends it while the records are walked.
     void scan(ZFileTree* tree) override;
 
-    /// Copies the content of the file whose record number is the node's id. The volume is read
+    /// Copies the content of the file or stream that the node's id names. The volume is read
     /// as it is now: clusters that another file has taken since give that file's bytes.
     bool extract(const ZFileTreeNode& node, ZStream* out) override;
+
+    /// By the volume's bitmap and the file's run list; with the option `wholeFiles` only. Most
+    /// files are answered from what the scan has kept, without reading.
+    [[nodiscard]] FileState assess(const ZFileTreeNode& node) override;
 
     /// The three steps of `init`.
     void readBootSector();
@@ -45,9 +56,7 @@ public:
     virtual bool readMftRecord(int64 number, ntfs::RecordBuffer& buffer, bool viaRunList);
 
     /// Whether a record is found through the run list.
-    [[nodiscard]] static bool needsRunList(int64 number) {
-        return (number & static_cast<int64>(ntfs::kRecordNumberMask)) >= ntfs::kFirstMappedRecord;
-    }
+    [[nodiscard]] bool usesRunList(int64 number) const;
 
     /// Reads `count` clusters from `lcn` on; `buffer` is sized to them.
     void readClusters(int64 lcn, uint32 count, std::vector<uint8>& buffer);
@@ -70,6 +79,11 @@ public:
     /// Accounts for `bytes` read or searched on behalf of what the volume says. A volume that
     /// lets the same clusters or records be asked for over and over is the generic failure.
     void spend(uint64 bytes);
+    /// The same, answering false in place of the failure.
+    [[nodiscard]] bool trySpend(uint64 bytes);
+
+    /// Bytes of the media, or, where it does not tell, more than there are.
+    [[nodiscard]] uint64 heldBytes() const;
 
 protected:
     /// Takes cluster and record sizes from a boot sector; nonsense is the generic failure.
@@ -85,7 +99,26 @@ protected:
 private:
     [[nodiscard]] bool isAllocated(uint32 number) const;
     [[nodiscard]] int64 lcnOfMft(int64 vcn) const;
-    [[nodiscard]] uint64 heldBytes() const;
+    [[nodiscard]] int64 lcnOfMft(int64 vcn, bool viaRunList) const;
+    void readAcrossClusters(uint64 index, ntfs::RecordBuffer& buffer, bool viaRunList);
+
+    void loadMftClassic();
+    bool loadMftFrom(uint64 lcn);
+    void loadMftBitmap(ZMftRecord& record);
+    void loadVolumeBitmapToday();
+
+    bool processClassic(ZFileTree& tree, int64 number, bool onlyDirectories);
+    bool processToday(ZFileTree& tree, int64 number, bool onlyDirectories);
+    bool describeFile(ZMftRecord& record, ZFileTreeNode& node);
+    void insertStreams(ZFileTree& tree, ZMftRecord& record, const ZFileTreeNode& file);
+    void separateStrangers(ZFileTree& tree, int64 folder, uint16 sequence, bool inUse);
+
+    bool findStreamOf(ZMftRecord& record, int64 id, NtfsStream& stream) const;
+    bool extractToday(int64 id, ZStream& out);
+    [[nodiscard]] ExtractReport::Reason whyElsewhere(ZMftRecord& record, const NtfsStream& stream);
+    [[nodiscard]] bool isOverwritten(ZMftRecord& record, const NtfsStream& stream) const;
+    [[nodiscard]] FileState stateOf(ZMftRecord& record, const NtfsStream& stream);
+    [[nodiscard]] int64 clustersOf(const NtfsStream& stream) const;
 
     std::optional<uint64> bootSectorAt_;
     ntfs::BootSector bootSector_;
@@ -95,12 +128,33 @@ private:
     uint32 sectorsPerRecord_ = 0;
     uint32 bytesPerCluster_ = 0;
     std::vector<ZDatarun> mftRuns_;
-    std::vector<uint8> mftBitmap_;    ///< Bit i, least significant first: record i is allocated.
-    std::vector<uint8> volumeBitmap_; ///< Loaded and kept; nothing asks it.
+    std::vector<uint8> mftBitmap_; ///< Bit i, least significant first: record i is allocated.
+    bool bitmapHasGaps_ = false;   ///< What it says is free may not be.
+    VolumeBitmap volumeBitmap_;    ///< Empty when it is not known in full.
 
     uint64 totalClusters_ = 0;
-    bool mftRunsInOrder_ = false;
+    uint64 mftLcn_ = 0; ///< Where records are found without the run list.
     uint64 leftToSpend_ = 0;
+
+    /// Kept from record to record while a scan walks over them.
+    struct Walk {
+        struct Reference {
+            uint32 record;
+            uint16 parentSequence;
+        };
+
+        struct Folder {
+            uint32 record;
+            uint16 sequence;
+            bool inUse;
+        };
+
+        std::vector<Reference> references; ///< In ascending order.
+        std::vector<Folder> folders;
+    };
+
+    std::optional<Walk> walk_;
+    FileStates states_;
 };
 
 } // namespace kova

@@ -11,7 +11,6 @@ END_OF_ATTRIBUTES = 0xFFFFFFFF
 IN_USE, DIRECTORY = 1, 2
 FLAGS_AT = 0x16
 FIRST_ATTRIBUTE_AT = 0x14
-COMPRESSION_UNIT_AT = 0x22  # in a non-resident attribute
 SERIAL_AT, SERIAL_LENGTH = 0x48, 8
 NAME_SPACES = {0: "posix", 1: "win32", 2: "dos", 3: "win32+dos"}
 
@@ -97,14 +96,6 @@ class NtfsImage:
 
     def clear_flag_in_use(self, number):
         self.bytes[self.record_at(number) + FLAGS_AT] &= ~IN_USE & 0xFF
-
-    def set_compression_unit(self, number, unit):
-        """Of the record's first $DATA, which must not be resident."""
-        record, base = self.record(number), self.record_at(number)
-        at, = struct.unpack_from("<H", record, FIRST_ATTRIBUTE_AT)
-        while struct.unpack_from("<I", record, at)[0] != DATA:
-            at += struct.unpack_from("<I", record, at + 4)[0]
-        self.bytes[base + at + COMPRESSION_UNIT_AT] = unit
 
     def set_serial(self, serial):
         """The volume's serial number, in the boot sector and in its copy in the last sector."""

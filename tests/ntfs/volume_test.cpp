@@ -85,7 +85,9 @@ TEST(NtfsScan, RebuildsPathsOfDeletedFiles) {
 
     const ZFileTreeNode* photo = tree.find(26);
     EXPECT_EQ(photo->size, 4);
-    EXPECT_EQ(photo->modificationTime, 1026);
+    EXPECT_EQ(photo->creationTime, 1026);
+    EXPECT_EQ(photo->modificationTime, 1027);
+    EXPECT_EQ(photo->accessTime, 1029);
     EXPECT_EQ(photo->attributes, 0x20U);
     EXPECT_TRUE(tree.find(24)->exists);
     EXPECT_FALSE(tree.find(25)->exists);

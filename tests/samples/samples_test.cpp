@@ -101,7 +101,13 @@ TEST_P(Samples, EveryFileIsFoundAndRecoveredAsTheManifestSays) {
         EXPECT_EQ(sha256({reinterpret_cast<const char*>(content.bytes().data()),
                           static_cast<qsizetype>(content.bytes().size())}),
                   hash);
-        expected.insert(hash);
+        // What other files have been written over comes out, and counts as incomplete.
+        const bool isPartly = volume->assess(node).kind == FileState::Kind::Partly;
+        EXPECT_LE(isPartly, recovery == QLatin1String("other content"));
+        if (isPartly)
+            ++fails;
+        else
+            expected.insert(hash);
         if (recovery == QLatin1String("full")) {
             EXPECT_EQ(hash, file[QStringLiteral("sha256")].toString());
         }

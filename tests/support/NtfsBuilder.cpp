@@ -87,8 +87,8 @@ void RecordBuilder::append(uint32 type, std::vector<uint8> header,
 
 RecordBuilder& RecordBuilder::standardInformation(int64 time, uint32 fileAttributes) {
     std::vector<uint8> value(ntfs::StandardInformation::kSize);
-    for (const unsigned offset : {0x00U, 0x08U, 0x10U, 0x18U})
-        storeLe<int64>(&value[offset], time);
+    for (const unsigned i : {0U, 1U, 2U, 3U})
+        storeLe<int64>(&value[8 * i], time + i);
     storeLe<uint32>(&value[0x20], fileAttributes);
     return resident(ntfs::kStandardInformation, value);
 }
@@ -125,7 +125,8 @@ RecordBuilder& RecordBuilder::nonResident(uint32 type, const std::vector<ZDataru
     header[0x22] = extent.compressionUnit;
     storeLe<int64>(&header[0x28], extent.allocatedSize);
     storeLe<int64>(&header[0x30], extent.dataSize);
-    storeLe<int64>(&header[0x38], extent.dataSize);
+    storeLe<int64>(&header[0x38],
+                   extent.initializedSize < 0 ? extent.dataSize : extent.initializedSize);
     append(type, std::move(header), mappingPairs(runs), extent.name);
     return *this;
 }
@@ -188,7 +189,8 @@ std::vector<uint8> attributeListEntry(uint32 type, uint64 record, int64 firstVcn
 
 NtfsBuilder::NtfsBuilder(Geometry geometry)
     : geometry_(std::move(geometry)), mftExtents_(geometry_.mftExtents),
-      bitmap_(geometry_.recordCount / 8 + 8) {
+      bitmap_(geometry_.recordCount / 8 + 8),
+      volumeBitmap_(std::min(geometry_.clusters / 8 + 8, geometry_.recordSize / 2)) {
     const int64 mftClusters =
         (int64{geometry_.recordCount} * geometry_.recordSize + bytesPerCluster() - 1) /
         bytesPerCluster();
@@ -233,6 +235,14 @@ NtfsBuilder& NtfsBuilder::directory(uint32 number, int64 parent, const std::u16s
         live);
 }
 
+NtfsBuilder& NtfsBuilder::takeClusters(int64 lcn, int64 count) {
+    for (; count > 0; ++lcn, --count) {
+        if (const auto byte = static_cast<std::size_t>(lcn / 8); byte < volumeBitmap_.size())
+            volumeBitmap_[byte] |= static_cast<uint8>(1 << (lcn % 8));
+    }
+    return *this;
+}
+
 NtfsBuilder& NtfsBuilder::putClusters(int64 lcn, const std::vector<uint8>& bytes) {
     std::copy(bytes.begin(), bytes.end(),
               image_.begin() + static_cast<std::ptrdiff_t>(lcn * bytesPerCluster()));
@@ -260,13 +270,15 @@ std::vector<uint8> NtfsBuilder::build() {
     if (!records_.contains(5))
         directory(5, 5, u".", true);
     if (!records_.contains(6)) {
-        const std::vector<uint8> allocation(16, 0xFF);
+        takeClusters(0, 2);
+        for (const auto& [lcn, clusters] : mftExtents_)
+            takeClusters(lcn, clusters);
         put(6,
             newRecord()
                 .flags(1)
                 .standardInformation(6)
                 .fileName(5, u"$Bitmap", 3)
-                .resident(ntfs::kData, allocation),
+                .resident(ntfs::kData, volumeBitmap_),
             true);
     }
     for (uint32 number = 0; number < 16; ++number)

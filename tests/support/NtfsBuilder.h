@@ -16,7 +16,8 @@ public:
         int64 firstVcn = 0;
         int64 lastVcn = -2; ///< -2: as the runs say.
         int64 dataSize = 0;
-        int64 allocatedSize = -1; ///< -1: as the runs say.
+        int64 allocatedSize = -1;   ///< -1: as the runs say.
+        int64 initializedSize = -1; ///< -1: the data size.
         uint16 flags = 0;
         uint8 compressionUnit = 0;
         std::u16string name = {};
@@ -26,6 +27,7 @@ public:
 
     RecordBuilder& flags(uint16 value); ///< 1 in use, 2 directory
     RecordBuilder& base(uint64 reference);
+    /// Created at `time`, written, changed and read a tick later each.
     RecordBuilder& standardInformation(int64 time, uint32 fileAttributes = 0x20);
     RecordBuilder& fileName(int64 parent, const std::u16string& name, uint8 nameSpace = 1);
     RecordBuilder& resident(uint32 type, const std::vector<uint8>& value,
@@ -108,6 +110,9 @@ public:
     NtfsBuilder& directory(uint32 number, int64 parent, const std::u16string& name, bool live);
     NtfsBuilder& putClusters(int64 lcn, const std::vector<uint8>& bytes);
 
+    /// Marks clusters as in use, besides those of the MFT and the boot sector.
+    NtfsBuilder& takeClusters(int64 lcn, int64 count);
+
     /// The volume. Records of the system that were not put are made.
     [[nodiscard]] std::vector<uint8> build();
 
@@ -119,6 +124,7 @@ private:
     int64 firstFreeLcn_ = 0;
     std::map<uint32, std::vector<uint8>> records_;
     std::vector<uint8> bitmap_;
+    std::vector<uint8> volumeBitmap_; ///< Of a volume of very many clusters, its begin.
     std::vector<uint8> image_;
 };
 
