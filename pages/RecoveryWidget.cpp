@@ -111,12 +111,12 @@ void RecoveryWidget::showOutcome(const RecoveryOutcome& outcome) {
             saved.isEmpty() && outcome.files > 0 ? tr("No complete file could be saved") : saved;
     } else {
         const QString reason = reasonForEnd(outcome);
-        line_ = reason.isEmpty() ? tr("Stopped") : sentence(reason);
-        count_ = tr("%1 complete, %2 not recovered")
-                     .arg(outcome.complete)
-                     .arg(outcome.files - outcome.complete);
+        line_ = tr("%1 complete, %2 not recovered")
+                    .arg(outcome.complete)
+                    .arg(outcome.files - outcome.complete);
+        notes += reason.isEmpty() ? tr("Stopped.") : sentence(reason);
         if (!saved.isEmpty())
-            notes += saved;
+            notes += sentence(saved);
     }
     if (outcome.gaveWay > 0)
         notes += tr("%1 there already; the recovered ones got a number in their names")

@@ -115,8 +115,8 @@ TEST_F(RecoveryWidgetTest, CancelClosesThePageOnceTheWorkerHasFinished) {
     page->finished(3, 1);
     page->statusChanged(QStringLiteral("Canceling")); // The second click's answer.
     EXPECT_EQ(label("lblSubtitle"), QStringLiteral("Cancelled"));
-    EXPECT_EQ(label("lblFile"), QStringLiteral("Stopped"));
-    EXPECT_EQ(label("lblCount"), QStringLiteral("1 complete, 2 not recovered"));
+    EXPECT_EQ(label("lblFile"), QStringLiteral("1 complete, 2 not recovered"));
+    EXPECT_EQ(label("lblNotes"), QStringLiteral("Stopped.\n1 complete file saved in /out."));
     EXPECT_EQ(shownResult(), 0);
     EXPECT_EQ(closing.size(), 1);
 
@@ -162,9 +162,9 @@ TEST_F(RecoveryWidgetTest, SaysWhatIsMissingAndFindsRoomForIt) {
                              "half.jpg: other files have been written over 3 of its 9 clusters\n\n"
                              "Encrypted:\n"
                              "secret.doc: encrypted: only who has the key can open it"));
-    EXPECT_EQ(label("lblFile"), QStringLiteral("The output drive is full."));
-    EXPECT_EQ(label("lblCount"), QStringLiteral("2 complete, 7 not recovered"));
-    EXPECT_EQ(label("lblNotes"), QStringLiteral("2 complete files saved in /out"));
+    EXPECT_EQ(label("lblFile"), QStringLiteral("2 complete, 7 not recovered"));
+    EXPECT_EQ(label("lblNotes"),
+              QStringLiteral("The output drive is full.\n2 complete files saved in /out."));
     EXPECT_TRUE(QTest::qWaitFor([&] { return frame.height() > before.height(); }));
     EXPECT_TRUE(child<QPlainTextEdit>("txtFailed")->isVisible());
     EXPECT_TRUE(window.rect().contains(frame.geometry().size().isValid() ? QRect({}, frame.size())

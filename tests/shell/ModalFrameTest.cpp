@@ -84,7 +84,9 @@ TEST_F(ModalFrameTest, ItsContentDecidesWhetherItCloses) {
     emit guarded->modalAllowClose(false);
     EXPECT_FALSE(cross()->isVisible());
     QTest::mouseClick(overlay(), Qt::LeftButton);
-    QTest::keyClick(&window, Qt::Key_Escape);
+    frame->setFocus();
+    ASSERT_NE(window.focusWidget(), nullptr);
+    QTest::keyClick(window.focusWidget(), Qt::Key_Escape);
     EXPECT_FALSE(isGone());
 
     emit guarded->modalAllowClose(true);
