@@ -163,6 +163,15 @@ TEST_F(ScanTest, ClassicLeavesOutWhatNewerSystemsWrite) {
     EXPECT_THAT(scan(builder, {"--list", "--classic"}).lines(), ElementsAre("windows"));
 }
 
+TEST_F(ScanTest, WarnsOfWhatIsMissing) {
+    platform::test::makeFile(image, 16 << 20);
+    platform::test::run("mkfs.exfat '" + image.string() + "'");
+    std::filesystem::resize_file(image, 12 << 20);
+    const Result result = run({"scan", image.string()});
+    EXPECT_EQ(result.code, 0);
+    EXPECT_THAT(result.err, HasSubstr("shorter than its file system"));
+}
+
 TEST_F(ScanTest, AReaderThatHasHadEnoughEndsItQuietly) {
     constexpr int kFiles = 3000;
     NtfsBuilder builder({.recordCount = kFiles + 100, .clusters = 2000});

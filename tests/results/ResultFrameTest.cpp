@@ -207,9 +207,11 @@ TEST_P(SampleResults, ShowsTheTreeAndRecoversAllOfIt) {
 
     std::multiset<QString> wanted;
     int fails = 0;
+    int others = 0; ///< Files in whose place others' content lies.
     for (const QJsonValueConstRef file : std::as_const(files)) {
         const QString recovery = file[QStringLiteral("recovery")].toString();
         fails += recovery == QLatin1String("fails") ? 1 : 0;
+        others += recovery == QLatin1String("other content") ? 1 : 0;
         if (recovery != QLatin1String("not listed") && recovery != QLatin1String("fails"))
             wanted.insert(file[QStringLiteral("recoveredSha256")].toString());
     }
@@ -224,10 +226,9 @@ TEST_P(SampleResults, ShowsTheTreeAndRecoversAllOfIt) {
     }));
     EXPECT_EQ(progressLabel("lblSubtitle"), QStringLiteral("Completed"));
     const auto* missing = progress->findChild<QPlainTextEdit*>(QStringLiteral("txtFailed"));
-    EXPECT_EQ(missing->isVisible(), fails > 0);
-    if (fails > 0) {
-        EXPECT_EQ(missing->blockCount(), fails);
-    }
+    const int named = missing->isVisible() ? missing->blockCount() : 0;
+    EXPECT_GE(named, fails);
+    EXPECT_LE(named, fails + others); // Whether they are others' an engine may not know.
     std::multiset<QString> written = contentsBelow(answer);
     for (const QString& content : wanted) {
         const auto found = written.find(content);

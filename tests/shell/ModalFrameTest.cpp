@@ -81,6 +81,7 @@ TEST_F(ModalFrameTest, ClosesByCrossOverlayEscapeAndWithItsContent) {
 TEST_F(ModalFrameTest, ItsContentDecidesWhetherItCloses) {
     auto* guarded = new Guarded;
     show(guarded);
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window)); // Or no shortcut works.
     emit guarded->modalAllowClose(false);
     EXPECT_FALSE(cross()->isVisible());
     QTest::mouseClick(overlay(), Qt::LeftButton);
