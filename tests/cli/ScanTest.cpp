@@ -56,7 +56,7 @@ TEST_F(ScanTest, JsonTellsEverythingAsItIs) {
         .put(31, file(builder, odd, kTime, 17))
         .put(32, file(builder, u"no time", 0))
         .put(33, file(builder, u"negative", -5))
-        .put(34, file(builder, u"absurd", std::numeric_limits<int64>::max()))
+        .put(34, file(builder, u"absurd", std::numeric_limits<int64>::max() - 3))
         .deletedFile(35, 30, u"inside", "1")
         .deletedFile(36, 50, u"orphan", "2")
         .deletedFile(37, 35, u"in a file", "3");
@@ -78,8 +78,8 @@ TEST_F(ScanTest, JsonTellsEverythingAsItIs) {
                                        {"attributes", 32},
                                        {"size", 17},
                                        {"created", "2021-06-18T13:31:02.1234567Z"},
-                                       {"modified", "2021-06-18T13:31:02.1234567Z"},
-                                       {"accessed", "2021-06-18T13:31:02.1234567Z"}}));
+                                       {"modified", "2021-06-18T13:31:02.1234568Z"},
+                                       {"accessed", "2021-06-18T13:31:02.1234570Z"}}));
     for (std::size_t i = 1; i <= 3; ++i)
         EXPECT_TRUE(objects[i]["created"].isNull()) << paths[i];
     const std::string lost = "Files with unknown path";

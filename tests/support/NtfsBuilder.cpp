@@ -88,7 +88,7 @@ void RecordBuilder::append(uint32 type, std::vector<uint8> header,
 RecordBuilder& RecordBuilder::standardInformation(int64 time, uint32 fileAttributes) {
     std::vector<uint8> value(ntfs::StandardInformation::kSize);
     for (const unsigned i : {0U, 1U, 2U, 3U})
-        storeLe<int64>(&value[8 * i], time + i);
+        storeLe<int64>(&value[8 * i], time == 0 ? 0 : time + i);
     storeLe<uint32>(&value[0x20], fileAttributes);
     return resident(ntfs::kStandardInformation, value);
 }

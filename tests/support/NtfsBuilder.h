@@ -27,7 +27,7 @@ public:
 
     RecordBuilder& flags(uint16 value); ///< 1 in use, 2 directory
     RecordBuilder& base(uint64 reference);
-    /// Created at `time`, written, changed and read a tick later each.
+    /// Created at `time`, written, changed and read a tick later each; all unset for 0.
     RecordBuilder& standardInformation(int64 time, uint32 fileAttributes = 0x20);
     RecordBuilder& fileName(int64 parent, const std::u16string& name, uint8 nameSpace = 1);
     RecordBuilder& resident(uint32 type, const std::vector<uint8>& value,
