@@ -22,4 +22,14 @@ struct ZFileTreeNode {
     int64 spareValue = 0;       ///< Not used.
 };
 
+/// The folder for what was found without one, to stand in the root folder.
+[[nodiscard]] inline ZFileTreeNode makeLostFolder(int64 rootId) {
+    ZFileTreeNode folder;
+    folder.id = kLostFolder;
+    folder.parentId = rootId;
+    folder.name = L"Files with unknown path";
+    folder.isDirectory = true;
+    return folder;
+}
+
 } // namespace kova

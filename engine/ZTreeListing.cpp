@@ -4,12 +4,7 @@
 
 namespace kova {
 
-ZTreeListing::ZTreeListing(const ZFileTree& tree) {
-    lostFolder_.id = kLostFolder;
-    lostFolder_.parentId = tree.rootId;
-    lostFolder_.name = L"Files with unknown path";
-    lostFolder_.isDirectory = true;
-
+ZTreeListing::ZTreeListing(const ZFileTree& tree) : lostFolder_(makeLostFolder(tree.rootId)) {
     entries_.reserve(tree.allNodes().size() + 1);
     ZTreeWalk walk(tree);
     std::vector<std::size_t> lastAt; // Index of the last entry at each depth.

@@ -116,14 +116,8 @@ void ResultFrame::init(kova::ZVolume* volume, kova::ZFileTree* tree) {
     if (hasVolume())
         showThatNothingWasFound();
 
-    if (tree->childCount(kova::kLostFolder) > 0) {
-        kova::ZFileTreeNode lost;
-        lost.id = kova::kLostFolder;
-        lost.parentId = tree->rootId;
-        lost.name = L"Files with unknown path";
-        lost.isDirectory = true;
-        tree->insert(lost);
-    }
+    if (tree->childCount(kova::kLostFolder) > 0)
+        tree->insert(kova::makeLostFolder(tree->rootId));
     // The view is painted while a recovery reads the tree in another thread.
     tree->settle();
     ui->tree->setModel(new FileModel(tree));
