@@ -28,15 +28,26 @@ struct ScanOptions {
     /// whose run list has gaps, which ends beyond the device, or whose clusters are all in use;
     /// each can give a file that is not what was deleted. Compressed files are then failures, a
     /// folder's record stands for every folder that ever had it, and damage to what only some files
-    /// need ends the whole volume.
+    /// need ends the whole volume. On FAT: a file that begins nowhere, leaves the device, or lies
+    /// where others lie now, comes out as if it were whole.
     bool wholeFiles = false;
     /// NTFS: the named streams of files and folders are listed beside them, as "file_stream".
     bool streams = false;
 
-    /// FAT: a long name ends at its first 0, which keeps what pads names of 248 to 254 characters
-    /// out of them; and the root directory is walked even where the FAT's first entry, which says
-    /// nothing about it, has been wiped.
+    /// FAT: what volumes are like beyond the classic rules. Names: a long name ends at its first
+    /// 0, which keeps what pads names of 248 to 254 characters out of them; one that cannot be the
+    /// short entry's is not taken; a lost suffix comes from the short name, whose bytes are
+    /// characters of the system's code page. Entries: any date is taken. The volume: the root
+    /// directory is walked even where the FAT's first entry has been wiped, the second FAT stands
+    /// in for a first one that is unreadable or empty, the last cluster counts, and what has the
+    /// fields of FAT32 is FAT32.
     bool lenientFat = false;
+    /// FAT: times are what local clocks showed, and are told in UTC.
+    bool localTimes = false;
+    /// FAT: files are looked for where they really lay. The high half of a first cluster, which
+    /// Windows clears, is found again; clusters of other files are stepped over; no entry is lost
+    /// to another, and each has an id of its own.
+    bool findPlaces = false;
 
     /// A volume that the system does not know, or whose engine cannot use it, is recognised by what
     /// it says itself: see `recognizeVolume`. That is also what finds exFAT.
@@ -50,6 +61,8 @@ struct ScanOptions {
         options.wholeFiles = true;
         options.lenientFat = true;
         options.recognized = true;
+        options.localTimes = true;
+        options.findPlaces = true;
         return options;
     }
 };

@@ -174,7 +174,7 @@ private:
         constexpr uint8 kFilled = 0xFF;
         if (fat[0] != block.mediaDescriptor || fat[1] != kFilled)
             return false;
-        const FatGeometry geometry = FatGeometry::derive(block, media_.sizeBytes());
+        const FatGeometry geometry = FatGeometry::derive(block, media_.sizeBytes(), true);
         const uint64 root =
             geometry.rootCluster == 0
                 ? geometry.rootSector

@@ -14,6 +14,10 @@ constexpr uint32 kChainEnd = 0xFFFFFFFF;
 /// overwritten ends soon, at the first entry that begins with 0.
 constexpr uint32 kReadAheadBytes = 64 * 1024;
 
+/// Directories that wait for their subdirectories keep no more than this in memory; what goes
+/// beyond is read again.
+constexpr std::size_t kMostHeldBytes = std::size_t{4} << 20;
+
 constexpr uint32 kRootDirectory = 0;
 
 } // namespace
@@ -28,22 +32,27 @@ void FatDirectoryWalk::run() {
         if (walkEntries(level))
             continue; // A subdirectory has been opened on top.
         --depth_;
-        if (depth_ > 0)
+        if (depth_ > 0) {
+            restore(levels_[depth_ - 1]);
             closeSubdirectory(levels_[depth_ - 1]);
+        }
     }
 }
 
 /// Puts a directory on the stack, also one that has nothing to read (any more).
 void FatDirectoryWalk::open(uint32 cluster) {
+    if (heldBytes_ > kMostHeldBytes && depth_ > 0)
+        release(levels_[depth_ - 1]);
     if (depth_ == levels_.size())
         levels_.emplace_back();
     Level& level = levels_[depth_++];
-    level.parser.begin(cluster, volume_.scanOptions());
+    level.parser.begin(cluster, volume_.scanOptions(), volume_.geometry_.type);
     level.isDeleted = volume_.table_.isFree(cluster) &&
                       !(cluster == kRootDirectory && volume_.scanOptions().lenientFat);
     level.runCount = 0;
     level.runUsed = 0;
     level.runMost = 1;
+    level.isReleased = false;
     level.nextCluster = kChainEnd;
     level.entries = {};
 
@@ -52,10 +61,9 @@ void FatDirectoryWalk::open(uint32 cluster) {
     if (level.isDeleted) {
         // What followed the first cluster went with the chain.
         if (!isRead(cluster) && cluster <= volume_.geometry_.lastMediaCluster) {
-            level.run.resize(volume_.geometry_.clusterBytes());
-            volume_.readClusters(cluster, 1, level.run.data());
             level.runFirst = cluster;
             level.runCount = 1;
+            readRun(level);
         }
     } else if (cluster == kRootDirectory) {
         openRoot(level);
@@ -70,11 +78,46 @@ void FatDirectoryWalk::openRoot(Level& level) {
         level.nextCluster = geometry.rootCluster;
         return;
     }
-    // The fixed region has at most 65535 entries.
-    level.run.resize(static_cast<std::size_t>(geometry.rootSectors) * geometry.bytesPerSector);
-    volume_.readSectors(geometry.rootSector, geometry.rootSectors, geometry.bytesPerSector,
-                        level.run.data());
+    readRun(level);
     level.entries = level.run;
+}
+
+/// Reads the clusters of the run, or the fixed root directory, which is no cluster.
+void FatDirectoryWalk::readRun(Level& level) {
+    const FatGeometry& geometry = volume_.geometry_;
+    // The fixed region has at most 65535 entries.
+    const std::size_t bytes =
+        level.runCount == 0
+            ? static_cast<std::size_t>(geometry.rootSectors) * geometry.bytesPerSector
+            : static_cast<std::size_t>(level.runCount) * geometry.clusterBytes();
+    heldBytes_ -= level.run.capacity();
+    level.run.resize(bytes);
+    heldBytes_ += level.run.capacity();
+    if (level.runCount == 0)
+        volume_.readSectors(geometry.rootSector, geometry.rootSectors, geometry.bytesPerSector,
+                            level.run.data());
+    else
+        volume_.readClusters(level.runFirst, level.runCount, level.run.data());
+}
+
+/// Gives up the memory of a level that waits.
+void FatDirectoryWalk::release(Level& level) {
+    heldBytes_ -= level.run.capacity();
+    level.run = {};
+    level.isReleased = true;
+}
+
+void FatDirectoryWalk::restore(Level& level) {
+    if (!std::exchange(level.isReleased, false) ||
+        (level.entries.empty() && level.runUsed == level.runCount))
+        return;
+    readRun(level);
+    // The entries in hand are the last ones of their cluster, or of the fixed root directory.
+    const std::size_t end = level.runCount == 0
+                                ? level.run.size()
+                                : level.runUsed * std::size_t{volume_.geometry_.clusterBytes()};
+    level.entries =
+        std::span<const uint8>(level.run).subspan(end - level.entries.size(), level.entries.size());
 }
 
 /// Puts the entries of the directory's next cluster in hand; false when there is none.
@@ -117,8 +160,7 @@ bool FatDirectoryWalk::readAhead(Level& level) {
     }
     if (level.runCount == 0)
         return false;
-    level.run.resize(static_cast<std::size_t>(level.runCount) * geometry.clusterBytes());
-    volume_.readClusters(level.runFirst, level.runCount, level.run.data());
+    readRun(level);
     return true;
 }
 
@@ -145,8 +187,8 @@ bool FatDirectoryWalk::walkEntries(Level& level) {
 /// The checks that need no name, so that what is dropped anyway costs little.
 bool FatDirectoryWalk::isWorthBuilding(const Level& level) const {
     const FatDirectoryEntry entry = level.parser.entry();
-    const uint32 cluster = entry.firstCluster();
-    if (cluster > volume_.geometry_.clusterCount || cluster == level.parser.directoryCluster())
+    const uint32 cluster = level.parser.firstCluster();
+    if (cluster > volume_.geometry_.lastCluster || cluster == level.parser.directoryCluster())
         return false;
     return entry.isDirectory() || !entry.exists() || level.isDeleted;
 }
@@ -158,6 +200,8 @@ bool FatDirectoryWalk::takeEntry(Level& level) {
     level.parser.buildNode(node_);
     if (node_.name.starts_with(L'.'))
         return false;
+    if (volume_.scanOptions().localTimes)
+        tellInUtc(node_, localTimes_);
     const ZFileTreeNode* const stored = tree_.find(node_.id);
     if (stored != nullptr && stored->creationTime >= node_.creationTime)
         return false;

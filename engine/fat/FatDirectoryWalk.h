@@ -2,6 +2,7 @@
 
 #include "engine/fat/FatEntryParser.h"
 #include "engine/fat/ZFatVolume.h"
+#include "platform/LocalTime.h"
 
 #include <deque>
 #include <span>
@@ -13,8 +14,8 @@ namespace kova {
 ///
 /// Entries of a crafted or damaged volume may lead anywhere, so that each directory is walked,
 /// and each cluster read as part of one, at most once, and open directories stand on a stack of
-/// their own. This changes no result: the same bytes give the same entries, and an entry whose
-/// creation time is not later than that of the stored node is dropped.
+/// their own. On a sound volume this changes no result: the same bytes give the same entries, and
+/// an entry whose creation time is not later than that of the stored node is dropped.
 class FatDirectoryWalk {
 public:
     FatDirectoryWalk(ZFatVolume& volume, ZFileTree& tree);
@@ -32,7 +33,8 @@ private:
         uint32 runFirst = 0;
         uint32 runCount = 0;
         uint32 runUsed = 0;
-        uint32 runMost = 1; ///< Clusters that the next run may have.
+        uint32 runMost = 1;      ///< Clusters that the next run may have.
+        bool isReleased = false; ///< The run is to be read again before it is used.
         /// Where the chain goes on; `kChainEnd`: nowhere.
         uint32 nextCluster = 0;
         /// The entries in hand.
@@ -46,6 +48,9 @@ private:
     void openRoot(Level& level);
     bool nextCluster(Level& level);
     bool readAhead(Level& level);
+    void readRun(Level& level);
+    void release(Level& level);
+    void restore(Level& level);
     bool walkEntries(Level& level);
     bool takeEntry(Level& level);
     [[nodiscard]] bool isWorthBuilding(const Level& level) const;
@@ -58,7 +63,9 @@ private:
     ZFileTree& tree_;
     std::deque<Level> levels_; ///< The first `depth_` are in use.
     std::size_t depth_ = 0;
+    std::size_t heldBytes_ = 0; ///< In the runs of all levels.
     ZFileTreeNode node_;
+    platform::LocalTimes localTimes_;
     std::vector<bool> read_; ///< By cluster: read as part of a directory.
     bool rootOpened_ = false;
 };

@@ -25,7 +25,8 @@ public:
     static constexpr uint8 kDeletedMark = 0xE5; ///< Deleted; the name's first byte is lost.
     static constexpr uint8 kEscapedE5 = 0x05;   ///< A name that begins with the byte 0xE5.
 
-    static constexpr uint8 kDirectory = 0x10;         ///< Attribute bit.
+    static constexpr uint8 kVolumeLabel = 0x08; ///< Attribute bit: no file, the volume's name.
+    static constexpr uint8 kDirectory = 0x10;   ///< Attribute bit.
     static constexpr uint8 kDefinedAttributes = 0x3F; ///< All attribute bits that mean something.
     static constexpr uint8 kLongName = 0x0F; ///< The attributes that mark a long-name entry.
 
@@ -53,6 +54,11 @@ public:
 
     [[nodiscard]] uint16 creationDate() const { return loadLe<uint16>(bytes_ + 16); }
 
+    /// Both in one number that grows with time.
+    [[nodiscard]] uint32 creationStamp() const {
+        return static_cast<uint32>(creationDate()) << 16 | creationTime();
+    }
+
     /// 18, 2
     [[nodiscard]] uint16 accessDate() const { return loadLe<uint16>(bytes_ + 18); }
 
@@ -61,10 +67,12 @@ public:
 
     [[nodiscard]] uint16 writeDate() const { return loadLe<uint16>(bytes_ + 24); }
 
-    /// 20, 2 (high half) and 26, 2 (low half)
+    /// 20, 2 (high half, of FAT32 only) and 26, 2 (low half)
     [[nodiscard]] uint32 firstCluster() const {
-        return static_cast<uint32>(loadLe<uint16>(bytes_ + 20)) << 16 | loadLe<uint16>(bytes_ + 26);
+        return static_cast<uint32>(loadLe<uint16>(bytes_ + 20)) << 16 | lowClusterWord();
     }
+
+    [[nodiscard]] uint16 lowClusterWord() const { return loadLe<uint16>(bytes_ + 26); }
 
     /// 28, 4: length of the data in bytes.
     [[nodiscard]] uint32 size() const { return loadLe<uint32>(bytes_ + 28); }
@@ -72,6 +80,8 @@ public:
     [[nodiscard]] bool isLongName() const {
         return (attributes() & kDefinedAttributes) == kLongName;
     }
+
+    [[nodiscard]] bool isVolumeLabel() const { return (attributes() & kVolumeLabel) != 0; }
 
     [[nodiscard]] bool isDirectory() const { return (attributes() & kDirectory) != 0; }
 
@@ -97,6 +107,28 @@ public:
     [[nodiscard]] char16_t unit(std::size_t index) const {
         static constexpr uint8 kOffsets[kUnits] = {1, 3, 5, 7, 9, 14, 16, 18, 20, 22, 24, 28, 30};
         return loadLe<char16_t>(bytes_ + kOffsets[index]);
+    }
+
+    /// 13, 1: `checksum` of the short entry that the name belongs to.
+    [[nodiscard]] uint8 nameChecksum() const { return bytes_[13]; }
+
+    /// The checksum over the name of a short entry.
+    [[nodiscard]] static uint8
+    checksum(std::span<const uint8, FatDirectoryEntry::kNameLength> name) {
+        uint8 sum = 0;
+        for (const uint8 byte : name)
+            sum = static_cast<uint8>((sum >> 1 | sum << 7) + byte);
+        return sum;
+    }
+
+    /// What the first byte of `name` must have been for it to have this checksum.
+    [[nodiscard]] static uint8
+    firstByteFor(uint8 checksum, std::span<const uint8, FatDirectoryEntry::kNameLength> name) {
+        for (std::size_t i = name.size() - 1; i > 0; --i) {
+            const auto rotated = static_cast<uint8>(checksum - name[i]);
+            checksum = static_cast<uint8>(rotated << 1 | rotated >> 7);
+        }
+        return checksum;
     }
 
     /// 26, 2: 0 in every long-name entry.

@@ -31,6 +31,10 @@ public:
     /// which is not even read.)
     [[nodiscard]] bool isEnd(uint32 entry) const { return entry > bad_; }
 
+    /// Whether its first entry holds the media byte with all bits above it set, as in every table
+    /// that has been formatted.
+    [[nodiscard]] bool hasStart() const { return clusters_ > 0 && entry(0) >= (bad_ & ~7U); }
+
     /// Clusters that the table tells about, counted from 0.
     [[nodiscard]] uint32 clusters() const { return clusters_; }
 

@@ -28,16 +28,35 @@ bool ZFatVolume::init() {
                 sector.data());
     if (bootSectorByte_ != 0)
         addNote(VolumeNote::BackupBootSector);
-    geometry_ =
-        FatGeometry::derive(format::BiosParameterBlock::decode(sector), media()->sizeBytes());
+    geometry_ = FatGeometry::derive(format::BiosParameterBlock::decode(sector),
+                                    media()->sizeBytes(), scanOptions().lenientFat);
+    if (scanOptions().wholeFiles && geometry_.endsEarly)
+        addNote(VolumeNote::EndsEarly);
     loadTable();
+    use_ = FatClusterUse(table_, geometry_.lastCluster);
     return true;
 }
 
 void ZFatVolume::loadTable() {
+    table_ = readTable(0);
+    if (!scanOptions().lenientFat || table_.hasStart())
+        return;
+    // The second one has begun alike, and who wipes the start of a volume seldom reaches it.
+    FatTable second = geometry_.fatCount > 1 ? readTable(1) : FatTable();
+    if (second.hasStart()) {
+        table_ = std::move(second);
+        addNote(VolumeNote::SecondFat);
+    } else {
+        tableIsEmpty_ = true;
+        addNote(VolumeNote::NoFat);
+    }
+}
+
+/// The FAT with this index; what cannot be read of the first one comes from the second.
+FatTable ZFatVolume::readTable(uint32 index) {
     const uint32 bytesPerSector = geometry_.bytesPerSector;
     // What lies beyond the last cluster that is ever looked up, or beyond the media, is left out.
-    const uint64 needed = FatTable::bytesFor(geometry_.type, geometry_.clusterCount);
+    const uint64 needed = FatTable::bytesFor(geometry_.type, geometry_.lastCluster);
     uint64 sectors = std::min<uint64>(geometry_.fatSectors, needed / bytesPerSector + 1);
     if (media()->sizeBytes() > 0) {
         const uint64 mediaSectors = media()->sizeBytes() / bytesPerSector;
@@ -48,11 +67,26 @@ void ZFatVolume::loadTable() {
     const uint32 sectorsAtOnce = kRequestBytes / bytesPerSector;
     for (uint64 done = 0; done < sectors;) {
         const auto count = static_cast<uint32>(std::min<uint64>(sectorsAtOnce, sectors - done));
-        readSectors(geometry_.fatSector + done, count, bytesPerSector,
-                    bytes.data() + done * bytesPerSector);
+        uint8* const part = bytes.data() + done * bytesPerSector;
+        const bool isRead = readTablePart(index, done, count, part);
+        if (!isRead && scanOptions().lenientFat && index == 0 && geometry_.fatCount > 1) {
+            std::vector<uint8> other(static_cast<std::size_t>(count) * bytesPerSector);
+            if (readTablePart(1, done, count, other.data())) {
+                std::copy(other.begin(), other.end(), part);
+                addNote(VolumeNote::SecondFat);
+            }
+        }
         done += count;
     }
-    table_ = FatTable(geometry_.type, std::move(bytes));
+    return {geometry_.type, std::move(bytes)};
+}
+
+/// Whether all of it could be read.
+bool ZFatVolume::readTablePart(uint32 index, uint64 sector, uint32 count, uint8* buffer) {
+    const uint64 unreadable = media()->unreadableSectors();
+    readSectors(geometry_.fatSector + uint64{index} * geometry_.fatSectors + sector, count,
+                geometry_.bytesPerSector, buffer);
+    return media()->unreadableSectors() == unreadable;
 }
 
 void ZFatVolume::readClusters(uint32 first, uint32 count, uint8* buffer) {
@@ -98,8 +132,80 @@ void ZFatVolume::scan(ZFileTree* tree) {
     setProgress(1.0);
 }
 
+FatPlace ZFatVolume::fatPlaceOf(const ZFileTreeNode& node) const {
+    if (const FatPlace* const place = places_.find(node.id))
+        return *place;
+    FatPlace place;
+    if (node.id >= kFirstDataCluster && node.id <= geometry_.lastCluster) {
+        place.first = static_cast<uint32>(node.id);
+        place.certainty = FatPlace::Certainty::Known;
+    }
+    return place;
+}
+
+uint64 ZFatVolume::clustersOf(const ZFileTreeNode& node) const {
+    const auto size = static_cast<uint64>(std::max<int64>(node.size, 0));
+    return size / geometry_.clusterBytes() + (size % geometry_.clusterBytes() != 0 ? 1 : 0);
+}
+
+std::vector<FatRun> ZFatVolume::runsOf(const ZFileTreeNode& node) {
+    const FatPlace place = fatPlaceOf(node);
+    if (place.first == 0)
+        return {};
+    return use_.layOut(place, clustersOf(node),
+                       scanOptions().findPlaces ? FatClusterUse::Step::LiveFiles
+                                                : FatClusterUse::Step::Nothing);
+}
+
+FileState ZFatVolume::assess(const ZFileTreeNode& node) {
+    FileState state;
+    state.clusters = node.isDirectory ? 0 : clustersOf(node);
+    const FatPlace place = fatPlaceOf(node);
+    if (state.clusters == 0) {
+        state.kind = FileState::Kind::Whole;
+        return state;
+    }
+    if (place.first == 0) {
+        state.kind = FileState::Kind::Unreadable;
+        return state;
+    }
+    const std::vector<FatRun> runs = runsOf(node);
+    uint32 pieces = 0;
+    uint32 end = 0;
+    for (const FatRun& run : runs) {
+        state.taken += run.isTaken ? run.count : 0;
+        pieces += run.first == end ? 0 : 1;
+        end = run.first + run.count;
+    }
+    if (state.taken == state.clusters)
+        state.kind = FileState::Kind::Overwritten;
+    else if (state.taken > 0)
+        state.kind = FileState::Kind::Partly;
+    else if (place.certainty == FatPlace::Certainty::Doubted || pieces > 1)
+        state.kind = FileState::Kind::Uncertain;
+    else
+        state.kind = FileState::Kind::Whole;
+    return state;
+}
+
+std::vector<ByteRange> ZFatVolume::placeOf(const ZFileTreeNode& node) {
+    requireInit();
+    std::vector<ByteRange> ranges;
+    auto left = static_cast<uint64>(std::max<int64>(node.size, 0));
+    for (const FatRun& run : runsOf(node)) {
+        const uint64 length =
+            std::min(left, static_cast<uint64>(run.count) * geometry_.clusterBytes());
+        ranges.push_back({geometry_.byteOf(run.first), length});
+        left -= length;
+    }
+    return ranges;
+}
+
 bool ZFatVolume::extract(const ZFileTreeNode& node, ZStream* out) {
     requireInit();
+    extractReport_ = {};
+    if (scanOptions().wholeFiles)
+        return extractRuns(node, *out);
     const int64 clusterBytes = geometry_.clusterBytes();
     const int64 size = std::max<int64>(node.size, 0);
     const int64 sizeBefore = out->size();
@@ -123,6 +229,63 @@ bool ZFatVolume::extract(const ZFileTreeNode& node, ZStream* out) {
     }
     out->resize(sizeBefore + std::min(count * clusterBytes, size));
     return true;
+}
+
+/// Extracts as far as it is known where the file lay and others do not lie there now.
+bool ZFatVolume::extractRuns(const ZFileTreeNode& node, ZStream& out) {
+    if (node.size <= 0)
+        return true;
+    const std::vector<FatRun> runs = runsOf(node);
+    if (runs.empty()) {
+        setShortfall(ExtractReport::Reason::PlaceUnknown);
+        return false;
+    }
+    if (std::all_of(runs.begin(), runs.end(), [](const FatRun& run) { return run.isTaken; })) {
+        setShortfall(ExtractReport::Reason::Overwritten);
+        return false;
+    }
+    const int64 sizeBefore = out.size();
+    const auto size = static_cast<uint64>(node.size);
+    const uint64 unreadable = media()->unreadableSectors();
+    out.reserve(static_cast<int64>(
+        std::min(size, uint64{geometry_.clusterBytes()} * kMostReservedClusters)));
+    uint64 done = 0;
+    for (const FatRun& run : runs) {
+        const uint64 length =
+            std::min(size - done, static_cast<uint64>(run.count) * geometry_.clusterBytes());
+        const uint64 given = writeRun(run, length, out);
+        done += given;
+        if (given < length)
+            break;
+    }
+    out.resize(sizeBefore + static_cast<int64>(done));
+    extractReport_.unreadableBytes =
+        (media()->unreadableSectors() - unreadable) * media()->sectorSize();
+    if (done < size)
+        setShortfall(ExtractReport::Reason::BeyondDevice);
+    return done == size;
+}
+
+/// Writes the first `length` bytes of a run, zeros where another file lies now. Returns the bytes
+/// that the media has of it.
+uint64 ZFatVolume::writeRun(const FatRun& run, uint64 length, ZStream& out) {
+    const uint64 mediaBytes = media()->sizeBytes();
+    const uint64 start = geometry_.byteOf(run.first);
+    if (mediaBytes > 0)
+        length = std::min(length, mediaBytes - std::min(mediaBytes, start));
+    const uint32 clusterBytes = geometry_.clusterBytes();
+    const uint32 atOnce = std::min<uint32>(run.count, geometry_.clustersWithin(kRequestBytes));
+    std::vector<uint8> buffer(static_cast<std::size_t>(atOnce) * clusterBytes);
+    for (uint64 done = 0; done < length;) {
+        const auto cluster = run.first + static_cast<uint32>(done / clusterBytes);
+        const uint64 now = std::min<uint64>(length - done, buffer.size());
+        const auto count = static_cast<uint32>((now + clusterBytes - 1) / clusterBytes);
+        if (!run.isTaken)
+            readClusters(cluster, count, buffer.data());
+        out.write(buffer.data(), static_cast<uint32>(now));
+        done += now;
+    }
+    return length;
 }
 
 } // namespace kova

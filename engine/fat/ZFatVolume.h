@@ -1,7 +1,10 @@
 #pragma once
 
+#include "engine/IdTable.h"
 #include "engine/ZVolume.h"
+#include "engine/fat/FatClusterUse.h"
 #include "engine/fat/FatGeometry.h"
+#include "engine/fat/FatPlace.h"
 #include "engine/fat/FatTable.h"
 
 namespace kova {
@@ -9,7 +12,10 @@ namespace kova {
 /// A FAT12, FAT16 or FAT32 volume: finds deleted entries, and live ones in deleted directories.
 ///
 /// The id of a node is the first cluster of its entry, so of all entries that share one only the
-/// latest is kept, and empty files, which have none, share the root's id 0.
+/// latest is kept, and empty files, which have none, share the root's id 0. With
+/// `ScanOptions::findPlaces` every entry is kept: the first with a cluster has that for its id as
+/// well, the others, and those without one, have ids from `kFirstOwnId` on in the order of the
+/// walk. Where a file lies is then kept beside, and need not be where its id says.
 ///
 /// `scan` and `extract` throw the `int` 0 unless `init` has succeeded.
 class ZFatVolume : public ZVolume {
@@ -36,16 +42,34 @@ public:
     /// passes out.
     bool extract(const ZFileTreeNode& node, ZStream* out) override;
 
+    /// By the FAT, as read in `init`. A file whose place is a guess that another one equals, or
+    /// that has to step over clusters of other files, is uncertain.
+    [[nodiscard]] FileState assess(const ZFileTreeNode& node) override;
+
     [[nodiscard]] ClusterLayout clusterLayout() const override;
     [[nodiscard]] bool isInUse(uint64 index) const override;
+    [[nodiscard]] std::vector<ByteRange> placeOf(const ZFileTreeNode& node) override;
 
     [[nodiscard]] const FatGeometry& geometry() const { return geometry_; }
 
+    /// Above all cluster numbers.
+    static constexpr int64 kFirstOwnId = int64{1} << 32;
+
 private:
     friend class FatDirectoryWalk;
+    friend class FatPlaceFinder;
+    friend class FatSurvey;
 
     void loadTable();
+    [[nodiscard]] FatTable readTable(uint32 index);
+    [[nodiscard]] bool readTablePart(uint32 index, uint64 sector, uint32 count, uint8* buffer);
     void requireInit() const;
+
+    [[nodiscard]] FatPlace fatPlaceOf(const ZFileTreeNode& node) const;
+    [[nodiscard]] uint64 clustersOf(const ZFileTreeNode& node) const;
+    [[nodiscard]] std::vector<FatRun> runsOf(const ZFileTreeNode& node);
+    bool extractRuns(const ZFileTreeNode& node, ZStream& out);
+    uint64 writeRun(const FatRun& run, uint64 most, ZStream& out);
 
     /// Reads `count` clusters from `first` on. What the media does not give is zero.
     void readClusters(uint32 first, uint32 count, uint8* buffer);
@@ -53,6 +77,9 @@ private:
     uint64 bootSectorByte_ = 0;
     FatGeometry geometry_;
     FatTable table_;
+    FatClusterUse use_;
+    IdTable<FatPlace> places_;
+    bool tableIsEmpty_ = false; ///< No FAT begins as one: what it says is free may not be.
 };
 
 } // namespace kova
