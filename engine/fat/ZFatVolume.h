@@ -12,10 +12,7 @@ namespace kova {
 /// A FAT12, FAT16 or FAT32 volume: finds deleted entries, and live ones in deleted directories.
 ///
 /// The id of a node is the first cluster of its entry, so of all entries that share one only the
-/// latest is kept, and empty files, which have none, share the root's id 0. With
-/// `ScanOptions::findPlaces` every entry is kept: the first with a cluster has that for its id as
-/// well, the others, and those without one, have ids from `kFirstOwnId` on in the order of the
-/// walk. Where a file lies is then kept beside, and need not be where its id says.
+/// latest is kept, and empty files, which have none, share the root's id 0.
 ///
 /// `scan` and `extract` throw the `int` 0 unless `init` has succeeded.
 class ZFatVolume : public ZVolume {
@@ -52,13 +49,8 @@ public:
 
     [[nodiscard]] const FatGeometry& geometry() const { return geometry_; }
 
-    /// Above all cluster numbers.
-    static constexpr int64 kFirstOwnId = int64{1} << 32;
-
 private:
     friend class FatDirectoryWalk;
-    friend class FatPlaceFinder;
-    friend class FatSurvey;
 
     void loadTable();
     [[nodiscard]] FatTable readTable(uint32 index);
