@@ -6,6 +6,8 @@
 #include "engine/search/FreeSpace.h"
 #include "engine/search/KnownFiles.h"
 #include "engine/search/ZFoundByContent.h"
+#include "engine/search/remnants/ExFatRemnants.h"
+#include "engine/search/remnants/ExFatSetFinder.h"
 #include "engine/search/remnants/FatFolderFinder.h"
 #include "engine/search/remnants/FatRemnants.h"
 #include "engine/search/remnants/NtfsRecordFinder.h"
@@ -89,11 +91,12 @@ void ZDeepSearch::scan(ZFileTree* tree) {
     const FreeSpace space(today_.get(), mediaBytes, search_.whole, reserve);
     NtfsRecordFinder ntfs;
     FatFolderFinder fat;
+    ExFatSetFinder exfat;
     ContentFinder starts;
     ContentSearch content(*media(), space);
     std::vector<BlockFinder*> finders;
     if (search_.remnants)
-        finders = {&ntfs, &fat};
+        finders = {&ntfs, &fat, &exfat};
     if (search_.content)
         finders.push_back(&starts);
     readAll(space, finders, [&] { content.measure(starts.take()); });
@@ -102,6 +105,9 @@ void ZDeepSearch::scan(ZFileTree* tree) {
     for (FormerVolume& former : NtfsRemnants(ntfs, ownRecords).volumes(*media()))
         add(std::move(former), *tree, known);
     for (FormerVolume& former : FatRemnants(fat, clusterLayout()).volumes(*media()))
+        add(std::move(former), *tree, known);
+    for (FormerVolume& former :
+         ExFatRemnants(exfat, content.finds(), clusterLayout()).volumes(*media()))
         add(std::move(former), *tree, known);
     if (search_.content) {
         content.finish(known.space(), [this] { return setProgress(progress()); });

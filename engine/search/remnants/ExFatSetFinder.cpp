@@ -1,0 +1,51 @@
+#include "engine/search/remnants/ExFatSetFinder.h"
+
+#include <utility>
+
+namespace kova {
+
+namespace {
+
+using exfat::DirectoryEntry;
+
+/// A set has a stream entry and up to 17 of the name behind its first.
+constexpr uint8 kFewestSecondary = 2;
+constexpr uint8 kMostSecondary = 18;
+
+} // namespace
+
+void ExFatSetFinder::look(uint64 position, std::span<const uint8> bytes, std::size_t fresh) {
+    constexpr std::size_t kEntry = DirectoryEntry::kBytes;
+    for (std::size_t at = 0; at + kEntry <= fresh; at += kEntry) {
+        if (DirectoryEntry(bytes.data() + at).kind() == DirectoryEntry::kFile &&
+            at + 2 * kEntry <= bytes.size() &&
+            DirectoryEntry(bytes.data() + at + kEntry).kind() == DirectoryEntry::kStream)
+            lookAtSet(position + at, bytes.subspan(at));
+    }
+}
+
+void ExFatSetFinder::lookAtSet(uint64 position, std::span<const uint8> bytes) {
+    constexpr std::size_t kEntry = DirectoryEntry::kBytes;
+    Set set;
+    set.position = position;
+    set.file = exfat::FileEntry::decode(DirectoryEntry(bytes.data()));
+    const uint8 secondary = set.file.secondaryCount;
+    set.bytes = static_cast<uint32>((1 + std::size_t{secondary}) * kEntry);
+    if (secondary < kFewestSecondary || secondary > kMostSecondary || set.bytes > bytes.size() ||
+        exfat::setChecksum(bytes.first(set.bytes)) != set.file.checksum)
+        return;
+    set.inUse = DirectoryEntry(bytes.data()).isInUse();
+    set.stream = exfat::StreamEntry::decode(DirectoryEntry(bytes.data() + kEntry));
+    for (std::size_t at = 2 * kEntry; at < set.bytes; at += kEntry) {
+        const DirectoryEntry entry(bytes.data() + at);
+        if (entry.kind() != DirectoryEntry::kName)
+            continue; // A kind that is not known belongs to the set all the same.
+        for (std::size_t i = 0; i < exfat::kNameUnits && set.name.size() < set.stream.nameLength;
+             ++i)
+            set.name.push_back(exfat::nameUnit(entry, i));
+    }
+    if (set.name.size() == set.stream.nameLength && !set.name.empty())
+        sets_.push_back(std::move(set));
+}
+
+} // namespace kova
