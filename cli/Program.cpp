@@ -53,6 +53,15 @@ void show(const QString& text) {
     output.flush();
 }
 
+/// An option that may stand alone gets the value that this means.
+QStringList withValues(QStringList arguments) {
+    for (QString& argument : arguments) {
+        if (argument == QStringLiteral("--deep"))
+            argument += QStringLiteral("=all");
+    }
+    return arguments;
+}
+
 ExitCode runCommand(const Command& command, const QStringList& arguments) {
     QCommandLineParser parser;
     parser.addOption({{QStringLiteral("h"), kHelp}, QStringLiteral("Show this help.")});
@@ -117,7 +126,7 @@ ExitCode Program::dispatch(const QStringList& arguments) const {
     const Command* command = find(first);
     if (command == nullptr)
         throw wrongUsage(QStringLiteral("\"%1\" is no command").arg(first));
-    return runCommand(*command, arguments.mid(1));
+    return runCommand(*command, withValues(arguments.mid(1)));
 }
 
 const Command* Program::find(const QString& name) const {

@@ -17,6 +17,8 @@ using End = ScanSession::End;
 
 const QString kPartition = QStringLiteral("partition");
 const QString kClassic = QStringLiteral("classic");
+const QString kDeep = QStringLiteral("deep");
+const QString kWhole = QStringLiteral("whole");
 
 const QString kRights =
     QStringLiteral("Reading a drive below its file system needs administrator rights:\n"
@@ -124,6 +126,25 @@ std::optional<int> partitionIn(const QCommandLineParser& parser) {
     return partition;
 }
 
+/// What "--deep", or "--deep=WHAT", asks to look for.
+std::optional<kova::SearchOptions> searchIn(const QCommandLineParser& parser) {
+    if (!parser.isSet(kDeep)) {
+        if (parser.isSet(kWhole))
+            throw wrongUsage(QStringLiteral("--whole goes with --deep"));
+        return std::nullopt;
+    }
+    const QString what = parser.value(kDeep);
+    kova::SearchOptions search;
+    search.whole = parser.isSet(kWhole);
+    search.remnants = what != QStringLiteral("content");
+    search.content = what != QStringLiteral("remnants");
+    if (what != QStringLiteral("all") && search.remnants == search.content)
+        throw wrongUsage(QStringLiteral("--deep: \"%1\" is none of \"content\", \"remnants\" and "
+                                        "\"all\"")
+                             .arg(what));
+    return search;
+}
+
 } // namespace
 
 void Source::addOptions(QCommandLineParser& parser) {
@@ -132,15 +153,20 @@ void Source::addOptions(QCommandLineParser& parser) {
          QStringLiteral("N")},
         {kClassic, QStringLiteral("Leave out what only newer systems and devices write: files "
                                   "without a Windows short name, files without dates.")},
+        {kDeep,
+         QStringLiteral("Search the whole drive, too: for former file systems (\"remnants\") and "
+                        "for files by their content (\"content\"). \"--deep\" alone means all."),
+         QStringLiteral("WHAT")},
+        {kWhole, QStringLiteral("With --deep: also where live files lie.")},
     });
 }
 
 Source::Source(const QCommandLineParser& parser)
     : name_(parser.positionalArguments().constFirst()),
-      drive_(findSource(name_, partitionIn(parser))),
+      drive_(findSource(name_, partitionIn(parser))), search_(searchIn(parser)),
       session_(parser.isSet(kClassic) ? kova::ScanOptions() : kova::ScanOptions::today(),
                [this](double done) { return onProgress(done); }) {
-    if (!session_.open(drive_.letter))
+    if (!session_.open(drive_.letter) && !(search_ && session_.canSearch()))
         throw whyNotScanned();
 }
 
@@ -201,8 +227,10 @@ void Source::scan() {
     {
         Progress progress;
         progress_ = &progress;
-        if (session_.prepare())
+        if (session_.end() == End::Done && session_.prepare())
             session_.scan();
+        if (search_ && session_.canSearch() && session_.end() != End::Stopped)
+            session_.search(*search_);
         progress_ = nullptr;
     }
     if (!session_.hasScanned() || session_.end() == End::Stopped)

@@ -8,6 +8,8 @@
 #include <QCommandLineParser>
 #include <QString>
 
+#include <optional>
+
 /// The volume that a command reads: a drive by its letter, a device, or an image file.
 class Source {
 public:
@@ -43,6 +45,7 @@ private:
 
     QString name_; ///< As the user gave it, for messages.
     platform::Drive drive_;
-    Progress* progress_ = nullptr; ///< While a scan runs.
+    std::optional<kova::SearchOptions> search_; ///< Set: the whole drive is searched, too.
+    Progress* progress_ = nullptr;              ///< While a scan runs.
     ScanSession session_;
 };

@@ -2,6 +2,7 @@
 
 #include "engine/openVolume.h"
 #include "engine/recognizeVolume.h"
+#include "engine/search/ZDeepSearch.h"
 
 #include <utility>
 
@@ -124,6 +125,16 @@ bool ScanSession::scan() {
     if (isGone())
         return endWith(End::Removed);
     return reachedEnd || endWith(End::BrokenOff);
+}
+
+bool ScanSession::search(const kova::SearchOptions& options) {
+    // One that could not be initialised knows nothing of its clusters.
+    std::unique_ptr<kova::ZVolume> today = found_.takeVolume();
+    if (!hasScanned())
+        today.reset();
+    found_.setVolume(std::make_unique<kova::ZDeepSearch>(&media(), std::move(today), options));
+    end_ = End::Done;
+    return scan();
 }
 
 void ScanSession::onRead() {

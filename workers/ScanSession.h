@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/search/SearchOptions.h"
 #include "workers/ScannedVolume.h"
 
 #include <functional>
@@ -41,6 +42,16 @@ public:
     bool open(char letter);
     bool prepare();
     bool scan();
+
+    /// Searches the whole drive for what its file system does not lead to, and adds it to the tree.
+    /// After `scan`, however that ended, or after `open` or `prepare` have found a drive without a
+    /// file system that can be used. From then on `volume` gives out what was found too.
+    bool search(const kova::SearchOptions& options);
+
+    /// Whether there is a drive to search.
+    [[nodiscard]] bool canSearch() const {
+        return hasScanned() || end_ == End::NotSupported || end_ == End::Damaged;
+    }
 
     [[nodiscard]] End end() const { return end_; }
 

@@ -25,6 +25,9 @@ public:
     void setMedia(std::unique_ptr<kova::ZCustomMedia> media);
     void setVolume(std::unique_ptr<kova::ZVolume> volume);
 
+    /// Gives the volume away, which still needs the media that stays here.
+    [[nodiscard]] std::unique_ptr<kova::ZVolume> takeVolume() { return std::move(volume_); }
+
     void setTree(std::unique_ptr<kova::ZFileTree> tree) { tree_ = std::move(tree); }
 
     /// Null where there is none; a volume has a media.
