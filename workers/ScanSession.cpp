@@ -134,11 +134,15 @@ bool ScanSession::search(const kova::SearchOptions& options) {
         today.reset();
     found_.setVolume(std::make_unique<kova::ZDeepSearch>(&media(), std::move(today), options));
     end_ = End::Done;
-    return scan();
+    // Stopped, a search still makes files of what it has found: the engine is told, and ends.
+    isSearching_ = true;
+    const bool reachedEnd = scan();
+    isSearching_ = false;
+    return reachedEnd;
 }
 
 void ScanSession::onRead() {
-    if (!onProgress(progress_))
+    if (!onProgress(progress_) && !isSearching_)
         throw StopRequest();
 }
 

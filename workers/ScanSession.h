@@ -97,4 +97,5 @@ private:
     End end_ = End::Done;
     double progress_ = 0.0;
     bool stopped_ = false;
+    bool isSearching_ = false;
 };
