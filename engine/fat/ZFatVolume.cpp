@@ -1,6 +1,7 @@
 #include "engine/fat/ZFatVolume.h"
 
 #include "engine/fat/FatDirectoryWalk.h"
+#include "engine/fat/FatSurvey.h"
 
 #include <algorithm>
 #include <array>
@@ -120,7 +121,10 @@ bool ZFatVolume::isInUse(uint64 index) const {
 void ZFatVolume::scan(ZFileTree* tree) {
     requireInit();
     setProgress(kWalkProgress);
-    FatDirectoryWalk(*this, *tree).run();
+    if (scanOptions().findPlaces)
+        FatSurvey(*this, *tree).run();
+    else
+        FatDirectoryWalk(*this, *tree).run();
 
     ZFileTreeNode root;
     root.parentId = kNoParent;

@@ -49,8 +49,14 @@ public:
 
     [[nodiscard]] const FatGeometry& geometry() const { return geometry_; }
 
+    /// With `ScanOptions::findPlaces` entries without a cluster, or whose cluster is another one's
+    /// id already, have ids from here on, in the order of the walk.
+    static constexpr int64 kFirstOwnId = int64{1} << 32;
+
 private:
     friend class FatDirectoryWalk;
+    friend class FatPlaceFinder;
+    friend class FatSurvey;
 
     void loadTable();
     [[nodiscard]] FatTable readTable(uint32 index);

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "engine/ZFileTreeNode.h"
+#include "engine/fat/FatPlace.h"
+
+namespace kova {
+
+/// An entry that a scan has met: of a deleted file or directory, or of a live directory.
+struct FatFound {
+    /// As its entry says; id and parent are set when it is stored.
+    ZFileTreeNode node;
+    uint32 recorded = 0; ///< First cluster as its entry says.
+    uint32 folder = 0;   ///< Index of the folder that holds it.
+    FatPlace place;
+    bool isRename = false; ///< The file or directory lives on under another name.
+};
+
+/// A file of a folder, deleted or live, in the order of its entries.
+struct FatFolderItem {
+    static constexpr uint32 kLive = 0xFFFFFFFF;
+
+    uint32 found = kLive; ///< Index of what was found.
+    uint32 first = 0;     ///< First cluster of a live one.
+    uint32 clusters = 0;
+};
+
+/// A directory that a scan has met.
+struct FatFolder {
+    static constexpr uint32 kRoot = 0; ///< Index of the root directory.
+
+    uint32 cluster = 0;    ///< First cluster, 0 for the root and for one whose place is not known.
+    uint32 found = 0;      ///< Index of its entry; of no meaning for the root.
+    bool isLost = false;   ///< It is deleted, or below one that is.
+    bool isNeeded = false; ///< Something to be stored is in it.
+    std::size_t itemsBegin = 0; ///< Its range in the list of all items.
+    std::size_t itemsEnd = 0;
+};
+
+} // namespace kova

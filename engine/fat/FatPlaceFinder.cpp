@@ -1,0 +1,211 @@
+#include "engine/fat/FatPlaceFinder.h"
+
+#include "engine/content/ContentKinds.h"
+#include "engine/fat/FatEntryParser.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+namespace kova {
+
+namespace {
+
+/// Most bytes read to place one file.
+constexpr uint32 kMostBytes = 64 * 1024;
+
+/// So many times farther than the nearest place another one has to be for that to be clear.
+constexpr uint32 kClearlyFarther = 4;
+
+std::wstring_view suffixOf(std::wstring_view name) {
+    const std::size_t dot = name.rfind(L'.');
+    return dot == std::wstring_view::npos ? std::wstring_view() : name.substr(dot + 1);
+}
+
+} // namespace
+
+uint32 FatPlaceFinder::nearestAbove(uint32 recorded, uint32 cluster) const {
+    uint32 nearest = 0;
+    forEachCandidate(recorded, [&](uint32 candidate) {
+        if (candidate > cluster && nearest == 0)
+            nearest = candidate;
+    });
+    return nearest;
+}
+
+const FatPlaceFinder::Dots& FatPlaceFinder::dotsOf(uint32 cluster) {
+    Dots& dots = dots_[cluster];
+    if (std::exchange(dots.isKnown, true))
+        return dots;
+    const FatGeometry& geometry = volume_.geometry();
+    buffer_.resize(geometry.bytesPerSector);
+    volume_.readSectors(static_cast<uint64>(geometry.sectorOf(cluster)), 1, geometry.bytesPerSector,
+                        buffer_.data());
+    FatEntryParser parser;
+    parser.begin(cluster, volume_.scanOptions(), geometry.type);
+    uint32 clusters[2] = {};
+    for (std::size_t i = 0; i < std::size(clusters); ++i) {
+        const uint8* const entry = buffer_.data() + i * FatDirectoryEntry::kBytes;
+        parser.feed(entry);
+        // The two differ in their second character.
+        if (!parser.entryComplete() || !parser.isDots() || !parser.entry().isDirectory() ||
+            (entry[1] == '.') != (i == 1))
+            return dots;
+        clusters[i] = parser.firstCluster();
+        parser.reset();
+    }
+    dots.self = clusters[0];
+    dots.parent = clusters[1];
+    return dots;
+}
+
+uint32 FatPlaceFinder::findFolder(uint32 recorded, uint32 parent) {
+    uint32 best = 0;
+    bool isProven = false;
+    forEachCandidate(recorded, [&](uint32 cluster) {
+        if (isProven || cluster > volume_.geometry().lastMediaCluster)
+            return;
+        const Dots& dots = dotsOf(cluster);
+        if (dots.self != cluster)
+            return;
+        const bool isBelowRoot = parent == 0 && dots.parent == volume_.geometry().rootCluster;
+        isProven = dots.parent == parent || isBelowRoot;
+        if (best == 0 || isProven)
+            best = cluster;
+    });
+    return best;
+}
+
+void FatPlaceFinder::run(std::vector<FatFound>& found, const std::vector<FatFolder>& folders,
+                         const std::vector<FatFolderItem>& items) {
+    found_ = &found;
+    items_ = &items;
+    bool any = false;
+    for (const FatFolderItem& item : items) {
+        if (item.found == FatFolderItem::kLive || found[item.found].isRename)
+            continue;
+        FatPlace& place = found[item.found].place;
+        if (item.clusters == 0) {
+            place.first = 0;
+        } else if (isHighWordLost(found[item.found].recorded)) {
+            place.first = 0;
+            place.certainty = FatPlace::Certainty::None;
+            any = true;
+        } else if (place.first != 0) {
+            volume_.use_.addDeleted(place.first);
+        }
+    }
+    if (!any)
+        return;
+    for (const FatFolder& folder : folders) {
+        // What content tells is certain, and the others have their place beside it.
+        placeFolder(folder, true);
+        placeFolder(folder, false);
+    }
+}
+
+void FatPlaceFinder::placeFolder(const FatFolder& folder, bool checkedOnes) {
+    const std::size_t count = folder.itemsEnd - folder.itemsBegin;
+    const std::span<const FatFolderItem> items =
+        std::span(*items_).subspan(folder.itemsBegin, count);
+    const auto placeOf = [this](const FatFolderItem& item) {
+        return item.found == FatFolderItem::kLive ? item.first : (*found_)[item.found].place.first;
+    };
+    std::vector<uint32> after(count);
+    uint32 next = 0;
+    for (std::size_t i = count; i-- > 0;) {
+        after[i] = next;
+        if (const uint32 place = placeOf(items[i]); place != 0)
+            next = place;
+    }
+    Neighbours neighbours;
+    neighbours.before = folder.cluster;
+    for (std::size_t i = 0; i < count; ++i) {
+        const FatFolderItem& item = items[i];
+        if (item.found != FatFolderItem::kLive && item.clusters > 0) {
+            FatFound& found = (*found_)[item.found];
+            neighbours.after = after[i];
+            if (found.place.first == 0 && !found.isRename && isHighWordLost(found.recorded) &&
+                kindsForSuffix(suffixOf(found.node.name)).empty() != checkedOnes)
+                place(found, item, neighbours);
+        }
+        if (const uint32 place = placeOf(item); place != 0) {
+            neighbours.before = place + item.clusters;
+            neighbours.isFile = true;
+        }
+    }
+}
+
+/// The free places, the most likely first as far as that is known without reading.
+std::vector<FatPlaceFinder::Candidate>
+FatPlaceFinder::candidatesOf(const FatFound& found, uint32 clusters, Neighbours neighbours) const {
+    std::vector<Candidate> candidates;
+    forEachCandidate(found.recorded, [&](uint32 cluster) {
+        if (cluster > volume_.geometry().lastMediaCluster || !volume_.table_.isFree(cluster))
+            return;
+        Candidate candidate;
+        candidate.cluster = cluster;
+        candidate.hasRoom = volume_.use_.freeFrom(cluster) >= clusters;
+        candidate.isClaimed = volume_.use_.isDeletedStart(cluster);
+        candidate.distance =
+            std::max(cluster, neighbours.before) - std::min(cluster, neighbours.before);
+        candidate.isInOrder = cluster >= neighbours.before && candidate.distance < kHighWordStep &&
+                              (neighbours.after <= neighbours.before || cluster < neighbours.after);
+        candidates.push_back(candidate);
+    });
+    std::stable_sort(
+        candidates.begin(), candidates.end(), [](const Candidate& a, const Candidate& b) {
+            const int weightOfA = a.weight();
+            const int weightOfB = b.weight();
+            return weightOfA != weightOfB ? weightOfA > weightOfB : a.distance < b.distance;
+        });
+    return candidates;
+}
+
+void FatPlaceFinder::place(FatFound& found, const FatFolderItem& item, Neighbours neighbours) {
+    std::vector<Candidate> candidates = candidatesOf(found, item.clusters, neighbours);
+    const std::wstring_view suffix = suffixOf(found.node.name);
+    uint32 readsLeft = std::max<uint32>(kMostBytes / volume_.geometry().bytesPerSector, 1);
+    Candidate* best = nullptr;
+    Candidate* second = nullptr;
+    for (Candidate& candidate : candidates) {
+        if (readsLeft > 0) {
+            --readsLeft;
+            candidate.fit = contentFit(suffix, candidate.cluster);
+        }
+        if (candidate.fit == Fit::No)
+            continue;
+        if (best == nullptr || candidate.weight() > best->weight()) {
+            second = best;
+            best = &candidate;
+        } else if (second == nullptr || candidate.weight() > second->weight()) {
+            second = &candidate;
+        }
+        // No other one can weigh as much.
+        if (best->isInOrder && best->fit == Fit::Yes)
+            break;
+    }
+    if (best == nullptr)
+        return;
+    const bool isClear = best->fit == Fit::Yes || neighbours.isFile || candidates.size() == 1;
+    const bool isTie = second != nullptr && second->weight() == best->weight() &&
+                       second->distance / kClearlyFarther < best->distance;
+    found.place.first = best->cluster;
+    found.place.certainty =
+        isClear && !isTie ? FatPlace::Certainty::Guessed : FatPlace::Certainty::Doubted;
+    volume_.use_.addDeleted(best->cluster);
+}
+
+/// Whether a file with this suffix may begin here. Nothing but zeros begins no file that is worth
+/// a place.
+Fit FatPlaceFinder::contentFit(std::wstring_view suffix, uint32 cluster) {
+    const FatGeometry& geometry = volume_.geometry();
+    buffer_.resize(geometry.bytesPerSector);
+    volume_.readSectors(static_cast<uint64>(geometry.sectorOf(cluster)), 1, geometry.bytesPerSector,
+                        buffer_.data());
+    if (std::all_of(buffer_.begin(), buffer_.end(), [](uint8 byte) { return byte == 0; }))
+        return Fit::No;
+    return fits(suffix, buffer_);
+}
+
+} // namespace kova

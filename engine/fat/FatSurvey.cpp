@@ -1,0 +1,380 @@
+#include "engine/fat/FatSurvey.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace kova {
+
+namespace {
+
+/// Most bytes of a directory read at once.
+constexpr uint32 kReadAheadBytes = 64 * 1024;
+
+/// Most bytes read to find where a deleted directory goes on.
+constexpr uint32 kSearchBytes = 64 * 1024;
+
+/// Farther behind itself a directory is not looked for.
+constexpr uint32 kSearchClusters = 0x10000;
+
+constexpr double kWalkProgress = 0.01;
+constexpr double kLostProgress = 0.4;
+constexpr double kPlaceProgress = 0.5;
+constexpr double kStoreProgress = 0.9;
+
+/// Directories between two reports of progress.
+constexpr uint32 kReportEvery = 64;
+
+} // namespace
+
+FatSurvey::FatSurvey(ZFatVolume& volume, ZFileTree& tree)
+    : volume_(volume), tree_(tree), finder_(volume), read_(volume.table_.clusters()) {}
+
+void FatSurvey::run() {
+    walkLive();
+    isStopped_ = isStopped_ || !report(kLostProgress);
+    if (!isStopped_)
+        walkLost();
+    findRenames();
+    if (!isStopped_ && report(kPlaceProgress))
+        finder_.run(found_, folders_, items_);
+    markDoubts();
+    report(kStoreProgress);
+    store();
+}
+
+bool FatSurvey::report(double progress) {
+    return volume_.setProgress(progress);
+}
+
+bool FatSurvey::isRead(uint32 cluster) const {
+    return cluster >= read_.size() || read_[cluster];
+}
+
+void FatSurvey::walkLive() {
+    const FatGeometry& geometry = volume_.geometry_;
+    folders_.emplace_back();
+    folders_.front().isLost = volume_.tableIsEmpty_;
+    for (uint32 folder = 0; folder < folders_.size() && !isStopped_; ++folder) {
+        if (folders_[folder].isLost && folder != FatFolder::kRoot)
+            continue;
+        openFolder(folder, folders_[folder].cluster);
+        if (folder != FatFolder::kRoot) {
+            readChain(folder);
+        } else if (geometry.type != FatType::Fat32) {
+            readFixedRoot();
+        } else {
+            folders_[folder].cluster = geometry.rootCluster;
+            // A table that was wiped says no more of the root than of a deleted directory.
+            if (volume_.table_.isFree(geometry.rootCluster))
+                readLost(folder);
+            else
+                readChain(folder);
+            folders_[folder].cluster = 0;
+        }
+        folders_[folder].itemsEnd = items_.size();
+        if (folder % kReportEvery == 0)
+            isStopped_ = !report(kWalkProgress);
+    }
+}
+
+void FatSurvey::walkLost() {
+    for (std::size_t next = 0; next < lostFolders_.size() && !isStopped_; ++next) {
+        const uint32 index = lostFolders_[next];
+        const uint32 cluster = findFolder(index);
+        FatFolder& folder = folders_[index];
+        openFolder(index, cluster);
+        folder.cluster = cluster;
+        if (cluster != 0 && !isRead(cluster)) {
+            if (volume_.table_.isFree(cluster))
+                readLost(index);
+            else
+                readChain(index);
+        }
+        folders_[index].itemsEnd = items_.size();
+        if (next % kReportEvery == 0)
+            isStopped_ = !report(kLostProgress);
+    }
+}
+
+void FatSurvey::openFolder(uint32 folder, uint32 cluster) {
+    parser_.begin(cluster, volume_.scanOptions(), volume_.geometry_.type);
+    folders_[folder].itemsBegin = items_.size();
+    folders_[folder].itemsEnd = items_.size();
+}
+
+void FatSurvey::readFixedRoot() {
+    const FatGeometry& geometry = volume_.geometry_;
+    // At most 65535 entries.
+    buffer_.resize(static_cast<std::size_t>(geometry.rootSectors) * geometry.bytesPerSector);
+    volume_.readSectors(geometry.rootSector, geometry.rootSectors, geometry.bytesPerSector,
+                        buffer_.data());
+    readEntries(FatFolder::kRoot, buffer_);
+}
+
+/// Reads a directory along its chain, ahead where that goes on in consecutive clusters: at most as
+/// much as has been used before, as a directory seldom fills what it holds.
+void FatSurvey::readChain(uint32 folder) {
+    const FatGeometry& geometry = volume_.geometry_;
+    const uint32 furthest = geometry.clustersWithin(kReadAheadBytes);
+    uint32 most = 1;
+    uint32 cluster = folders_[folder].cluster;
+    while (cluster >= kFirstDataCluster && cluster <= geometry.lastMediaCluster &&
+           !isRead(cluster)) {
+        const uint32 first = cluster;
+        uint32 count = 0;
+        uint32 entry = 0;
+        do {
+            entry = volume_.table_.entry(cluster);
+            if (!volume_.table_.isInChain(entry))
+                break;
+            read_[cluster] = true;
+            ++count;
+            cluster = entry;
+        } while (count < most && entry == first + count && entry <= geometry.lastMediaCluster &&
+                 !isRead(entry));
+        if (count == 0)
+            return;
+        buffer_.resize(static_cast<std::size_t>(count) * geometry.clusterBytes());
+        volume_.readClusters(first, count, buffer_.data());
+        if (!readEntries(folder, buffer_) || volume_.table_.isEnd(entry))
+            return;
+        most = std::min(2 * most, furthest);
+    }
+}
+
+/// Reads a directory whose chain is gone.
+void FatSurvey::readLost(uint32 folder) {
+    uint32 cluster = folders_[folder].cluster;
+    while (cluster >= kFirstDataCluster && cluster <= volume_.geometry_.lastMediaCluster &&
+           !isRead(cluster)) {
+        read_[cluster] = true;
+        buffer_.resize(volume_.geometry_.clusterBytes());
+        volume_.readClusters(cluster, 1, buffer_.data());
+        if (!readEntries(folder, buffer_))
+            return;
+        cluster = findContinuation(folder, cluster);
+    }
+}
+
+/// False when the directory ends here.
+bool FatSurvey::readEntries(uint32 folder, std::span<const uint8> entries) {
+    for (; !entries.empty(); entries = entries.subspan(FatDirectoryEntry::kBytes)) {
+        parser_.feed(entries.data());
+        if (parser_.endOfDirectory())
+            return false;
+        if (!parser_.entryComplete())
+            continue;
+        takeEntry(folder);
+        parser_.reset();
+    }
+    return true;
+}
+
+void FatSurvey::takeEntry(uint32 folder) {
+    const FatDirectoryEntry entry = parser_.entry();
+    if (parser_.isDots())
+        return;
+    const uint32 cluster = parser_.firstCluster();
+    const bool isInUse =
+        volume_.geometry_.isDataCluster(cluster) && !volume_.table_.isFree(cluster);
+    // Where the table was wiped, what looks live is as lost as the rest.
+    const bool isLost =
+        !entry.exists() || (folders_[folder].isLost && (!volume_.tableIsEmpty_ || !isInUse));
+    if (!isLost && cluster != 0) {
+        volume_.use_.addLive(cluster, entry.creationStamp());
+        liveStamps_[cluster] = entry.creationStamp();
+    }
+    const uint32 clusterBytes = volume_.geometry_.clusterBytes();
+    const uint32 clusters =
+        entry.size() / clusterBytes + (entry.size() % clusterBytes != 0 ? 1 : 0);
+    if (isLost || entry.isDirectory())
+        addFound(folder, isLost);
+    if (!entry.isDirectory())
+        items_.push_back({isLost ? static_cast<uint32>(found_.size() - 1) : FatFolderItem::kLive,
+                          isLost ? 0 : cluster, clusters});
+}
+
+void FatSurvey::addFound(uint32 folder, bool isLost) {
+    FatFound& found = found_.emplace_back();
+    parser_.buildNode(found.node);
+    if (volume_.scanOptions().localTimes)
+        tellInUtc(found.node, localTimes_);
+    found.recorded = parser_.firstCluster();
+    found.folder = folder;
+    found.place.created = parser_.entry().creationStamp();
+    if (volume_.geometry_.isDataCluster(found.recorded)) {
+        found.place.first = found.recorded;
+        found.place.certainty = FatPlace::Certainty::Known;
+    }
+    if (!found.node.isDirectory) {
+        found.node.exists = false; // A live file in a deleted directory is as lost as it.
+        return;
+    }
+    FatFolder inner;
+    inner.cluster = found.place.first;
+    inner.found = static_cast<uint32>(found_.size() - 1);
+    inner.isLost = isLost || volume_.tableIsEmpty_;
+    if (inner.isLost)
+        lostFolders_.push_back(static_cast<uint32>(folders_.size()));
+    folders_.push_back(inner);
+}
+
+/// The first cluster of a directory that is not live, 0 when it is not known.
+uint32 FatSurvey::findFolder(uint32 folder) {
+    FatFound& found = found_[folders_[folder].found];
+    if (found.node.exists)
+        return found.place.first;
+    const uint32 parent = found.folder == FatFolder::kRoot ? 0 : folders_[found.folder].cluster;
+    const uint32 cluster = finder_.findFolder(found.recorded, parent);
+    found.place.first = cluster;
+    found.place.certainty = cluster == 0 ? FatPlace::Certainty::None : FatPlace::Certainty::Known;
+    return cluster;
+}
+
+/// Where a directory goes on whose chain is gone, 0 when that is not found: it grew when its last
+/// cluster was full, so that its next one lies behind the last file in it, or not far behind
+/// itself.
+uint32 FatSurvey::findContinuation(uint32 folder, uint32 last) {
+    const FatGeometry& geometry = volume_.geometry_;
+    buffer_.resize(geometry.clusterBytes());
+    uint32 probes = std::max<uint32>(kSearchBytes / geometry.bytesPerSector, 2);
+    const auto isIt = [&](uint32 cluster) {
+        if (isRead(cluster) || !volume_.table_.isFree(cluster))
+            return false;
+        --probes;
+        volume_.readSectors(static_cast<uint64>(geometry.sectorOf(cluster)), 1,
+                            geometry.bytesPerSector, buffer_.data());
+        if (!continues(std::span(buffer_).first(geometry.bytesPerSector)))
+            return false;
+        volume_.readClusters(cluster, 1, buffer_.data());
+        return continues(buffer_);
+    };
+    if (items_.size() > folders_[folder].itemsBegin) {
+        const FatFolderItem& item = items_.back();
+        const uint32 first = item.found == FatFolderItem::kLive
+                                 ? item.first
+                                 : finder_.nearestAbove(found_[item.found].recorded, last);
+        const uint64 end = uint64{first} + item.clusters;
+        if (first != 0 && end <= geometry.lastMediaCluster && isIt(static_cast<uint32>(end)))
+            return static_cast<uint32>(end);
+    }
+    const uint32 furthest = std::min(geometry.lastMediaCluster, last + kSearchClusters);
+    for (uint32 cluster = last + 1; cluster <= furthest && probes > 0; ++cluster) {
+        if (isIt(cluster))
+            return cluster;
+    }
+    return 0;
+}
+
+/// Whether the bytes hold entries of a directory, and not its first ones.
+bool FatSurvey::continues(std::span<const uint8> cluster) const {
+    FatEntryParser parser;
+    parser.begin(0, volume_.scanOptions(), volume_.geometry_.type);
+    bool any = false;
+    for (; !cluster.empty(); cluster = cluster.subspan(FatDirectoryEntry::kBytes)) {
+        parser.feed(cluster.data());
+        if (parser.endOfDirectory())
+            return any && std::all_of(cluster.begin(), cluster.end(),
+                                      [](uint8 byte) { return byte == 0; });
+        const FatDirectoryEntry entry = parser.entry();
+        if (entry.isLongName()) {
+            if (FatLongNameEntry(cluster.data()).firstCluster() != 0 || entry.caseBits() != 0)
+                return false;
+        } else if (!parser.entryComplete() || parser.isDots() ||
+                   parser.firstCluster() > volume_.geometry_.lastCluster ||
+                   (entry.isDirectory() && entry.size() != 0)) {
+            return false;
+        } else {
+            parser.reset();
+        }
+        any = true;
+    }
+    return any;
+}
+
+/// A file that was renamed or moved has left its old entry behind; it was not deleted.
+void FatSurvey::findRenames() {
+    for (FatFound& found : found_) {
+        if (found.node.exists || found.place.created == 0)
+            continue;
+        finder_.forEachCandidate(found.recorded, [&](uint32 cluster) {
+            const uint32* const stamp = liveStamps_.find(cluster);
+            found.isRename = found.isRename || (stamp != nullptr && *stamp == found.place.created);
+        });
+    }
+}
+
+/// Of two deleted files that claim the same clusters the younger one is the likelier owner.
+void FatSurvey::markDoubts() {
+    struct Claim {
+        uint32 first;
+        uint64 end;
+        FatFound* found;
+    };
+
+    std::vector<Claim> claims;
+    for (const FatFolderItem& item : items_) {
+        if (item.found == FatFolderItem::kLive)
+            continue;
+        FatFound& found = found_[item.found];
+        if (found.place.first == 0 || found.isRename || item.clusters == 0)
+            continue;
+        claims.push_back({found.place.first, uint64{found.place.first} + item.clusters, &found});
+        volume_.use_.addDeleted(found.place.first);
+    }
+    std::sort(claims.begin(), claims.end(),
+              [](const Claim& a, const Claim& b) { return a.first < b.first; });
+    const Claim* furthest = nullptr;
+    for (const Claim& claim : claims) {
+        if (furthest != nullptr && claim.first < furthest->end) {
+            const auto stampOf = [](const Claim& of) { return of.found->place.created; };
+            // A renamed file has two entries, and both tell the truth.
+            const bool isSame = claim.first == furthest->first && claim.end == furthest->end &&
+                                stampOf(claim) == stampOf(*furthest);
+            const Claim& older = stampOf(claim) < stampOf(*furthest) ? claim : *furthest;
+            if (!isSame)
+                older.found->place.certainty = FatPlace::Certainty::Doubted;
+        }
+        if (furthest == nullptr || claim.end > furthest->end)
+            furthest = &claim;
+    }
+}
+
+/// Marks a folder, and those above it, as holding something to be stored.
+void FatSurvey::need(uint32 folder) {
+    while (!std::exchange(folders_[folder].isNeeded, true) && folder != FatFolder::kRoot)
+        folder = found_[folders_[folder].found].folder;
+}
+
+void FatSurvey::store() {
+    for (const FatFound& found : found_) {
+        if (!found.isRename && !found.node.exists && !folders_[found.folder].isNeeded &&
+            (!tree_.filter || tree_.filter(found.node)))
+            need(found.folder);
+    }
+    std::vector<bool> usedIds(std::size_t{volume_.geometry_.lastCluster} + 1);
+    int64 nextId = ZFatVolume::kFirstOwnId;
+    std::vector<uint32> folderOf(found_.size());
+    for (uint32 folder = FatFolder::kRoot + 1; folder < folders_.size(); ++folder)
+        folderOf[folders_[folder].found] = folder;
+    for (uint32 index = 0; index < found_.size(); ++index) {
+        FatFound& found = found_[index];
+        const uint32 folder = folderOf[index];
+        if (found.isRename || (found.node.exists && !folders_[folder].isNeeded))
+            continue;
+        int64 id = found.recorded;
+        if (!volume_.geometry_.isDataCluster(found.recorded) || usedIds[found.recorded])
+            id = nextId++;
+        else
+            usedIds[found.recorded] = true;
+        found.node.id = id;
+        const uint32 parent = found.folder;
+        found.node.parentId =
+            parent == FatFolder::kRoot ? 0 : found_[folders_[parent].found].node.id;
+        volume_.places_[id] = found.place;
+        tree_.insert(std::move(found.node));
+        found.node.id = id;
+    }
+}
+
+} // namespace kova

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "engine/IdTable.h"
+#include "engine/fat/FatEntryParser.h"
+#include "engine/fat/FatFound.h"
+#include "engine/fat/FatPlaceFinder.h"
+#include "engine/fat/ZFatVolume.h"
+#include "platform/LocalTime.h"
+
+#include <span>
+#include <vector>
+
+namespace kova {
+
+/// The scan with `ScanOptions::findPlaces`: meets every entry of a volume first, finds out where
+/// the deleted ones lay, and stores them then.
+///
+/// Live directories come before deleted ones, so that nothing that is in use is taken for a part of
+/// what is not. Each directory is read to its end at once, and each cluster as part of one of them
+/// only. Ends early when the progress callback says so.
+class FatSurvey {
+public:
+    FatSurvey(ZFatVolume& volume, ZFileTree& tree);
+
+    /// Called once.
+    void run();
+
+private:
+    void walkLive();
+    void walkLost();
+    void readChain(uint32 folder);
+    void readFixedRoot();
+    void readLost(uint32 folder);
+    bool readEntries(uint32 folder, std::span<const uint8> entries);
+    void takeEntry(uint32 folder);
+    void addFound(uint32 folder, bool isLost);
+    void openFolder(uint32 folder, uint32 cluster);
+
+    uint32 findFolder(uint32 folder);
+    uint32 findContinuation(uint32 folder, uint32 last);
+    [[nodiscard]] bool continues(std::span<const uint8> cluster) const;
+    void findRenames();
+    void markDoubts();
+    void store();
+    void need(uint32 folder);
+    bool report(double progress);
+    [[nodiscard]] bool isRead(uint32 cluster) const;
+
+    ZFatVolume& volume_;
+    ZFileTree& tree_;
+    FatPlaceFinder finder_;
+    FatEntryParser parser_;
+    platform::LocalTimes localTimes_;
+    std::vector<uint8> buffer_;
+    std::vector<bool> read_; ///< By cluster: read as part of a directory.
+    std::vector<FatFound> found_;
+    std::vector<FatFolder> folders_;  ///< Live ones first, each before what is in it.
+    std::vector<uint32> lostFolders_; ///< Still to be walked, in order.
+    std::vector<FatFolderItem> items_;
+    IdTable<uint32> liveStamps_; ///< Creation stamps of what is live, by first cluster.
+    bool isStopped_ = false;
+};
+
+} // namespace kova
