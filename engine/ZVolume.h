@@ -44,8 +44,9 @@ struct ScanOptions {
     bool lenientFat = false;
     /// FAT: times are what local clocks showed, and are told in UTC.
     bool localTimes = false;
-    /// FAT: files are looked for where they really lay: clusters that other files held before are
-    /// stepped over.
+    /// FAT: files are looked for where they really lay. The high half of a first cluster, which
+    /// Windows clears, is found again; clusters that other files held before are stepped over; no
+    /// entry is lost to another, and each has an id of its own.
     bool findPlaces = false;
 
     /// A volume that the system does not know, or whose engine cannot use it, is recognised by what

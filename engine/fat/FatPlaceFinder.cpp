@@ -187,7 +187,7 @@ void FatPlaceFinder::place(FatFound& found, const FatFolderItem& item, Neighbour
     }
     if (best == nullptr)
         return;
-    const bool isClear = best->fit == Fit::Yes || neighbours.isFile || candidates.size() == 1;
+    const bool isClear = best->fit == Fit::Yes || neighbours.isFile || second == nullptr;
     const bool isTie = second != nullptr && second->weight() == best->weight() &&
                        second->distance / kClearlyFarther < best->distance;
     found.place.first = best->cluster;

@@ -10,7 +10,7 @@ import subprocess
 from datetime import datetime, timedelta, timezone
 
 from . import content as c
-from .entry import FULL, NOT_LISTED, OTHER_CONTENT, Entry, require
+from .entry import NOT_LISTED, OTHER_CONTENT, Entry, require
 from .fat import FatImage, placeholder
 
 KIB = 10240
@@ -23,16 +23,19 @@ FRAGMENTED = "Notes/Final cut.bin"
 DROPPED = "From the stick"
 DELETED_IN_DROPPED = f"{DROPPED}/Old letter.rtf"
 MANY = "Many long names"
-MANY_COUNT, MANY_FOUND = 14, 10
+MANY_COUNT, MANY_IN_FIRST_CLUSTER = 14, 10
+CHAPTERS = [f"{MANY}/Chapter {number:02} of the very long story about the harbour.txt"
+            for number in range(1, MANY_COUNT + 1)]
+BEHIND_FIRST_CLUSTER = CHAPTERS[MANY_IN_FIRST_CLUSTER:]
 
 
 def plan():
     """All files, in the order in which they are made."""
-    gone = "its first cluster is a newer deleted file's"
     live = {"live": True, "recovery": NOT_LISTED}
     entries = [
-        Entry(FIRST_GAP, c.ledger("first", 2 * CLUSTER), ("overwritten",), recovery=NOT_LISTED,
-              why=gone),
+        Entry(FIRST_GAP, c.ledger("first", 2 * CLUSTER), ("overwritten",),
+              recovery=OTHER_CONTENT,
+              why="a newer deleted file was written over its clusters"),
         Entry(BETWEEN, c.prose(31, 900), **live),
         Entry(SECOND_GAP, c.ledger("second", 2 * CLUSTER), ("overwritten",),
               recovery=OTHER_CONTENT, why="a newer file was written over its clusters"),
@@ -48,8 +51,7 @@ def plan():
         Entry("Notes/Empty note.txt", b"", ("empty",)),
         Entry("Notes/Exactly one cluster.bin", c.ledger("exact", CLUSTER)),
         Entry("Notes/One byte more.bin", c.ledger("more", CLUSTER + 1)),
-        Entry("Notes/.settings", c.prose(38, 60), ("name",), recovery=NOT_LISTED,
-              why="names that begin with a dot are left out on FAT"),
+        Entry("Notes/.settings", c.prose(38, 60), ("name",)),
 
         Entry("DCIM/100PHOTO/IMG_0001.JPG", c.landscape(21, *c.DESERT),
               ("jpeg", "8.3 name", "unset dates"), shown_as="DCIM/100PHOTO/?MG_0001.JPG"),
@@ -85,13 +87,10 @@ def plan():
         Entry(f"{DROPPED}/Inner folder/Deep inside.txt", c.prose(45, 2049),
               ("live in deleted folder",)),
     ]
-    for number in range(1, MANY_COUNT + 1):
-        past = number > MANY_FOUND
+    for number, chapter in enumerate(CHAPTERS, 1):
         entries.append(Entry(
-            f"{MANY}/Chapter {number:02} of the very long story about the harbour.txt",
-            c.prose(50 + number, 400 + number), ("long name",),
-            recovery=NOT_LISTED if past else FULL,
-            why="only the first cluster of a deleted folder is known" if past else ""))
+            chapter,
+            c.prose(50 + number, 400 + number), ("long name",)))
     return entries
 
 
@@ -158,10 +157,9 @@ def check(volume, entries):
         shown = entry.shown_as or entry.path
         if entry.path == FIRST_GAP:
             require(items[shown].cluster == items[FRAGMENTED].cluster, "the gap was not filled")
-            entry.id = items[shown].cluster
-            continue
-        if entry.recovery == NOT_LISTED and entry.path.startswith(MANY):
+        if entry.path in BEHIND_FIRST_CLUSTER:
             require(shown not in items, f"{entry.path}: stands in the folder's first cluster")
+            entry.recovered = entry.content
             continue
         require(shown in items, f"{entry.path}: not on the volume")
         item = items[shown]

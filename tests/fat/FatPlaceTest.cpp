@@ -1,0 +1,164 @@
+// Where deleted files really lay: what `ScanOptions::findPlaces` adds.
+
+#include "tests/fat/FatScan.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using testing::UnorderedElementsAre;
+
+namespace kova::test {
+namespace {
+
+constexpr bool kDeleted = true;
+
+std::string contentOf(char kind, std::size_t bytes) {
+    std::string content = "\x89PNG\r\n\x1a\n";
+    content += std::string("\0\0\0\rIHDR", 8);
+    while (content.size() < bytes)
+        content += kind + std::to_string(content.size());
+    content.resize(bytes);
+    return content;
+}
+
+FatScan scanned(FatBuilder& builder) {
+    return FatScan(builder.bytes(), ScanOptions::today());
+}
+
+/// Clears the high half of every deleted first cluster, as Windows does.
+void clearHighWords(FatBuilder& builder) {
+    auto& bytes = builder.bytes();
+    for (std::size_t at = builder.offsetOf(2); at + 32 <= bytes.size(); at += 32) {
+        if (bytes[at] == FatDirectoryEntry::kDeletedMark && bytes[at + 11] != 0x0F)
+            storeLe<uint16>(&bytes[at + 20], 0);
+    }
+}
+
+TEST(FatPlace, FindsLostHighWordsAgain) {
+    FatBuilder builder({.type = FatType::Fat32, .clusters = 210'000});
+    builder.allocate(131'100); // Others' files, up to the third value of the high word.
+    for (uint32 cluster = 30; cluster < 60'000; ++cluster)
+        builder.setFat(cluster, 0);
+    const uint32 folder = builder.addDirectory(0, named("Photos", kDeleted));
+    std::vector<std::string> contents;
+    for (char kind = 'a'; kind < 'f'; ++kind) {
+        contents.push_back(contentOf(kind, 1500));
+        builder.addFile(folder, named(std::string(1, kind) + ".png", kDeleted), contents.back());
+    }
+    clearHighWords(builder);
+    FatScan scan = scanned(builder);
+    for (std::size_t i = 0; i < contents.size(); ++i) {
+        const ZFileTreeNode& node =
+            scan.named(std::wstring(1, static_cast<wchar_t>(L'a' + i)) + L".png");
+        EXPECT_EQ(scan.extract(node), contents[i]);
+        EXPECT_EQ(scan.volume.assess(node).kind, FileState::Kind::Whole);
+        EXPECT_EQ(scan.tree.find(node.parentId)->name, L"Photos");
+    }
+}
+
+TEST(FatPlace, LosesNoEntryToAnother) {
+    FatBuilder builder;
+    const uint32 first = builder.addFile(0, named("old", kDeleted), "older");
+    FatEntry newer = named("new", kDeleted);
+    newer.cluster = first;
+    newer.size = 5;
+    newer.creationDate = fatDate(2021, 1, 1);
+    builder.add(0, newer);
+    builder.addFile(0, named("empty", kDeleted), "");
+    builder.addFile(0, named("empty too", kDeleted), "");
+    FatEntry dotted = named(".bashrc", kDeleted);
+    dotted.name = "BASHRC~1";
+    builder.addFile(0, dotted, "dot");
+    FatEntry nowhere = named("nowhere", kDeleted);
+    nowhere.size = 3000;
+    builder.add(0, nowhere);
+    FatScan scan = scanned(builder);
+    EXPECT_THAT(scan.paths(),
+                UnorderedElementsAre("old", "new", "empty", "empty too", ".bashrc", "nowhere"));
+    EXPECT_EQ(scan.extract(scan.named(L".bashrc")), "dot");
+    EXPECT_EQ(scan.volume.assess(scan.named(L"old")).kind, FileState::Kind::Uncertain);
+    EXPECT_EQ(scan.volume.assess(scan.named(L"new")).kind, FileState::Kind::Whole);
+    ZMemoryStream out;
+    EXPECT_FALSE(scan.volume.extract(scan.named(L"nowhere"), &out));
+    EXPECT_EQ(scan.volume.extractReport().reason, ExtractReport::Reason::PlaceUnknown);
+}
+
+TEST(FatPlace, StepsOverOlderFilesAndNamesWhatYoungerOnesTook) {
+    FatBuilder builder;
+    const std::string content = contentOf('x', 4 * builder.clusterBytes());
+    FatEntry older = named("older");
+    older.creationDate = fatDate(2019, 1, 1);
+    FatEntry younger = named("younger");
+    younger.creationDate = fatDate(2021, 1, 1);
+    const uint32 first = builder.addFile(0, named("gone", kDeleted), content);
+    const std::string live(builder.clusterBytes(), 'l');
+    // The second of its clusters belongs to a live file, and its last pieces lie behind that.
+    const auto liveAt = [&](FatEntry entry) {
+        FatBuilder volume = builder;
+        entry.cluster = first + 1;
+        entry.size = builder.clusterBytes();
+        volume.add(0, entry);
+        volume.setFat(first + 1, volume.endMark());
+        return scanned(volume);
+    };
+    {
+        FatScan scan = liveAt(older);
+        const auto state = scan.volume.assess(scan.named(L"gone"));
+        EXPECT_EQ(state.kind, FileState::Kind::Uncertain);
+        EXPECT_EQ(scan.extract(scan.named(L"gone")).substr(builder.clusterBytes(), 512),
+                  content.substr(std::size_t{2} * builder.clusterBytes(), 512));
+    }
+    {
+        FatScan scan = liveAt(younger);
+        const auto state = scan.volume.assess(scan.named(L"gone"));
+        EXPECT_EQ(state.kind, FileState::Kind::Partly);
+        EXPECT_EQ(state.taken, 1U);
+        EXPECT_EQ(state.clusters, 4U);
+    }
+}
+
+/// The number of clusters alone decides which width the entries have.
+TEST(FatPlace, TellsTheTypesApartToTheCluster) {
+    const auto typeOf = [](uint32 clusters) {
+        format::BiosParameterBlock block;
+        block.bytesPerSector = 512;
+        block.sectorsPerCluster = 1;
+        block.reservedSectors = 1;
+        block.fatCount = 2;
+        block.rootEntries = 512;
+        block.fatSectors16 = 256;
+        block.totalSectors32 = 1 + 2 * 256 + 32 + clusters;
+        return FatGeometry::derive(block, 0, true).type;
+    };
+    EXPECT_EQ(typeOf(4084), FatType::Fat12);
+    EXPECT_EQ(typeOf(4085), FatType::Fat16);
+    EXPECT_EQ(typeOf(65524), FatType::Fat16);
+    EXPECT_EQ(typeOf(65525), FatType::Fat32);
+}
+
+TEST(FatPlace, LooksAtNoReservedBits) {
+    FatBuilder builder({.type = FatType::Fat32});
+    const uint32 cluster = builder.addFile(0, named("gone", kDeleted), "free");
+    builder.setFat(cluster, 0xF0000000);
+    FatScan scan = scanned(builder);
+    EXPECT_EQ(scan.volume.assess(scan.named(L"gone")).kind, FileState::Kind::Whole);
+    EXPECT_EQ(scan.extract(scan.named(L"gone")), "free");
+}
+
+TEST(FatPlace, ReadsTheSecondTableWhereTheFirstIsWiped) {
+    FatBuilder builder;
+    const uint32 live = builder.addFile(0, named("live"), "1");
+    builder.addFile(0, named("gone", kDeleted), "2");
+    auto& bytes = builder.bytes();
+    const std::size_t fatBytes = std::size_t{loadLe<uint16>(&bytes[22])} * 512;
+    std::copy_n(bytes.begin() + 512, fatBytes,
+                bytes.begin() + static_cast<std::ptrdiff_t>(512 + fatBytes));
+    std::fill_n(bytes.begin() + 512, fatBytes, uint8{0});
+    FatScan scan = scanned(builder);
+    EXPECT_EQ(scan.volume.notes(), std::vector{VolumeNote::SecondFat});
+    EXPECT_THAT(scan.paths(), UnorderedElementsAre("gone"));
+    EXPECT_TRUE(scan.volume.isInUse(live - 2));
+}
+
+} // namespace
+} // namespace kova::test
