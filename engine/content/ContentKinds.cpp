@@ -336,9 +336,9 @@ RecognisedContent recognise(std::span<const uint8> first) {
 std::vector<const ContentKind*> kindsForSuffix(std::wstring_view suffix) {
     std::vector<const ContentKind*> kinds;
     const std::wstring wanted = lower(suffix);
-    const auto range = std::ranges::equal_range(kSuffixes, wanted, {}, &SuffixOf::suffix);
-    for (const SuffixOf& entry : range)
-        kinds.push_back(&entry.kind());
+    const auto* entry = std::ranges::lower_bound(kSuffixes, wanted, {}, &SuffixOf::suffix);
+    for (; entry != std::end(kSuffixes) && entry->suffix == wanted; ++entry)
+        kinds.push_back(&entry->kind());
     return kinds;
 }
 

@@ -101,17 +101,7 @@ std::vector<FatRun> FatClusterUse::layOut(const FatPlace& place, uint64 count, S
         while (extent != free_.end() && extent->end <= cluster)
             ++extent;
         if (extent != free_.end() && extent->first <= cluster) {
-            uint32 end = extent->end;
-            if (step == Step::DeletedStarts) {
-                if (cluster != place.first && isDeletedStart(cluster)) {
-                    ++cluster;
-                    continue;
-                }
-                const auto from = deletedStarts_.begin() + cluster + 1;
-                if (end <= deletedStarts_.size() && end > cluster)
-                    end = static_cast<uint32>(std::find(from, deletedStarts_.begin() + end, true) -
-                                              deletedStarts_.begin());
-            }
+            const uint32 end = extent->end;
             const auto now = static_cast<uint32>(std::min<uint64>(left, end - cluster));
             append(runs, {cluster, now, false});
             cluster += now;

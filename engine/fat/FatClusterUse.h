@@ -21,9 +21,8 @@ class FatClusterUse {
 public:
     /// What a deleted file's clusters step over: where free space is in pieces, fragments lie.
     enum class Step {
-        Nothing,       ///< It lies in one piece.
-        LiveFiles,     ///< Clusters that live files held before it was written.
-        DeletedStarts, ///< The same, and first clusters of other deleted files.
+        Nothing,   ///< It lies in one piece.
+        LiveFiles, ///< Clusters that live files held before it was written.
     };
 
     /// Nothing is in use.

@@ -34,7 +34,7 @@ bool ZFatVolume::init() {
     if (scanOptions().wholeFiles && geometry_.endsEarly)
         addNote(VolumeNote::EndsEarly);
     loadTable();
-    use_ = FatClusterUse(table_, geometry_.lastCluster);
+    use_ = FatClusterUse(table_, geometry_.lastMediaCluster);
     return true;
 }
 
@@ -174,6 +174,10 @@ FileState ZFatVolume::assess(const ZFileTreeNode& node) {
         return state;
     }
     const std::vector<FatRun> runs = runsOf(node);
+    if (runs.empty()) {
+        state.kind = FileState::Kind::Unreadable; // Beyond the device.
+        return state;
+    }
     uint32 pieces = 0;
     uint32 end = 0;
     for (const FatRun& run : runs) {
@@ -241,7 +245,8 @@ bool ZFatVolume::extractRuns(const ZFileTreeNode& node, ZStream& out) {
         return true;
     const std::vector<FatRun> runs = runsOf(node);
     if (runs.empty()) {
-        setShortfall(ExtractReport::Reason::PlaceUnknown);
+        setShortfall(fatPlaceOf(node).first == 0 ? ExtractReport::Reason::PlaceUnknown
+                                                 : ExtractReport::Reason::BeyondDevice);
         return false;
     }
     if (std::all_of(runs.begin(), runs.end(), [](const FatRun& run) { return run.isTaken; })) {
