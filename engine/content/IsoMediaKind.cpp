@@ -146,8 +146,11 @@ protected:
         uint64 dataAt = 0;
         while (reader.has(at, kHeader)) {
             const Box box = boxAt(reader, at);
-            if (!isOneOf(box.type, kBoxes) || box.end < box.data)
+            if (!isOneOf(box.type, kBoxes))
                 break;
+            // A box of the file that reaches beyond the drive was cut off, or tells nothing.
+            if (box.end < box.data)
+                return found.breaks(hasData ? dataAt : at, reader.size());
             if (box.type == "moov")
                 movie.take(box.data, box.end);
             if (box.type == "mdat" && !hasData)
