@@ -21,8 +21,9 @@ void exFatScan(benchmark::State& state) {
     test::ExFatBuilder builder({.clusterBytes = kClusterBytes, .clusters = 3000});
     std::vector<uint32> clusters;
     for (int folder = 0; folder < kFolders; ++folder) {
-        const std::string name = "folder " + std::to_string(folder);
-        clusters.push_back(builder.addFolder(0, {.name = {name.begin(), name.end()}}));
+        const std::string text = "folder " + std::to_string(folder);
+        const std::u16string name(text.begin(), text.end());
+        clusters.push_back(builder.addFolder(0, {.name = name}));
         for (int file = 0; file < kFiles; ++file) {
             const std::string photo = "photo " + std::to_string(file) + ".jpg";
             test::ExFatEntry entry{.name = {photo.begin(), photo.end()}, .deleted = true};

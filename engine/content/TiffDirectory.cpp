@@ -17,7 +17,8 @@ constexpr uint64 kMostText = 256;
 } // namespace
 
 uint64 TiffStructure::Entry::bytes() const {
-    return type < kTypeBytes.size() ? uint64{count} * kTypeBytes[type] : 0;
+    const bool isKnown = type < kTypeBytes.size();
+    return isKnown ? uint64{count} * kTypeBytes[type] : 0;
 }
 
 const TiffStructure::Entry* TiffStructure::Directory::find(uint16 tag) const {

@@ -504,7 +504,7 @@ void ZMftRecord::chooseNameToday() {
             return false;
         if (const ntfs::RecordBuffer* buffer = extensionToday(record))
             visitAttributes(*buffer, consider);
-        return isFinal;
+        return isFinal; // cppcheck-suppress identicalConditionAfterEarlyExit
     });
 }
 

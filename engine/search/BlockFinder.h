@@ -12,7 +12,7 @@ namespace kova {
 class BlockFinder {
 public:
     /// Bytes behind the fresh ones that a finder may look at, where the drive goes on that far.
-    static constexpr std::size_t kLookAhead = 64 * 1024;
+    static constexpr std::size_t kLookAhead = std::size_t{64} * 1024;
     /// Things begin at multiples of this.
     static constexpr std::size_t kStep = 512;
 

@@ -33,6 +33,8 @@ public:
     /// `media` is opened, not owned, and outlives this. `today` is the volume on it, initialised,
     /// or null when there is none.
     ZDeepSearch(ZCustomMedia* media, std::unique_ptr<ZVolume> today, SearchOptions search = {});
+    ZDeepSearch(const ZDeepSearch&) = delete;
+    ZDeepSearch& operator=(const ZDeepSearch&) = delete;
     ~ZDeepSearch() override;
 
     /// Nothing is to be read.

@@ -6,7 +6,7 @@ namespace kova {
 
 namespace {
 
-constexpr uint64 kRequestBytes = 1024 * 1024;
+constexpr uint64 kRequestBytes = uint64{1024} * 1024;
 
 } // namespace
 

@@ -105,7 +105,8 @@ public:
         return reinterpret_cast<std::intptr_t>(descriptor_) != -1;
     }
 
-    [[nodiscard]] std::wstring convert(std::string bytes) const {
+    [[nodiscard]] std::wstring convert(const std::string& given) const {
+        std::string bytes(given);
         // No byte becomes more than two characters.
         std::wstring text(2 * bytes.size() + 1, L'\0');
         char* in = bytes.data();

@@ -69,7 +69,7 @@ MountSources pathsIn(const std::string& list) {
     MountSources sources;
     std::string path;
     const auto take = [&] {
-        path = path.substr(0, path.find('='));
+        path.resize(std::min(path.find('='), path.size()));
         if (path.starts_with('/'))
             sources.paths.push_back(path);
         else
