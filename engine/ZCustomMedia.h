@@ -5,6 +5,8 @@
 #include "platform/Device.h"
 
 #include <functional>
+#include <limits>
+#include <map>
 #include <memory>
 #include <optional>
 #include <span>
@@ -16,8 +18,9 @@ namespace kova {
 /// Read-only access to a volume in whole sectors.
 ///
 /// Reading never fails towards the caller: what the device does not give is zero in the buffer.
-/// A read of several sectors that fails is repeated sector by sector, so that one bad sector
-/// costs one sector; `unreadableSectors` counts what stayed zero.
+/// A read that fails is narrowed down, so that one bad sector costs one sector, except where
+/// nothing was given for long: there a group of sectors whose first and last are bad is given up.
+/// `unreadableSectors` counts what stayed zero.
 ///
 /// The position is shared state: a media is used by one thread at a time.
 class ZCustomMedia {
@@ -92,7 +95,8 @@ public:
 
     /// While one lives, small reads that go forward through a region are served from windows of
     /// `kWindowBytes`, so that a walk over many records costs few device requests. Reads
-    /// elsewhere are not affected.
+    /// elsewhere are not affected. Sectors that the device refuses meanwhile are not asked for
+    /// again.
     class ReadWindow {
     public:
         explicit ReadWindow(ZCustomMedia& media);
@@ -128,9 +132,20 @@ private:
         uint32 covered = 0; ///< Sectors up to the end of the volume, given or not.
     };
 
+    static constexpr uint64 kNoGroup = std::numeric_limits<uint64>::max();
+
     Filled fill(uint64 sector, std::span<uint8> bytes);
-    Filled fillOneByOne(uint64 sector, std::span<uint8> bytes);
+    uint32 salvage(uint64 sector, std::span<uint8> bytes, bool gaveNothing);
+    uint32 narrowDown(uint64 sector, std::span<uint8> bytes, bool gaveNothing);
+    bool isDead(uint64 sector, std::span<uint8> bytes);
+    int64 request(uint64 sector, std::span<uint8> bytes);
     bool fillFromWindow(uint64 sector, std::span<uint8> bytes);
+    bool fillFromGroup(uint64 sector, std::span<uint8> bytes);
+    void giveUp(uint64 sector, std::span<uint8> bytes);
+    void refuse(uint64 sector, uint64 sectors);
+    void refuseTheDead(uint64 sector, uint64 end);
+    [[nodiscard]] uint64 refusedFrom(uint64 sector) const;
+    [[nodiscard]] uint64 refusedTo(uint64 sector) const;
 
     void patiently(std::function<void()> work);
     void keepError();
@@ -156,6 +171,15 @@ private:
     uint32 windowSectors_ = 0;   ///< Sectors in the window, all given by the device.
     uint64 lastWindowedEnd_ = 0; ///< Where the last small read ended.
     uint64 badWindowEnd_ = 0;    ///< Up to here the window could not be filled.
+    std::vector<uint8> group_;   ///< Stands for the window where that could not be filled.
+    uint64 groupSector_ = kNoGroup;
+    bool groupIsProbed_ = false;
+    uint32 groupSectors_ = 0; ///< Sectors in it, all given by the device.
+
+    uint32 failuresInARow_ = 0; ///< Requests since the device last gave something.
+    bool isGone_ = false;       ///< The device was removed: nothing more is asked of it.
+    /// Ranges of sectors that the device has refused while a window was on: first, and after last.
+    std::map<uint64, uint64> refused_;
 };
 
 } // namespace kova

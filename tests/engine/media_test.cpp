@@ -47,14 +47,48 @@ TEST(Media, ShortReadsLeaveZeros) {
 }
 
 TEST(Media, OneBadSectorCostsOneSector) {
-    TestMedia media(numbered(16));
-    media.failSector(5);
-    std::vector<uint8> buffer(16 * 512, 0xEE);
-    EXPECT_EQ(media.read(buffer.data(), 16), 15U);
-    for (std::size_t sector = 0; sector < 16; ++sector)
-        EXPECT_EQ(buffer[sector * 512], sector == 5 ? 0 : sector + 1);
-    EXPECT_EQ(media.position(), 16U);
-    EXPECT_EQ(media.unreadableSectors(), 1U);
+    for (const bool asAWhole : {false, true}) {
+        TestMedia media(numbered(200));
+        media.failSector(5);
+        if (asAWhole)
+            media.failAsAWhole();
+        std::vector<uint8> buffer(200 * 512, 0xEE);
+        EXPECT_EQ(media.read(buffer.data(), 200), 199U);
+        for (std::size_t sector = 0; sector < 200; ++sector)
+            EXPECT_EQ(buffer[sector * 512], sector == 5 ? 0 : sector + 1);
+        EXPECT_EQ(media.position(), 200U);
+        EXPECT_EQ(media.unreadableSectors(), 1U);
+        EXPECT_LE(media.requests(), asAWhole ? 20 : 3);
+    }
+    TestMedia hesitant(numbered(64));
+    hesitant.giveAtMost(1536);
+    std::vector<uint8> buffer(64 * 512, 0xEE);
+    EXPECT_EQ(hesitant.read(buffer.data(), 64), 64U);
+    EXPECT_EQ(buffer.back(), 64);
+}
+
+TEST(Media, ADeadZoneCostsNoMoreRequestsThanGroupsOf64KiB) {
+    constexpr std::size_t kSectors = 64 * 2048;
+    constexpr std::size_t kDead = 5'000;
+    constexpr std::size_t kDeadEnd = kDead + 50 * 2048;
+    TestMedia media(numbered(kSectors));
+    for (std::size_t sector = kDead; sector < kDeadEnd; ++sector)
+        media.failSector(sector);
+    std::size_t lost = 0;
+    std::vector<uint8> record(1024);
+    const ZCustomMedia::ReadWindow window(media);
+    for (std::size_t sector = 0; sector < kSectors; sector += 2) {
+        media.seek(sector);
+        lost += 2 - media.read(record.data(), 2);
+    }
+    EXPECT_EQ(lost, kDeadEnd - kDead);
+    EXPECT_EQ(media.unreadableSectors(), lost);
+    EXPECT_LE(media.requests(), 50 * 16);
+    // Nothing of it is asked for again.
+    const int before = media.requests();
+    media.seek(kDead + 10'000);
+    EXPECT_EQ(media.read(record.data(), 2), 0U);
+    EXPECT_EQ(media.requests(), before);
 }
 
 TEST(Media, UnpluggedIsNotAskedSectorBySector) {

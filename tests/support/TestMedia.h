@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <set>
 #include <utility>
 #include <vector>
@@ -26,6 +27,12 @@ public:
 
     void failSector(uint64 sector) { badSectors_.insert(sector); }
 
+    /// Has requests fail as a whole that a bad sector lies in, as some systems do.
+    void failAsAWhole() { givesWhatLiesBefore_ = false; }
+
+    /// Gives at most so many bytes a request.
+    void giveAtMost(uint64 bytes) { mostAtOnce_ = bytes; }
+
     /// Fails every request after `requests` more.
     void unplugAfter(int requests) { requestsLeft_ = requests; }
 
@@ -40,10 +47,15 @@ protected:
             return -1;
         if (requestsLeft_ > 0)
             --requestsLeft_;
-        const uint64 end = offset + bytes.size();
+        // As a disk fails: what lies before the bad sector is given, then nothing.
+        uint64 end = offset + bytes.size();
         const auto bad = badSectors_.lower_bound(offset / sectorSize());
-        if (bad != badSectors_.end() && *bad * sectorSize() < end)
-            return -1;
+        if (bad != badSectors_.end() && *bad * sectorSize() < end) {
+            if (*bad * sectorSize() <= offset || !givesWhatLiesBefore_)
+                return -1;
+            end = *bad * sectorSize();
+        }
+        bytes = bytes.first(static_cast<std::size_t>(std::min(end - offset, mostAtOnce_)));
         if (offset >= bytes_.size())
             return 0;
         const auto count = std::min<std::size_t>(bytes.size(), bytes_.size() - offset);
@@ -57,6 +69,8 @@ protected:
 private:
     std::vector<uint8> bytes_;
     std::set<uint64> badSectors_;
+    bool givesWhatLiesBefore_ = true;
+    uint64 mostAtOnce_ = std::numeric_limits<uint64>::max();
     int requestsLeft_ = -1; ///< Negative: never unplugged.
     int requests_ = 0;
     uint64 bytesRead_ = 0;
