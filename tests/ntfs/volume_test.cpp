@@ -435,9 +435,34 @@ TEST(NtfsVolume, OpensByACopyOfItsBootSector) {
     }
 }
 
+/// Takes any number of bytes.
+class Sink : public ZStream {
+public:
+    int64 seek(int64, int) override { return size_; }
+
+    uint64 read(void*, uint32) override { return 0; }
+
+    uint64 write(const void*, uint32 count) override { return fill(0, count); }
+
+    uint64 fill(uint8, uint32 count) override {
+        size_ += count;
+        ++operations;
+        return count;
+    }
+
+    int64 size() override { return size_; }
+
+    void resize(int64 newSize) override { size_ = newSize; }
+
+    int operations = 0;
+
+private:
+    int64 size_ = 0;
+};
+
 TEST(NtfsVolume, CraftedSizesStayBounded) {
-    // An MFT said to hold 2^52 records, all free, on a volume of 1 MiB; a file of 2^60 bytes whose
-    // runs name the same clusters over and over; a hole of 2^50 clusters.
+    // An MFT said to hold 2^52 records, all free, on a volume of 1 MiB; files of 2^60 and 2^32
+    // bytes whose runs name the same clusters over and over; a hole of 2^50 clusters.
     NtfsBuilder builder;
     const int64 lcn = builder.firstFreeLcn();
     const int64 huge = int64{1} << 60;
@@ -448,13 +473,42 @@ TEST(NtfsVolume, CraftedSizesStayBounded) {
                .nonResident(ntfs::kData, {{0, 4, 16}}, {.dataSize = huge, .allocatedSize = huge})
                .nonResident(ntfs::kBitmap, {{0, ZDatarun::Hole, huge >> 12}},
                             {.dataSize = huge, .allocatedSize = huge}));
-    std::vector<ZDatarun> same(50, {0, lcn, int64{1} << 40});
+    const std::vector<ZDatarun> same(50, {0, lcn, int64{1} << 40});
     builder.put(20, builder.newFile().nonResident(ntfs::kData, same,
                                                   {.dataSize = huge, .allocatedSize = huge * 4}));
+    const std::vector<ZDatarun> often(200, {0, lcn, 127});
+    builder.put(21, builder.newFile().nonResident(
+                        ntfs::kData, often,
+                        {.dataSize = 200 * 127 * 4096, .allocatedSize = 200 * 127 * 4096}));
     Opened opened(builder, ScanOptions::today());
     opened.scan();
     EXPECT_LE(opened.volume.recordCount(), 1024U);
     EXPECT_EQ(opened.content(20), std::nullopt);
+    Sink sink;
+    EXPECT_FALSE(opened.volume.extract(*opened.tree.find(21), &sink));
+    EXPECT_EQ(opened.volume.extractReport().reason, ExtractReport::Reason::Damaged);
+    EXPECT_LE(sink.size(), (2 << 20) + (64 << 20)) << "twice what the volume holds, and some";
+}
+
+TEST(NtfsExtract, RunsLongerThanARequestAndHolesAtOnce) {
+    NtfsBuilder builder({.clusters = 1024});
+    const uint32 cluster = builder.bytesPerCluster();
+    const int64 lcn = builder.firstFreeLcn();
+    std::vector<uint8> bytes(std::size_t{700} * cluster);
+    for (std::size_t i = 0; i < 700; ++i)
+        storeLe<uint32>(&bytes[i * cluster], static_cast<uint32>(i));
+    constexpr int64 kHole = int64{20} << 20; // Clusters: 80 GiB.
+    builder.putClusters(lcn, bytes)
+        .put(20, builder.newFile().data({{0, lcn, 700}}, 700 * int64{cluster}, cluster))
+        .put(21, builder.newFile(u"b").data({{0, lcn, 1}, {1, ZDatarun::Hole, kHole}},
+                                            kHole * cluster, cluster));
+    EXPECT_EQ(Opened(builder).content(20), text(bytes));
+    Opened today(builder, ScanOptions::today());
+    EXPECT_EQ(today.content(20), text(bytes));
+    Sink sink;
+    EXPECT_TRUE(today.volume.extract(*today.scan().find(21), &sink));
+    EXPECT_EQ(sink.size(), kHole * cluster);
+    EXPECT_LE(sink.operations, 1 + 80);
 }
 
 TEST(NtfsVolume, AttributeListsThatLeadNowhereStayBounded) {

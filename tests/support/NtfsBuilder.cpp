@@ -201,8 +201,7 @@ NtfsBuilder::NtfsBuilder(Geometry geometry)
     image_.resize(std::size_t{geometry_.clusters} * bytesPerCluster());
 }
 
-std::size_t NtfsBuilder::recordOffset(uint32 number) const {
-    std::size_t offset = std::size_t{number} * geometry_.recordSize;
+std::size_t NtfsBuilder::mftOffset(std::size_t offset) const {
     for (const auto& [lcn, clusters] : mftExtents_) {
         const std::size_t extent = static_cast<std::size_t>(clusters) * bytesPerCluster();
         if (offset < extent)
@@ -298,9 +297,13 @@ std::vector<uint8> NtfsBuilder::build() {
                                              bitmap_.begin() + geometry_.recordCount / 8)),
             true);
     }
-    for (const auto& [number, record] : records_)
-        std::copy(record.begin(), record.end(),
-                  image_.begin() + static_cast<std::ptrdiff_t>(recordOffset(number)));
+    for (const auto& [number, record] : records_) {
+        const std::size_t piece = std::min<std::size_t>(record.size(), bytesPerCluster());
+        for (std::size_t at = 0; at < record.size(); at += piece)
+            std::copy_n(record.begin() + static_cast<std::ptrdiff_t>(at), piece,
+                        image_.begin() + static_cast<std::ptrdiff_t>(mftOffset(
+                                             std::size_t{number} * geometry_.recordSize + at)));
+    }
     return image_;
 }
 

@@ -117,7 +117,8 @@ public:
     [[nodiscard]] std::vector<uint8> build();
 
 private:
-    [[nodiscard]] std::size_t recordOffset(uint32 number) const;
+    /// Where a byte of the MFT lies in the image.
+    [[nodiscard]] std::size_t mftOffset(std::size_t offset) const;
 
     Geometry geometry_;
     std::vector<std::pair<int64, int64>> mftExtents_;

@@ -1,0 +1,352 @@
+// What today's rules add: compression, sparse files, states, damage that costs itself, streams.
+#include "engine/ZMemoryStream.h"
+#include "engine/ntfs/Lznt1.h"
+#include "engine/ntfs/ZNtfsVolume.h"
+#include "tests/support/NtfsBuilder.h"
+#include "tests/support/TestMedia.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <optional>
+
+namespace kova::test {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using Reason = ExtractReport::Reason;
+using Kind = FileState::Kind;
+
+ZFileTreeNode nodeOf(int64 id) {
+    ZFileTreeNode node;
+    node.id = id;
+    return node;
+}
+
+/// A volume by today's rules, scanned.
+class Today {
+public:
+    explicit Today(std::vector<uint8> image, bool streams = false)
+        : media(std::move(image)), volume(&media) {
+        ScanOptions options = ScanOptions::today();
+        options.streams = streams;
+        volume.setScanOptions(options);
+        volume.init();
+        volume.scan(&tree);
+    }
+
+    explicit Today(NtfsBuilder& builder, bool streams = false) : Today(builder.build(), streams) {}
+
+    std::string content(int64 id) {
+        ZMemoryStream out;
+        isWhole = volume.extract(nodeOf(id), &out);
+        return {out.bytes().begin(), out.bytes().end()};
+    }
+
+    [[nodiscard]] Reason reason() const { return volume.extractReport().reason; }
+
+    TestMedia media;
+    ZNtfsVolume volume;
+    ZFileTree tree;
+    bool isWhole = false;
+};
+
+std::vector<uint8> pattern(std::size_t size) {
+    std::vector<uint8> bytes(size);
+    for (std::size_t i = 0; i < size; ++i)
+        bytes[i] = static_cast<uint8>((i * 7) ^ (i >> 8));
+    return bytes;
+}
+
+/// Files over the clusters of one pattern.
+class NtfsToday : public testing::Test {
+protected:
+    NtfsToday() : lcn(builder.firstFreeLcn()), bytes(pattern(16 * kCluster)) {
+        builder.putClusters(lcn, bytes);
+    }
+
+    [[nodiscard]] std::string text(std::size_t from, std::size_t count) const {
+        return std::string(bytes.begin(), bytes.end()).substr(from * kCluster, count * kCluster);
+    }
+
+    RecordBuilder file(const std::vector<ZDatarun>& runs, RecordBuilder::Extent extent) const {
+        RecordBuilder record = builder.newFile();
+        record.nonResident(ntfs::kData, runs, extent);
+        return record;
+    }
+
+    RecordBuilder extension(uint64 base, int64 vcn, int64 clusters) const {
+        RecordBuilder record = builder.newRecord();
+        record.base(base).nonResident(ntfs::kData, {{vcn, lcn + vcn, clusters}}, {.firstVcn = vcn});
+        return record;
+    }
+
+    static constexpr std::size_t kCluster = 4096;
+    NtfsBuilder builder;
+    int64 lcn;
+    std::vector<uint8> bytes;
+    const std::string zeros = std::string(kCluster, '\0');
+};
+
+TEST_F(NtfsToday, SparseFilesAndWhatWasNeverWritten) {
+    const auto size = static_cast<int64>(4 * kCluster);
+    builder
+        .put(20,
+             file({{0, lcn, 1}, {1, ZDatarun::Hole, 2}, {3, lcn + 1, 1}}, {.dataSize = size - 5,
+                                                                           .allocatedSize = size,
+                                                                           .flags = 0x8000,
+                                                                           .compressionUnit = 4}))
+        .put(21, file({{0, lcn, 4}},
+                      {.dataSize = size, .allocatedSize = size, .initializedSize = 5000}))
+        .put(22, file({{0, lcn, 1}, {1, ZDatarun::Hole, 3}},
+                      {.dataSize = size - 7, .allocatedSize = size, .flags = 0x8000}))
+        .put(23, file({{0, lcn, 4}}, {.dataSize = size, .allocatedSize = size, .flags = 0x4000}));
+    Today today(builder);
+    EXPECT_EQ(today.content(20), text(0, 1) + zeros + zeros + text(1, 1).substr(0, kCluster - 5));
+    EXPECT_TRUE(today.isWhole);
+    EXPECT_EQ(today.content(21), text(0, 2).substr(0, 5000) +
+                                     std::string(static_cast<std::size_t>(size) - 5000, '\0'));
+    EXPECT_TRUE(today.isWhole);
+    EXPECT_EQ(today.content(22), text(0, 1) + zeros + zeros + zeros.substr(7));
+    EXPECT_FALSE(today.volume.extractReport().encrypted);
+    EXPECT_EQ(today.content(23), text(0, 4));
+    EXPECT_TRUE(today.volume.extractReport().encrypted);
+}
+
+TEST_F(NtfsToday, ContentThatIsElsewhereFailsWithItsReason) {
+    const auto size = static_cast<int64>(2 * kCluster);
+    const auto behind = [&](uint32 tag, std::vector<ZDatarun> runs) {
+        std::vector<uint8> value(24);
+        storeLe<uint32>(value.data(), tag);
+        RecordBuilder record =
+            file(runs, {.dataSize = size, .allocatedSize = size, .flags = 0x8000});
+        record.resident(ntfs::kReparsePoint, value);
+        return record;
+    };
+    const std::vector<ZDatarun> hole = {{0, ZDatarun::Hole, 2}};
+    builder.put(20, behind(0x80000017, hole))
+        .put(21, behind(0x9000701A, hole))
+        .put(22, behind(0x9000701A, {{0, lcn, 2}}))
+        .put(23, behind(0xA000000C, hole));
+    Today today(builder);
+    const std::tuple<int64, std::string, Reason> expected[] = {
+        {20, "", Reason::SystemPacked},
+        {21, "", Reason::InCloud},
+        {22, text(0, 2), Reason::None}, // A file of the cloud that is on the drive, too.
+        {23, zeros + zeros, Reason::None},
+    };
+    for (const auto& [id, content, reason] : expected) {
+        EXPECT_EQ(today.content(id), content) << id;
+        EXPECT_EQ(today.reason(), reason) << id;
+        EXPECT_EQ(today.isWhole, reason == Reason::None) << id;
+    }
+    EXPECT_EQ(today.volume.assess(nodeOf(20)).kind, Kind::Unreadable);
+    EXPECT_EQ(today.volume.assess(nodeOf(22)).kind, Kind::Whole);
+}
+
+TEST_F(NtfsToday, AnImageCutShort) {
+    const auto size = static_cast<int64>(4 * kCluster);
+    builder.put(20, file({{0, lcn, 4}}, {.dataSize = size, .allocatedSize = size}));
+    auto image = builder.build();
+    image.resize((static_cast<std::size_t>(lcn) + 2) * kCluster + 512);
+    Today today(std::move(image));
+    EXPECT_THAT(today.volume.notes(), Contains(VolumeNote::EndsEarly));
+    EXPECT_EQ(today.content(20),
+              text(0, 2) + text(2, 1).substr(0, 512) + zeros.substr(512) + zeros);
+    EXPECT_EQ(today.reason(), Reason::BeyondDevice);
+    EXPECT_EQ(today.volume.extractReport().unreadableBytes, 2 * kCluster - 512);
+    EXPECT_FALSE(today.isWhole);
+}
+
+TEST_F(NtfsToday, ExtentsByTheirPlaceAndOnlyTheFilesOwn) {
+    const auto size = static_cast<int64>(6 * kCluster);
+    std::vector<uint8> list;
+    for (const auto& [record, vcn] : {std::pair{23U, 4}, {22U, 2}, {24U, 3}, {25U, 5}})
+        for (const uint8 byte : attributeListEntry(ntfs::kData, record, vcn))
+            list.push_back(byte);
+    RecordBuilder base = builder.newFile();
+    base.resident(ntfs::kAttributeList, list)
+        .nonResident(ntfs::kData, {{0, lcn, 2}}, {.dataSize = size, .allocatedSize = size});
+    const uint64 reference = 20 | (uint64{1} << 48);
+    builder.put(20, base)
+        .put(22, extension(reference, 2, 2))
+        .put(23, extension(reference, 4, 1))
+        .put(24, extension(reference, 3, 2))               // Overlaps.
+        .put(25, extension(20 | (uint64{3} << 48), 5, 1)); // Of who had the record before.
+    Today today(builder);
+    EXPECT_EQ(today.content(20), text(0, 5) + zeros);
+    EXPECT_EQ(today.reason(), Reason::ExtentMissing);
+    EXPECT_EQ(today.volume.assess(nodeOf(20)).kind, Kind::Unreadable);
+    // Damage costs the extent, not the file.
+    std::vector<uint8> damaged(1024, 0x55);
+    builder.put(22, damaged).put(25, extension(reference, 5, 1));
+    Today less(builder);
+    EXPECT_THAT(less.tree.childIds(5), ElementsAre(20));
+    EXPECT_EQ(less.content(20), text(0, 2) + zeros + text(3, 3)) << "what overlapped steps in";
+    EXPECT_EQ(less.reason(), Reason::ExtentMissing);
+}
+
+TEST_F(NtfsToday, OnlyTheUnnamedStreamIsTheFile) {
+    builder
+        .put(20, builder.newFile(u"film.mkv")
+                     .resident(ntfs::kAttributeList, attributeListEntry(ntfs::kData, 30))
+                     .resident(ntfs::kData, {'z'}, u"Zone.Identifier"))
+        .put(30, extension(40, 0, 1))
+        .put(21, builder.newFile(u"a.txt")
+                     .resident(ntfs::kData, {'a'})
+                     .resident(ntfs::kData, {'s', 's'}, u"more"));
+    Today today(builder, true);
+    EXPECT_THAT(today.tree.childIds(5),
+                ElementsAre(20 | (int64{1} << 48), 20, 21 | (int64{1} << 48), 21));
+    EXPECT_EQ(today.content(20), "");
+    EXPECT_EQ(today.reason(), Reason::NoData);
+    const int64 stream = today.tree.childIds(5)[2];
+    EXPECT_EQ(today.tree.find(stream)->name, L"a.txt_more");
+    EXPECT_EQ(today.tree.find(stream)->size, 2);
+    EXPECT_EQ(today.content(stream), "ss");
+    EXPECT_EQ(today.content(21), "a");
+    EXPECT_EQ(today.volume.assess(nodeOf(20)).kind, Kind::Unreadable);
+    EXPECT_EQ(today.volume.assess(nodeOf(21)).kind, Kind::Resident);
+}
+
+TEST_F(NtfsToday, StatesByTheBitmap) {
+    const auto size = static_cast<int64>(4 * kCluster);
+    const auto at = [&](int64 first) {
+        return file({{0, lcn + first, 3}, {3, ZDatarun::Hole, 1}},
+                    {.dataSize = size, .allocatedSize = size, .flags = 0x8000});
+    };
+    builder.takeClusters(lcn + 2, 6)
+        .put(20, at(8))
+        .put(21, at(0))
+        .put(22, at(4))
+        .put(23, at(4).flags(1));
+    Today today(builder);
+    const auto is = [&](int64 id, Kind kind, uint64 taken) {
+        const FileState state = today.volume.assess(nodeOf(id));
+        EXPECT_EQ(state.kind, kind) << id;
+        EXPECT_EQ(state.clusters, kind == Kind::Unknown ? 0U : 3U) << id;
+        EXPECT_EQ(state.taken, taken) << id;
+    };
+    is(20, Kind::Whole, 0);
+    is(21, Kind::Partly, 1);
+    is(22, Kind::Overwritten, 3);
+    is(23, Kind::Unknown, 0); // By its header it is live, and these are its own.
+    EXPECT_EQ(today.content(21), text(0, 3) + zeros);
+    EXPECT_TRUE(today.isWhole);
+    EXPECT_EQ(today.content(22), "");
+    EXPECT_EQ(today.reason(), Reason::Overwritten);
+    EXPECT_EQ(today.content(23), text(4, 3) + zeros);
+}
+
+TEST_F(NtfsToday, DamageToTheVolumesOwnFiles) {
+    builder.deletedFile(30, 5, u"a", "1");
+    RecordBuilder shortName = builder.newRecord();
+    shortName.standardInformation(1)
+        .resident(ntfs::kFileName, std::vector<uint8>(0x20))
+        .fileName(5, u"b")
+        .resident(ntfs::kData, {'2'});
+    builder.put(31, shortName);
+    const std::vector<uint8> damaged(1024, 0x55);
+    builder.put(6, damaged);
+    auto image = builder.build();
+    {
+        Today today(image);
+        EXPECT_THAT(today.volume.notes(), ElementsAre(VolumeNote::NoVolumeBitmap));
+        EXPECT_THAT(today.tree.childIds(5), ElementsAre(30, 31));
+        EXPECT_EQ(today.tree.find(31)->name, L"b");
+    }
+    // $MFT by its mirror.
+    const std::size_t mft = 4 * kCluster;
+    const auto mirror = static_cast<std::size_t>(lcn + 20);
+    std::copy_n(image.begin() + mft, 4096,
+                image.begin() + static_cast<std::ptrdiff_t>(mirror * kCluster));
+    storeLe<uint64>(&image[0x38], mirror);
+    std::fill_n(image.begin() + mft, 1024, uint8{0});
+    Today today(image);
+    EXPECT_THAT(today.volume.notes(),
+                ElementsAre(VolumeNote::MftMirror, VolumeNote::NoVolumeBitmap));
+    EXPECT_THAT(today.tree.childIds(5), ElementsAre(30, 31));
+}
+
+TEST_F(NtfsToday, AFolderWhoseRecordIsAnotherOnesNow) {
+    RecordBuilder reused = builder.newRecord();
+    reused.flags(3).standardInformation(1).fileName(5, u"new");
+    storeLe<uint16>(&reused.raw()[0x10], 2);
+    RecordBuilder freed = builder.newRecord();
+    freed.flags(2).standardInformation(1).fileName(5, u"gone");
+    storeLe<uint16>(&freed.raw()[0x10], 2); // One more than its files know: by its own deletion.
+    builder.put(24, reused, true)
+        .put(25, freed)
+        .deletedFile(26, 24, u"stranger", "1")
+        .deletedFile(27, 25, u"own", "2");
+    Today today(builder);
+    EXPECT_THAT(today.tree.childIds(kLostFolder), ElementsAre(26));
+    EXPECT_THAT(today.tree.childIds(25), ElementsAre(27));
+    EXPECT_EQ(today.tree.find(24), nullptr);
+}
+
+TEST_F(NtfsToday, RecordsAcrossClusters) {
+    NtfsBuilder small({.sectorsPerCluster = 1,
+                       .recordSize = 1024,
+                       .recordCount = 64,
+                       .clusters = 1024,
+                       .mftExtents = {{10, 33}, {300, 1}, {200, 94}}});
+    for (const uint32 number : {16U, 17U, 40U})
+        small.deletedFile(number, 5, std::u16string(1, static_cast<char16_t>('a' + number)),
+                          std::string(600, static_cast<char>(number)));
+    Today today(small);
+    EXPECT_THAT(today.tree.childIds(5), ElementsAre(16, 17, 40));
+    EXPECT_EQ(today.content(16), std::string(600, 16)) << "its two clusters lie apart";
+}
+
+/// Literals and one reference: "abc" and then as many of it as a reference of this length gives.
+std::vector<uint8> packedChunk(uint16 length) {
+    std::vector<uint8> chunk = {0x05, 0xB0, 0x08, 'a', 'b', 'c', 0, 0};
+    storeLe<uint16>(&chunk[6], static_cast<uint16>((2U << 12) | (length - 3U)));
+    return chunk;
+}
+
+TEST_F(NtfsToday, CompressedUnits) {
+    // Units of 4 clusters: packed, a hole, plain, packed with its last part never written, damaged.
+    const auto unit = static_cast<int64>(4 * kCluster);
+    std::vector<uint8> packed;
+    for (int i = 0; i < 4; ++i)
+        for (const uint8 byte : packedChunk(4093))
+            packed.push_back(byte);
+    packed.resize(kCluster);
+    std::vector<uint8> damaged = packed;
+    damaged[8 + 7] = 0xFF; // The second chunk refers to before its begin.
+    builder.putClusters(lcn + 8, packed).putClusters(lcn + 9, damaged);
+    const std::vector<ZDatarun> runs = {{0, lcn + 8, 1},        {1, ZDatarun::Hole, 3},
+                                        {4, ZDatarun::Hole, 4}, {8, lcn, 4},
+                                        {12, lcn + 8, 1},       {13, ZDatarun::Hole, 3}};
+    std::vector<ZDatarun> last = runs;
+    last[4].lcn = lcn + 9;
+    const RecordBuilder::Extent extent{.dataSize = 4 * unit - 100,
+                                       .allocatedSize = 4 * unit,
+                                       .initializedSize = 3 * unit + 10,
+                                       .flags = 1,
+                                       .compressionUnit = 2};
+    RecordBuilder::Extent whole = extent;
+    whole.initializedSize = whole.dataSize;
+    builder.put(20, file(runs, extent)).put(21, file(last, whole));
+    std::string chunk;
+    while (chunk.size() < 4096)
+        chunk += "abc";
+    chunk.resize(4096);
+    const std::string expanded = chunk + chunk + chunk + chunk;
+    const auto unitSize = static_cast<std::size_t>(unit);
+    const std::string begin = expanded + std::string(unitSize, '\0') + text(0, 4);
+    Today today(builder);
+    EXPECT_EQ(today.content(20),
+              begin + expanded.substr(0, 10) + std::string(unitSize - 110, '\0'));
+    EXPECT_TRUE(today.isWhole);
+    EXPECT_EQ(today.volume.assess(nodeOf(20)).clusters, 6U);
+    EXPECT_EQ(today.content(21), (begin + chunk + "abc" + std::string(4093, '\0') + chunk + chunk)
+                                     .substr(0, 4 * unitSize - 100));
+    EXPECT_EQ(today.reason(), Reason::Compressed);
+}
+
+} // namespace
+} // namespace kova::test
