@@ -91,6 +91,25 @@ void ntfsScan(benchmark::State& state) {
 
 BENCHMARK(ntfsScan)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
 
+/// The states of all files of such a volume against their scan.
+void ntfsStates(benchmark::State& state) {
+    constexpr uint32 kRecords = 200'000;
+    const auto image = NtfsImage::ofRecords(kRecords, 7, 100);
+    OpenVolume open(image);
+    ZFileTree tree;
+    open.volume.scan(&tree);
+    auto again = std::make_unique<ZFileTree>();
+    compare(
+        state, 0.25, [&] { open.volume.scan(again.get()); },
+        [&] {
+            for (const auto& [id, node] : tree.allNodes())
+                benchmark::DoNotOptimize(open.volume.assess(node));
+        },
+        3, [&] { again = std::make_unique<ZFileTree>(); });
+}
+
+BENCHMARK(ntfsStates)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
 /// Extraction of one file to disk against reading and writing its bytes in order.
 void ntfsExtract(benchmark::State& state, bool fragmented, double limit) {
     constexpr int64 kClusters = 128 * 1024; // 512 MiB

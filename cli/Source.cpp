@@ -17,6 +17,7 @@ using End = ScanSession::End;
 
 const QString kPartition = QStringLiteral("partition");
 const QString kClassic = QStringLiteral("classic");
+const QString kStreams = QStringLiteral("streams");
 const QString kDeep = QStringLiteral("deep");
 const QString kWhole = QStringLiteral("whole");
 
@@ -126,6 +127,15 @@ std::optional<int> partitionIn(const QCommandLineParser& parser) {
     return partition;
 }
 
+kova::ScanOptions scanOptionsIn(const QCommandLineParser& parser) {
+    kova::ScanOptions options =
+        parser.isSet(kClassic) ? kova::ScanOptions() : kova::ScanOptions::today();
+    options.streams = parser.isSet(kStreams);
+    if (options.streams && parser.isSet(kClassic))
+        throw wrongUsage(QStringLiteral("--streams does not go with --classic"));
+    return options;
+}
+
 /// What "--deep", or "--deep=WHAT", asks to look for.
 std::optional<kova::SearchOptions> searchIn(const QCommandLineParser& parser) {
     if (!parser.isSet(kDeep)) {
@@ -153,6 +163,8 @@ void Source::addOptions(QCommandLineParser& parser) {
          QStringLiteral("N")},
         {kClassic, QStringLiteral("Leave out what only newer systems and devices write: files "
                                   "without a Windows short name, files without dates.")},
+        {kStreams, QStringLiteral("NTFS: also the named streams of files and folders, as "
+                                  "\"file_stream\".")},
         {kDeep,
          QStringLiteral("Search the whole drive, too: for former file systems (\"remnants\") and "
                         "for files by their content (\"content\"). \"--deep\" alone means all."),
@@ -164,8 +176,7 @@ void Source::addOptions(QCommandLineParser& parser) {
 Source::Source(const QCommandLineParser& parser)
     : name_(parser.positionalArguments().constFirst()),
       drive_(findSource(name_, partitionIn(parser))), search_(searchIn(parser)),
-      session_(parser.isSet(kClassic) ? kova::ScanOptions() : kova::ScanOptions::today(),
-               [this](double done) { return onProgress(done); }) {
+      session_(scanOptionsIn(parser), [this](double done) { return onProgress(done); }) {
     if (!session_.open(drive_.letter) && !(search_ && session_.canSearch()))
         throw whyNotScanned();
 }

@@ -83,7 +83,9 @@ void walkAll(ZFileTree& tree) {
 template <typename Volume>
 void run(std::span<const uint8> image) {
     test::TestMedia media({image.begin(), image.end()});
-    for (const ScanOptions options : {ScanOptions{}, ScanOptions::today()}) {
+    ScanOptions all = ScanOptions::today();
+    all.streams = true;
+    for (const ScanOptions& options : {ScanOptions{}, all}) {
         media.seek(0);
         Volume volume(&media);
         volume.setScanOptions(options);
@@ -98,6 +100,8 @@ void run(std::span<const uint8> image) {
         check(!tree.getMissingParents(missing));
         walkAll(tree);
         extractAll(volume, tree);
+        for (const auto& [id, node] : tree.allNodes())
+            static_cast<void>(volume.assess(node));
     }
 }
 

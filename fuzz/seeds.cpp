@@ -61,6 +61,14 @@ Bytes builtNtfs() {
                      .data({{0, lcn, 2}, {2, ZDatarun::Hole, 3}, {5, lcn + 4, 1}}, 6 * cluster - 7,
                            cluster))
         .put(30, file(u"streams.bin").resident(ntfs::kData, {1, 2, 3}, u"zone"))
+        // A unit of 4 clusters in one: "abc", and again as long as a chunk is.
+        .putClusters(lcn + 6, {0x05, 0xB0, 0x08, 'a', 'b', 'c', 0xFA, 0x2F, 0x00})
+        .put(31, file(u"packed.bin")
+                     .nonResident(ntfs::kData, {{0, lcn + 6, 1}, {1, ZDatarun::Hole, 3}},
+                                  {.dataSize = 4 * cluster - 5,
+                                   .allocatedSize = 4 * cluster,
+                                   .flags = 1,
+                                   .compressionUnit = 2}))
         .put(40, file(u"listed.bin").resident(ntfs::kAttributeList, list))
         .put(41, extent(0, 40))
         .put(42, extent(2, 40));

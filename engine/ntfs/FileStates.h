@@ -3,6 +3,7 @@
 #include "engine/FileState.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <vector>
 
 namespace kova {
@@ -10,7 +11,10 @@ namespace kova {
 /// What a scan has seen of its files' states, in 12 bytes each.
 class FileStates {
 public:
-    void clear() { entries_.clear(); }
+    void clear() {
+        entries_.clear();
+        next_ = 0;
+    }
 
     /// Records are added in ascending order. States that do not fit are left out.
     void add(uint32 record, const FileState& state) {
@@ -22,12 +26,16 @@ public:
     }
 
     /// False when nothing was kept of the record.
-    bool find(uint32 record, FileState& state) const {
-        const auto found = std::lower_bound(
-            entries_.begin(), entries_.end(), record,
-            [](const Entry& entry, uint32 number) { return entry.record < number; });
+    bool find(uint32 record, FileState& state) {
+        // Whoever asks in order is answered without a search.
+        auto found = entries_.begin() + static_cast<std::ptrdiff_t>(next_);
+        if (found == entries_.end() || found->record != record)
+            found = std::lower_bound(
+                entries_.begin(), entries_.end(), record,
+                [](const Entry& entry, uint32 number) { return entry.record < number; });
         if (found == entries_.end() || found->record != record)
             return false;
+        next_ = static_cast<std::size_t>(found - entries_.begin()) + 1;
         if (found->clusters == kResident)
             state = {FileState::Kind::Resident};
         else
@@ -54,6 +62,7 @@ private:
     static constexpr uint32 kResident = 0xFFFFFFFF;
 
     std::vector<Entry> entries_;
+    std::size_t next_ = 0; ///< After the one found last.
 };
 
 } // namespace kova

@@ -31,13 +31,14 @@ unsigned distanceBits(std::size_t position) {
 /// Copies `length` bytes from `distance` before `to`; the two may overlap, and then repeat.
 void repeat(uint8* to, std::size_t distance, std::size_t length, std::size_t room) {
     constexpr std::size_t kWord = sizeof(uint64);
+    const uint8* const from = to - distance;
     if (distance >= kWord && length + kWord <= room) {
         for (std::size_t i = 0; i < length; i += kWord)
-            std::memcpy(to + i, to + i - distance, kWord);
+            std::memcpy(to + i, from + i, kWord);
         return;
     }
     for (std::size_t i = 0; i < length; ++i)
-        to[i] = to[i - distance];
+        to[i] = from[i];
 }
 
 /// Expands one compressed chunk. Returns the bytes made; `isDamaged` when they are not all.

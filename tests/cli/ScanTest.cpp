@@ -22,6 +22,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
+using testing::UnorderedElementsAre;
 
 constexpr int64 kRoot = 5;
 /// 2021-06-18 13:31:02.1234567 UTC.
@@ -161,6 +162,15 @@ TEST_F(ScanTest, ClassicLeavesOutWhatNewerSystemsWrite) {
     builder.put(40, file(builder, u"windows", kTime)).put(41, file(builder, u"linux", kTime, 1, 0));
     EXPECT_THAT(scan(builder, {"--list"}).lines(), ElementsAre("windows", "linux"));
     EXPECT_THAT(scan(builder, {"--list", "--classic"}).lines(), ElementsAre("windows"));
+}
+
+TEST_F(ScanTest, StreamsAreListedWhenAskedFor) {
+    NtfsBuilder builder;
+    builder.put(
+        40, file(builder, u"a.txt", kTime).resident(kova::ntfs::kData, {'s'}, u"Zone.Identifier"));
+    EXPECT_THAT(scan(builder, {"--list"}).lines(), ElementsAre("a.txt"));
+    EXPECT_THAT(scan(builder, {"--list", "--streams"}).lines(),
+                UnorderedElementsAre("a.txt", "a.txt_Zone.Identifier"));
 }
 
 TEST_F(ScanTest, WarnsOfWhatIsMissing) {
