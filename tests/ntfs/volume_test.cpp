@@ -501,8 +501,10 @@ TEST(NtfsExtract, RunsLongerThanARequestAndHolesAtOnce) {
     builder.putClusters(lcn, bytes)
         .put(20, builder.newFile().data({{0, lcn, 700}}, 700 * int64{cluster}, cluster))
         .put(21, builder.newFile(u"b").data({{0, lcn, 1}, {1, ZDatarun::Hole, kHole}},
-                                            kHole * cluster, cluster));
+                                            kHole * cluster, cluster))
+        .put(22, builder.newFile(u"c").data({{0, lcn, 1}, {1, ZDatarun::Hole, 2}}, 5000, cluster));
     EXPECT_EQ(Opened(builder).content(20), text(bytes));
+    EXPECT_EQ(Opened(builder).content(22), text(bytes, 0, cluster) + std::string(904, '\0'));
     Opened today(builder, ScanOptions::today());
     EXPECT_EQ(today.content(20), text(bytes));
     Sink sink;
