@@ -70,7 +70,8 @@ protected:
         return std::string(bytes.begin(), bytes.end()).substr(from * kCluster, count * kCluster);
     }
 
-    RecordBuilder file(const std::vector<ZDatarun>& runs, RecordBuilder::Extent extent) const {
+    RecordBuilder file(const std::vector<ZDatarun>& runs,
+                       const RecordBuilder::Extent& extent) const {
         RecordBuilder record = builder.newFile();
         record.nonResident(ntfs::kData, runs, extent);
         return record;
