@@ -6,7 +6,7 @@ namespace platform {
 
 namespace {
 
-constexpr std::int64_t kSecondsPerDay = 24 * 60 * 60;
+constexpr std::int64_t kSecondsPerDay = std::int64_t{24} * 60 * 60;
 constexpr std::int64_t kTicksPerDay = kSecondsPerDay * format::kFileTimeTicksPerSecond;
 
 std::optional<std::int64_t> offsetAt(std::int64_t local) {
