@@ -1,7 +1,7 @@
 #include "engine/ntfs/ZMftRecord.h"
 
 #include "engine/ZMemoryStream.h"
-#include "engine/ntfs/ContentReader.h"
+#include "engine/ntfs/NtfsContentReader.h"
 #include "engine/ntfs/ZNtfsVolume.h"
 #include "format/WideText.h"
 
@@ -354,7 +354,7 @@ bool ZMftRecord::loadListToday() {
         list.extents = {{0, number_}};
     ZMemoryStream content;
     // What is missing of it is zeros, which end the list.
-    ContentReader(*volume_, *this, list).read(content, kLongestAttributeList);
+    NtfsContentReader(*volume_, *this, list).read(content, kLongestAttributeList);
     attributeList_ = std::move(content.bytes());
     return !attributeList_.empty();
 }

@@ -1,7 +1,7 @@
 #include "engine/ntfs/ZNtfsVolume.h"
 
 #include "engine/ZMemoryStream.h"
-#include "engine/ntfs/ContentReader.h"
+#include "engine/ntfs/NtfsContentReader.h"
 #include "engine/ntfs/RunWalk.h"
 #include "engine/ntfs/ZAttribute.h"
 #include "engine/ntfs/ZMftRecord.h"
@@ -198,7 +198,7 @@ void ZNtfsVolume::loadMftBitmap(ZMftRecord& record) {
     ZMemoryStream content;
     if (record.findStream(ntfs::kBitmap, {}, bitmap) && bitmap.isKnown) {
         const auto report =
-            ContentReader(*this, record, bitmap).read(content, static_cast<int64>(needed));
+            NtfsContentReader(*this, record, bitmap).read(content, static_cast<int64>(needed));
         bitmapHasGaps_ =
             report.reason != ExtractReport::Reason::None || report.unreadableBytes != 0;
     } else {
@@ -226,7 +226,7 @@ void ZNtfsVolume::loadVolumeBitmap() {
         ZMftRecord record(this, ntfs::kVolumeBitmapRecord);
         NtfsStream data;
         if (record.findStream(ntfs::kData, {}, data) && data.isKnown) {
-            const auto report = ContentReader(*this, record, data).read(content, most);
+            const auto report = NtfsContentReader(*this, record, data).read(content, most);
             VolumeBitmap bitmap(std::move(content.bytes()));
             if (report.reason == ExtractReport::Reason::None && report.unreadableBytes == 0 &&
                 bitmap.clusters() >= clusters) {
@@ -563,7 +563,7 @@ bool ZNtfsVolume::extractToday(int64 id, ZStream& out) {
         setShortfall(Reason::Overwritten);
     if (extractReport_.reason != Reason::None)
         return false;
-    extractReport_ = ContentReader(*this, *record, stream).read(out);
+    extractReport_ = NtfsContentReader(*this, *record, stream).read(out);
     extractReport_.encrypted = (stream.flags & ntfs::AttributeHeader::kEncrypted) != 0;
     return extractReport_.reason == Reason::None;
 }

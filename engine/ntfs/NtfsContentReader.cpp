@@ -1,4 +1,4 @@
-#include "engine/ntfs/ContentReader.h"
+#include "engine/ntfs/NtfsContentReader.h"
 
 #include "engine/ntfs/Lznt1.h"
 #include "engine/ntfs/RunWalk.h"
@@ -25,12 +25,13 @@ int64 divideUp(int64 value, int64 divisor) {
 
 } // namespace
 
-ContentReader::ContentReader(ZNtfsVolume& volume, ZMftRecord& record, const NtfsStream& stream)
+NtfsContentReader::NtfsContentReader(ZNtfsVolume& volume, ZMftRecord& record,
+                                     const NtfsStream& stream)
     : volume_(volume), record_(record), stream_(stream), clusterBytes_(volume.bytesPerCluster()),
       clustersPerRead_(std::min(
           kClustersPerRead, std::max(static_cast<uint32>(kLargestRequest / clusterBytes_), 1U))) {}
 
-ExtractReport ContentReader::read(ZStream& out, int64 limit) {
+ExtractReport NtfsContentReader::read(ZStream& out, int64 limit) {
     out_ = &out;
     report_ = {};
     const int64 total = std::min(stream_.size, limit);
@@ -46,7 +47,7 @@ ExtractReport ContentReader::read(ZStream& out, int64 limit) {
     return report_;
 }
 
-bool ContentReader::readPlain(int64 initialized) {
+bool NtfsContentReader::readPlain(int64 initialized) {
     RunWalk walk(record_, stream_, divideUp(initialized, clusterBytes_));
     int64 left = initialized;
     for (ZDatarun run; left > 0 && walk.next(run);) {
@@ -64,7 +65,7 @@ bool ContentReader::readPlain(int64 initialized) {
 }
 
 /// Reads `bytes` from cluster `lcn` on; false when the volume asks for too much.
-bool ContentReader::readClusters(int64 lcn, int64 bytes) {
+bool NtfsContentReader::readClusters(int64 lcn, int64 bytes) {
     const int64 held = heldOf(lcn, bytes);
     for (int64 done = 0; done < held;) {
         const auto room = int64{clustersPerRead_} - gathered_ / clusterBytes_;
@@ -96,7 +97,7 @@ bool ContentReader::readClusters(int64 lcn, int64 bytes) {
     return true;
 }
 
-void ContentReader::fetch(int64 lcn, uint32 clusters, uint8* buffer) {
+void NtfsContentReader::fetch(int64 lcn, uint32 clusters, uint8* buffer) {
     const uint64 before = volume_.media()->unreadableSectors();
     volume_.readClusters(lcn, clusters, buffer);
     report_.unreadableBytes +=
@@ -104,14 +105,14 @@ void ContentReader::fetch(int64 lcn, uint32 clusters, uint8* buffer) {
 }
 
 /// Bytes of a range of clusters that lie on the device.
-int64 ContentReader::heldOf(int64 lcn, int64 bytes) const {
+int64 NtfsContentReader::heldOf(int64 lcn, int64 bytes) const {
     const auto device = static_cast<int64>(volume_.heldBytes());
     if (lcn > device / clusterBytes_)
         return 0;
     return std::min(bytes, device - lcn * clusterBytes_);
 }
 
-bool ContentReader::readCompressed(int64 initialized) {
+bool NtfsContentReader::readCompressed(int64 initialized) {
     const int64 unitClusters =
         stream_.compressionUnit < 32 ? int64{1} << stream_.compressionUnit : kLargestUnit;
     if ((stream_.flags & ntfs::AttributeHeader::kCompressionMask) !=
@@ -147,8 +148,8 @@ bool ContentReader::readCompressed(int64 initialized) {
 
 /// Fills `packed_` with the next unit's clusters. `run` is what is left of the run that the unit
 /// before ended in. False when the volume asks for too much.
-bool ContentReader::gatherUnit(RunWalk& walk, ZDatarun& run, int64 unitClusters,
-                               int64 neededClusters) {
+bool NtfsContentReader::gatherUnit(RunWalk& walk, ZDatarun& run, int64 unitClusters,
+                                   int64 neededClusters) {
     packed_.clear();
     unitIsWhole_ = true;
     unitHasGap_ = false;
@@ -183,7 +184,7 @@ bool ContentReader::gatherUnit(RunWalk& walk, ZDatarun& run, int64 unitClusters,
 }
 
 /// Writes the first `bytes` of the unit that has been gathered.
-void ContentReader::expandUnit(int64 bytes, int64 unitBytes) {
+void NtfsContentReader::expandUnit(int64 bytes, int64 unitBytes) {
     if (unitHasGap_)
         fallShort(Reason::ExtentMissing); // Nobody knows then whether it is compressed.
     if (unitHasGap_ || packed_.empty()) {
@@ -201,16 +202,16 @@ void ContentReader::expandUnit(int64 bytes, int64 unitBytes) {
     write(std::span(expanded_).first(size));
 }
 
-void ContentReader::write(std::span<const uint8> bytes) {
+void NtfsContentReader::write(std::span<const uint8> bytes) {
     flush();
     out_->write(bytes.data(), static_cast<uint32>(bytes.size()));
 }
 
-void ContentReader::addZeros(int64 bytes) {
+void NtfsContentReader::addZeros(int64 bytes) {
     pendingZeros_ += bytes;
 }
 
-void ContentReader::flush() {
+void NtfsContentReader::flush() {
     const uint32 bytes = std::exchange(gathered_, 0);
     if (bytes > 0)
         out_->write(buffer_.data(), bytes);
@@ -219,7 +220,7 @@ void ContentReader::flush() {
         out_->fillZeros(zeros);
 }
 
-void ContentReader::fallShort(Reason reason) {
+void NtfsContentReader::fallShort(Reason reason) {
     if (report_.reason == Reason::None)
         report_.reason = reason;
 }

@@ -16,10 +16,10 @@ class ZNtfsVolume;
 
 /// Reads the content of one stream, by today's rules: zeros stand for what is missing, so that the
 /// rest lies where it did, and the report says that they do.
-class ContentReader {
+class NtfsContentReader {
 public:
     /// All outlive the reader.
-    ContentReader(ZNtfsVolume& volume, ZMftRecord& record, const NtfsStream& stream);
+    NtfsContentReader(ZNtfsVolume& volume, ZMftRecord& record, const NtfsStream& stream);
 
     /// Appends the content to `out`, at most `limit` bytes of it. Only what `out` throws passes
     /// out.
