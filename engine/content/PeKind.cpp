@@ -19,12 +19,14 @@ constexpr std::size_t kPagesAt = 4;
 constexpr std::size_t kHeaderAt = 60;
 constexpr std::size_t kDosHeader = 64;
 constexpr uint64 kDosPage = 512;
-/// The PE header: "PE", zeros, sections at 6 (2), time of linking at 8 (4), length of the optional
-/// header at 20 (2), flags at 22 (2; 0x2000: a library), at 24 the optional header: magic (2), 32-
-/// or 64-bit, its directories at 96 or 112; the fifth is the certificates': offset, length.
+/// The PE header: "PE", zeros, sections at 6 (2), time of linking at 8 (4), offset and number of
+/// symbols at 12 and 16 (4 each), length of the optional header at 20 (2), flags at 22 (2; 0x2000:
+/// a library), at 24 the optional header: magic (2), 32- or 64-bit, its directories at 96 or 112;
+/// the fifth is the certificates': offset, length.
 constexpr auto kPeMagic = "PE\0\0"sv;
 constexpr uint64 kSectionsAt = 6;
 constexpr uint64 kLinkedAt = 8;
+constexpr uint64 kSymbolsAt = 12;
 constexpr uint64 kOptionalBytesAt = 20;
 constexpr uint64 kFlagsAt = 22;
 constexpr uint64 kOptional = 24;
@@ -78,10 +80,23 @@ protected:
             if (bytes > 0)
                 end = std::max(end, reader.le<uint32>(section + kSectionOffsetAt) + bytes);
         }
+        end = std::max(end, symbolsEnd(reader, header));
         found.endsAt(std::max(end, section));
     }
 
 private:
+    /// Symbols, which some compilers leave in, lie behind the sections, with their names behind
+    /// them: those begin with their own length.
+    static uint64 symbolsEnd(ContentReader& reader, uint64 header) {
+        constexpr uint64 kSymbol = 18;
+        const uint64 at = reader.le<uint32>(header + kSymbolsAt);
+        const uint64 count = reader.le<uint32>(header + kSymbolsAt + 4);
+        if (at == 0 || count == 0)
+            return 0;
+        const uint64 names = at + count * kSymbol;
+        return names + std::max<uint32>(reader.le<uint32>(names), sizeof(uint32));
+    }
+
     /// The certificates lie behind the sections.
     static uint64 certificatesEnd(ContentReader& reader, uint64 at, uint64 bytes) {
         const auto magic = bytes >= 2 ? reader.le<uint16>(at) : uint16{0};

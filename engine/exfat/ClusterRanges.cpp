@@ -21,9 +21,17 @@ void ClusterRanges::add(uint32 first, uint64 count) {
     ranges_.emplace_hint(at, begin, end);
 }
 
-bool ClusterRanges::overlap(uint32 first, uint64 count) const {
-    const auto after = ranges_.lower_bound(first + count);
-    return count != 0 && after != ranges_.begin() && std::prev(after)->second > first;
+uint64 ClusterRanges::overlap(uint32 first, uint64 count) const {
+    const uint64 end = first + count;
+    uint64 shared = 0;
+    auto at = ranges_.upper_bound(first);
+    if (at != ranges_.begin())
+        --at;
+    for (; at != ranges_.end() && at->first < end; ++at) {
+        const uint64 from = std::max<uint64>(at->first, first);
+        shared += std::max(std::min(at->second, end), from) - from;
+    }
+    return shared;
 }
 
 uint64 ClusterRanges::pastRange(uint64 cluster) const {

@@ -12,8 +12,8 @@ public:
     /// Adds `count` clusters from `first` on.
     void add(uint32 first, uint64 count);
 
-    /// Whether any of `count` clusters from `first` on is in the set.
-    [[nodiscard]] bool overlap(uint32 first, uint64 count) const;
+    /// How many of `count` clusters from `first` on are in the set.
+    [[nodiscard]] uint64 overlap(uint32 first, uint64 count) const;
 
     /// The first cluster from `cluster` on that is not in the set.
     [[nodiscard]] uint64 pastRange(uint64 cluster) const;

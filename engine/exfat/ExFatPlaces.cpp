@@ -33,10 +33,32 @@ const ClusterRanges& ExFatPlaces::claimed() {
     return claimed_;
 }
 
-void ExFatPlaces::settleDoubts() {
-    if (doubtsSettled_)
+/// Of places that were made at one moment: the same one twice is one file that was renamed or
+/// moved; of those that otherwise share clusters, nobody knows which came later.
+void ExFatPlaces::doubtTwins(std::vector<ExFatPlace*> places) const {
+    std::sort(places.begin(), places.end(), [](const ExFatPlace* left, const ExFatPlace* right) {
+        return left->firstCluster < right->firstCluster;
+    });
+    ExFatPlace* furthest = nullptr;
+    const auto endOf = [this](const ExFatPlace& place) {
+        return place.firstCluster + knownClusters(place);
+    };
+    for (ExFatPlace* place : places) {
+        if (knownClusters(*place) == 0)
+            continue;
+        const bool isSame = furthest != nullptr && place->firstCluster == furthest->firstCluster &&
+                            place->dataLength == furthest->dataLength;
+        if (furthest != nullptr && !isSame && place->firstCluster < endOf(*furthest))
+            place->inDoubt = furthest->inDoubt = true;
+        if (furthest == nullptr || endOf(*place) > endOf(*furthest))
+            furthest = place;
+    }
+}
+
+void ExFatPlaces::settleAges() {
+    if (agesSettled_)
         return;
-    doubtsSettled_ = true;
+    agesSettled_ = true;
     std::vector<ExFatPlace*> byAge;
     byAge.reserve(places_.size());
     for (ExFatPlace& place : places_)
@@ -44,14 +66,15 @@ void ExFatPlaces::settleDoubts() {
     std::sort(byAge.begin(), byAge.end(), [](const ExFatPlace* left, const ExFatPlace* right) {
         return left->creationTime > right->creationTime;
     });
-    // From the youngest on; those made at one moment are one file that was renamed or moved.
+    // From the youngest on.
     ClusterRanges younger;
     for (auto begin = byAge.begin(); begin != byAge.end();) {
         const auto end = std::find_if(begin, byAge.end(), [begin](const ExFatPlace* place) {
             return place->creationTime != (*begin)->creationTime;
         });
         for (auto at = begin; at != end; ++at)
-            (*at)->inDoubt = younger.overlap((*at)->firstCluster, knownClusters(**at));
+            (*at)->takenLater = younger.overlap((*at)->firstCluster, knownClusters(**at));
+        doubtTwins({begin, end});
         for (auto at = begin; at != end; ++at)
             younger.add((*at)->firstCluster, knownClusters(**at));
         begin = end;

@@ -15,8 +15,10 @@ struct ExFatPlace {
     bool noFatChain = false; ///< Its clusters follow each other.
     /// It went with its folder: that its clusters are in use may be its own doing.
     bool isInUse = false;
-    /// A file that was made later lay on some of the same clusters before it was deleted too.
-    bool inDoubt = false;
+    /// Of the clusters known to have been its own, those on which a file lay that was made later,
+    /// before it was deleted too: what they hold is that file's.
+    uint64 takenLater = 0;
+    bool inDoubt = false; ///< Another one that was made at the same moment claims some of them.
     uint64 dataLength = 0;
     uint64 validLength = 0; ///< Bytes that were written, at most `dataLength`.
     int64 creationTime = 0; ///< FILETIME.
@@ -43,12 +45,13 @@ public:
     /// follow each other, the first of another one.
     [[nodiscard]] const ClusterRanges& claimed();
 
-    /// Marks the places in doubt, once all are there.
-    void settleDoubts();
+    /// Finds out what later files took of earlier ones, once all places are there.
+    void settleAges();
 
 private:
     static constexpr int64 kFirstOwnId = int64{1} << 32;
 
+    void doubtTwins(std::vector<ExFatPlace*> places) const;
     [[nodiscard]] uint64 knownClusters(const ExFatPlace& place) const;
 
     const ExFatGeometry& geometry_;
@@ -57,7 +60,7 @@ private:
     int64 nextOwnId_ = kFirstOwnId;
     ClusterRanges claimed_;
     std::size_t claimedPlaces_ = 0; ///< The places that `claimed_` covers already.
-    bool doubtsSettled_ = false;
+    bool agesSettled_ = false;
 };
 
 } // namespace kova

@@ -177,26 +177,37 @@ ExFatExtents ZExFatVolume::extentsOf(const ExFatPlace& place) {
     return {place, geometry_, table_, bitmap_, places_.claimed()};
 }
 
+/// Whether what lies there is a file of the kind that the name promises, from its beginning to
+/// about its end.
+Fit ZExFatVolume::contentFits(const ExFatExtents& extents, const ExFatPlace& place,
+                              const std::wstring& name) {
+    // Some programs leave a little behind what their format knows of.
+    constexpr uint64 kMostBehind = 4096;
+    const std::size_t dot = name.rfind(L'.');
+    if (dot == std::wstring::npos || place.dataLength > kLargestWeighed)
+        return Fit::CannotTell;
+    const auto kinds = kindsForSuffix(std::wstring_view(name).substr(dot + 1));
+    if (kinds.empty())
+        return Fit::CannotTell;
+    ZMemoryStream content;
+    deliver(extents, place.validLength, content);
+    MemorySource source(content.bytes());
+    const bool isOne = std::any_of(kinds.begin(), kinds.end(), [&](const ContentKind* kind) {
+        const MeasuredContent measured = kind->measure(source);
+        return measured.state == ContentState::Whole &&
+               measured.length + kMostBehind >= place.validLength;
+    });
+    return isOne ? Fit::Yes : Fit::No;
+}
+
 /// As `extentsOf`, but a guess that gives no file of the kind that the name promises gives way to
 /// one that does: other deleted files may have lost their clusters to this one.
 ExFatExtents ZExFatVolume::weighedExtentsOf(const ExFatPlace& place, const std::wstring& name) {
     ExFatExtents extents = extentsOf(place);
-    const std::size_t dot = name.rfind(L'.');
-    if (!extents.isGuess() || dot == std::wstring::npos || place.dataLength > kLargestWeighed)
-        return extents;
-    const auto kinds = kindsForSuffix(std::wstring_view(name).substr(dot + 1));
-    const auto isWhole = [&](const ExFatExtents& guess) {
-        ZMemoryStream content;
-        deliver(guess, place.validLength, content);
-        MemorySource source(content.bytes());
-        return std::any_of(kinds.begin(), kinds.end(), [&source](const ContentKind* kind) {
-            return kind->measure(source).state == ContentState::Whole;
-        });
-    };
-    if (kinds.empty() || isWhole(extents))
+    if (!extents.isGuess() || contentFits(extents, place, name) != Fit::No)
         return extents;
     ExFatExtents other(place, geometry_, table_, bitmap_, {});
-    return isWhole(other) ? other : extents;
+    return contentFits(other, place, name) == Fit::Yes ? other : extents;
 }
 
 bool ZExFatVolume::extract(const ZFileTreeNode& node, ZStream* out) {
@@ -208,8 +219,12 @@ bool ZExFatVolume::extract(const ZFileTreeNode& node, ZStream* out) {
         setShortfall(ExtractReport::Reason::PlaceUnknown);
         return false;
     }
+    places_.settleAges();
     const ExFatExtents extents = weighedExtentsOf(*place, node.name);
-    if (extents.clusters() != 0 && extents.taken() == extents.clusters() && !place->isInUse) {
+    const uint64 taken = extents.taken() + place->takenLater;
+    // Of two that were made at one moment and claim the same clusters, content tells the owner.
+    const bool isAnothers = place->inDoubt && contentFits(extents, *place, node.name) == Fit::No;
+    if (isAnothers || (extents.clusters() != 0 && taken >= extents.clusters() && !place->isInUse)) {
         setShortfall(ExtractReport::Reason::Overwritten);
         return false;
     }
@@ -300,14 +315,14 @@ FileState ZExFatVolume::assess(const ZFileTreeNode& node) {
     const ExFatPlace* const place = places_.find(node.id);
     if (place == nullptr || node.isDirectory)
         return state;
-    places_.settleDoubts();
+    places_.settleAges();
     if (place->dataLength != 0 && !geometry_.isCluster(place->firstCluster)) {
         state.kind = FileState::Kind::Unreadable;
         return state;
     }
     const ExFatExtents extents = extentsOf(*place);
     state.clusters = extents.clusters();
-    state.taken = extents.taken();
+    state.taken = std::min(state.clusters, extents.taken() + place->takenLater);
     const bool mayBeOwn = place->isInUse && state.taken == state.clusters;
     if (state.taken != 0 && !mayBeOwn)
         state.kind =

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/ZVolume.h"
+#include "engine/content/ContentKind.h"
 #include "engine/exfat/ExFatBitmap.h"
 #include "engine/exfat/ExFatExtents.h"
 #include "engine/exfat/ExFatGeometry.h"
@@ -63,6 +64,8 @@ private:
     void loadUpcase(const exfat::TableEntry& entry);
     [[nodiscard]] std::vector<uint8> readChain(uint32 first, uint64 bytes);
     [[nodiscard]] ExFatExtents extentsOf(const ExFatPlace& place);
+    [[nodiscard]] Fit contentFits(const ExFatExtents& extents, const ExFatPlace& place,
+                                  const std::wstring& name);
     [[nodiscard]] ExFatExtents weighedExtentsOf(const ExFatPlace& place, const std::wstring& name);
     [[nodiscard]] uint64 heldBytes(const ExFatExtents& extents) const;
     uint64 deliver(const ExFatExtents& extents, uint64 bytes, ZStream& out);

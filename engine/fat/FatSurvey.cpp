@@ -10,8 +10,10 @@ namespace {
 /// Most bytes of a directory read at once.
 constexpr uint32 kReadAheadBytes = 64 * 1024;
 
-/// Most bytes read to find where a deleted directory goes on.
-constexpr uint32 kSearchBytes = 64 * 1024;
+/// Most bytes read to find where one deleted directory goes on, and where all of them do on a media
+/// whose size is not known. Few are full to the last entry.
+constexpr uint32 kSearchBytes = 1024 * 1024;
+constexpr uint64 kAllSearchBytes = uint64{1} << 30;
 
 /// Farther behind itself a directory is not looked for.
 constexpr uint32 kSearchClusters = 0x10000;
@@ -27,7 +29,9 @@ constexpr uint32 kReportEvery = 64;
 } // namespace
 
 FatSurvey::FatSurvey(ZFatVolume& volume, ZFileTree& tree)
-    : volume_(volume), tree_(tree), finder_(volume), read_(volume.table_.clusters()) {}
+    : volume_(volume), tree_(tree), finder_(volume), read_(volume.table_.clusters()),
+      searchBytesLeft_(volume.media()->sizeBytes() != 0 ? volume.media()->sizeBytes()
+                                                        : kAllSearchBytes) {}
 
 void FatSurvey::run() {
     walkLive();
@@ -237,11 +241,13 @@ uint32 FatSurvey::findFolder(uint32 folder) {
 uint32 FatSurvey::findContinuation(uint32 folder, uint32 last) {
     const FatGeometry& geometry = volume_.geometry_;
     buffer_.resize(geometry.clusterBytes());
-    uint32 probes = std::max<uint32>(kSearchBytes / geometry.bytesPerSector, 2);
+    const uint64 bytes = std::min<uint64>(kSearchBytes, searchBytesLeft_);
+    auto probes = static_cast<uint32>(bytes / geometry.bytesPerSector);
     const auto isIt = [&](uint32 cluster) {
-        if (isRead(cluster) || !volume_.table_.isFree(cluster))
+        if (probes == 0 || isRead(cluster) || !volume_.table_.isFree(cluster))
             return false;
         --probes;
+        searchBytesLeft_ -= geometry.bytesPerSector;
         volume_.readSectors(static_cast<uint64>(geometry.sectorOf(cluster)), 1,
                             geometry.bytesPerSector, buffer_.data());
         if (!continues(std::span(buffer_).first(geometry.bytesPerSector)))

@@ -89,7 +89,9 @@ private:
     void takeEntry(int64 folder) {
         ZFileTreeNode node;
         parser_.buildNode(node);
-        if (node.name.empty() || node.name == L"." || node.name == L"..")
+        const bool isLabel =
+            (node.attributes & FatDirectoryEntry::kVolumeLabel) != 0 && !node.isDirectory;
+        if (node.name.empty() || node.name == L"." || node.name == L".." || isLabel)
             return;
         const uint32 cluster = parser_.entry().firstCluster();
         node.parentId = folder;
@@ -97,6 +99,9 @@ private:
             names_.try_emplace(cluster, std::move(node));
             return;
         }
+        // An empty file that was deleted already is nothing but what a driver has left behind.
+        if (!node.exists && node.size == 0)
+            return;
         if (!seen_.emplace(folder, node.name, cluster).second)
             return;
         Item item;
