@@ -20,7 +20,7 @@ MeasuredContent ContentKind::measure(ContentSource& source) const {
     } catch (int) {
         found.breaks(reader.size(), reader.size());
     }
-    if (found.state == ContentState::Whole && found.length > reader.size())
+    if (found.length > reader.size())
         found.breaks(reader.size(), reader.size());
     return found;
 }
