@@ -53,7 +53,7 @@ void attach(const QString& image) {
         return;
     const QString reason = result.drives.empty()
                                ? toQString(result.error)
-                               : QStringLiteral("The image holds no NTFS or FAT volume.");
+                               : QStringLiteral("The image holds no NTFS, exFAT or FAT volume.");
     throw image + QStringLiteral(": ") + reason;
 }
 
