@@ -16,18 +16,33 @@
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QIcon>
 #include <QKeyEvent>
 #include <QLayout>
 #include <QMessageBox>
 #include <QScreen>
 #include <QSet>
+#include <QWindow>
 
 namespace {
 
 constexpr QSize kWizardSize(640, 480);
+
+/// What the desktop knows the program by: the name of its menu entry and of its icon.
+constexpr const char* kDesktopId = "com.kestrineresearch.orvane";
+
 constexpr Qt::WindowFlags kMinMaxHints = Qt::WindowMinMaxButtonsHint;
 
 enum ButtonBarFace { WizardFace, ResultsFace };
+
+/// The desktop's, else the one built in: not every desktop knows the program, and some window
+/// managers look nowhere but at what the window gives them.
+QIcon programIcon() {
+    QIcon builtIn;
+    for (const int size : {16, 24, 32, 48, 64, 128})
+        builtIn.addFile(QStringLiteral(":/icons/window/%1").arg(size), QSize(size, size));
+    return QIcon::fromTheme(QString::fromLatin1(kDesktopId), builtIn);
+}
 
 /// No is what a hasty Enter gives.
 QMessageBox::StandardButton ask(QWidget* window, const QString& question) {
@@ -40,6 +55,8 @@ QMessageBox::StandardButton ask(QWidget* window, const QString& question) {
 MainWindow::MainWindow(QWidget* parent)
     : QMainWindow(parent), ui(std::make_unique<Ui::MainWindow>()) {
     QApplication::setPalette(pagePalette());
+    QApplication::setWindowIcon(programIcon());
+    QApplication::setDesktopFileName(QString::fromLatin1(kDesktopId)); // Wayland's way to the icon.
     ui->setupUi(this);
     pageStack = ui->frameContainer;
 
@@ -108,7 +125,10 @@ void MainWindow::updateView() {
 }
 
 void MainWindow::shrinkToWizard() {
-    setWindowFlags(windowFlags() & ~kMinMaxHints);
+    changeFlags(windowFlags() & ~kMinMaxHints);
+    // What is maximised keeps the screen's size whatever it is told, and without its hints there
+    // is no button that restores it.
+    setWindowState(windowState() & ~(Qt::WindowMaximized | Qt::WindowFullScreen));
     setFixedSize(kWizardSize);
     QRect frame = frameGeometry();
     frame.moveCenter(QGuiApplication::primaryScreen()->availableGeometry().center());
@@ -117,20 +137,29 @@ void MainWindow::shrinkToWizard() {
 }
 
 void MainWindow::growForResults() {
-    setWindowFlags(windowFlags() | kMinMaxHints);
+    changeFlags(windowFlags() | kMinMaxHints);
     setFixedSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
-    // Changing flags hides a window. One that was closed while it scanned stays hidden, so that
-    // the program ends.
+    // One that was closed while it scanned stays hidden, so that the program ends.
     if (!closing_)
         show();
+}
+
+/// As `setWindowFlags`, but without hiding the window: one that is hidden and shown in one turn
+/// counts as inactive under X11, and nothing in it shows that it has the focus.
+void MainWindow::changeFlags(Qt::WindowFlags flags) {
+    overrideWindowFlags(flags);
+    if (QWindow* handle = windowHandle())
+        handle->setFlags(flags);
 }
 
 /// The page's first control has the focus, so that Tab goes through the page and on to the bar.
 void MainWindow::focusPage() {
     QWidget* target = firstFocus(*pageStack->currentWidget());
     if (target == nullptr)
-        target = ui->btnNext->isEnabled() ? ui->btnNext : ui->btnClose;
-    target->setFocus();
+        target =
+            ui->btnNext->isEnabled() ? ui->btnNext : firstFocus(*ui->stackButtons->currentWidget());
+    if (target != nullptr)
+        target->setFocus();
 }
 
 void MainWindow::onNextClicked() {
@@ -228,7 +257,7 @@ void MainWindow::keyPressEvent(QKeyEvent* event) {
         return;
     }
     auto* button = qobject_cast<QPushButton*>(focusWidget());
-    if (button == nullptr)
+    if (button == nullptr || !button->isVisible())
         button = ui->stackButtons->currentIndex() == WizardFace ? ui->btnNext : ui->btnRecover;
     button->click();
 }

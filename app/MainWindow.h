@@ -66,6 +66,7 @@ private:
     void onScanEnded();
     void shrinkToWizard();
     void growForResults();
+    void changeFlags(Qt::WindowFlags flags);
     void focusPage();
 
     std::unique_ptr<Ui::MainWindow> ui;

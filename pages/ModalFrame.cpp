@@ -6,14 +6,27 @@
 
 #include <QEvent>
 #include <QMetaMethod>
+#include <QPointer>
 #include <QShortcut>
+
+namespace {
+
+/// To what had it, unless the window has gone on to another page meanwhile.
+void giveFocusBack(const QWidget& blocked, QWidget* before) {
+    const bool inSight = before != nullptr && before->isVisible() && before->isEnabled();
+    QWidget* const target = inSight ? before : firstFocus(blocked);
+    if (target != nullptr)
+        target->setFocus();
+}
+
+} // namespace
 
 ModalFrame::ModalFrame(QWidget* content, QWidget* blocked, QWidget* parent)
     : QFrame(parent), ui(std::make_unique<Ui::ModalFrame>()), blockedWidget(blocked) {
     ui->setupUi(this);
     setAttribute(Qt::WA_NoMousePropagation);
 
-    QWidget* const focusBefore = parent->window()->focusWidget();
+    const QPointer<QWidget> focusBefore = parent->window()->focusWidget();
     blockedWidget->setEnabled(false);
 
     overlay = new QWidget(parent);
@@ -46,8 +59,8 @@ ModalFrame::ModalFrame(QWidget* content, QWidget* blocked, QWidget* parent)
             deleteLater();
     });
     takeFocus(*content);
-    if (focusBefore != nullptr)
-        connect(this, &QObject::destroyed, focusBefore, qOverload<>(&QWidget::setFocus));
+    connect(this, &QObject::destroyed, blockedWidget,
+            [blocked, focusBefore] { giveFocusBack(*blocked, focusBefore); });
 }
 
 ModalFrame::~ModalFrame() {

@@ -23,8 +23,10 @@
 #include <QProcess>
 #include <QRadioButton>
 #include <QScreen>
+#include <QSignalSpy>
 #include <QStackedWidget>
 #include <QTreeView>
+#include <QWindow>
 
 #include <gtest/gtest.h>
 
@@ -298,11 +300,13 @@ TEST_F(MainWindowTest, ScansAnotherDriveWithAnotherFilter) {
     EXPECT_EQ(answers.takeTexts(), QStringList(kScanAnother));
     EXPECT_EQ(page(), Results);
     const int allRows = child<QTreeView>("tree")->model()->rowCount();
-    window->resize(900, 700);
+    window->showMaximized();
+    const QSignalSpy flicker(window->windowHandle(), &QWindow::visibleChanged);
 
     answers.press(QMessageBox::Yes);
     click("btnScanAgain");
     ASSERT_EQ(page(), Source);
+    EXPECT_FALSE(window->isMaximized());
     EXPECT_EQ(window->size(), QSize(640, 480));
     EXPECT_FALSE(window->windowFlags() & kMinMaxHints);
     EXPECT_EQ(window->frameGeometry().center(),
@@ -319,6 +323,8 @@ TEST_F(MainWindowTest, ScansAnotherDriveWithAnotherFilter) {
     EXPECT_LT(model->rowCount(), allRows);
     for (int row = 0; row < model->rowCount(); ++row)
         EXPECT_FALSE(model->index(row, 0).data().toString().endsWith(QStringLiteral(".txt")));
+    // A window that is hidden and shown again is not the active one everywhere.
+    EXPECT_TRUE(flicker.isEmpty());
 }
 
 TEST_F(MainWindowTest, IsUsedFromTheKeyboard) {
@@ -348,6 +354,37 @@ TEST_F(MainWindowTest, IsUsedFromTheKeyboard) {
     press(Qt::Key_Return); // On the close cross.
     EXPECT_TRUE(QTest::qWaitFor([this] { return child<QLabel>("logo") == nullptr; }));
     EXPECT_EQ(page(), Source);
+}
+
+TEST_F(MainWindowTest, TheFocusIsNeverLeftOnWhatIsGone) {
+    pages->setCurrentIndex(Scan);
+    window->updateView();
+    ASSERT_EQ(window->focusWidget(), child<QPushButton>("btnClose"));
+    window->showAbout();
+    showEndlessResults();
+    QTest::keyClick(window->focusWidget(), Qt::Key_Return); // On the close cross.
+    ASSERT_TRUE(QTest::qWaitFor([this] { return child<QLabel>("logo") == nullptr; }));
+    EXPECT_EQ(window->focusWidget(), child<QTreeView>("tree"));
+}
+
+TEST_F(MainWindowTest, LooksTheSameOnScaledScreens) {
+    for (const qreal scale : {1.0, 1.25, 1.5, 2.0}) {
+        QImage picture(window->size() * scale, QImage::Format_RGB32);
+        picture.setDevicePixelRatio(scale);
+        window->render(&picture);
+        const int column = picture.width() / 2;
+        const auto isWhite = [&](int row) { return picture.pixelColor(column, row) == Qt::white; };
+        // Between the header and the page's text there is nothing.
+        int row = static_cast<int>(50 * scale);
+        while (row < picture.height() && !isWhite(row))
+            ++row;
+        EXPECT_LT(row, 62 * scale);
+        while (row < picture.height() && isWhite(row))
+            ++row;
+        EXPECT_GT(row, 115 * scale) << scale;
+    }
+    EXPECT_EQ(QPixmap(QStringLiteral(":/images/logo@2x")).size(), QSize(290, 200));
+    EXPECT_EQ(window->windowIcon().actualSize(QSize(32, 32)), QSize(32, 32));
 }
 
 TEST_F(MainWindowTest, StaysDarkOnLightOnADarkDesktop) {
