@@ -1,7 +1,12 @@
 #include "model/documentText.h"
 
+#include "platform/CodePage.h"
+
 #include <QStringConverter>
 #include <QStringDecoder>
+
+#include <cstdint>
+#include <span>
 
 namespace {
 
@@ -33,12 +38,24 @@ bool isPaired(const QString& text, qsizetype at) {
     return at > 0 && text[at - 1].isHighSurrogate();
 }
 
+/// Hardly any other text can be read as UTF-8 by chance.
+QString decoded(QByteArrayView bytes) {
+    const auto marked = QStringConverter::encodingForData(bytes);
+    QStringDecoder decoder(marked.value_or(QStringConverter::Utf8),
+                           QStringConverter::Flag::Stateless);
+    QString text = decoder(bytes);
+    if (marked || !decoder.hasError())
+        return text;
+    const auto wide =
+        platform::wideFromSystemCodePage({reinterpret_cast<const std::uint8_t*>(bytes.data()),
+                                          static_cast<std::size_t>(bytes.size())});
+    return wide ? QString::fromStdWString(*wide) : text;
+}
+
 } // namespace
 
 QString documentText(QByteArrayView bytes) {
-    QStringDecoder decoder(
-        QStringConverter::encodingForData(bytes).value_or(QStringConverter::System));
-    QString text = decoder(bytes);
+    QString text = decoded(bytes);
     const bool isCut = text.size() > TEXT_PREVIEW_CHARS;
     text.truncate(TEXT_PREVIEW_CHARS);
     const QString whole = text;

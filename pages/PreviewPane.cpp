@@ -8,10 +8,24 @@
 
 #include "ui_PreviewPane.h"
 
+#include <QImage>
 #include <QResizeEvent>
 
 #include <iterator>
 #include <utility>
+
+namespace {
+
+/// Pixels of its own: the thumbnail's do not last.
+QPixmap pixmapOf(const picture::Thumbnail& thumbnail) {
+    const auto width = static_cast<int>(thumbnail.width);
+    const auto height = static_cast<int>(thumbnail.height);
+    const qsizetype row = qsizetype{width} * qsizetype{picture::kPixelBytes};
+    const QImage image(thumbnail.pixels.data(), width, height, row, QImage::Format_ARGB32);
+    return QPixmap::fromImage(image.copy());
+}
+
+} // namespace
 
 PreviewPane::PreviewPane(QWidget* parent)
     : QStackedWidget(parent), ui(std::make_unique<Ui::PreviewPane>()),
@@ -61,12 +75,11 @@ void PreviewPane::showPicture() {
         showMessage(resultText("It seems the image is corrupted"));
         return;
     }
-    const auto& png = thumbnail.png;
-    if (thumbnail.outcome != picture::Outcome::Decoded ||
-        !picture_.loadFromData(png.data(), static_cast<uint>(png.size()), "PNG")) {
+    if (thumbnail.outcome != picture::Outcome::Decoded) {
         showMessage(resultText("Image preview is unavailable"));
         return;
     }
+    picture_ = pixmapOf(thumbnail);
     // The page may never have been shown before.
     layout()->activate();
     ui->pageImage->layout()->activate();

@@ -4,6 +4,8 @@
 
 #include <QStringEncoder>
 
+#include <tuple>
+
 namespace {
 
 QByteArray encode(const QString& text, QStringConverter::Encoding encoding) {
@@ -19,7 +21,21 @@ TEST(DocumentTextTest, TheMarkSaysTheEncoding) {
           QStringConverter::Utf32LE, QStringConverter::Utf32BE})
         EXPECT_EQ(documentText(encode(text, encoding)), text) << encoding;
     EXPECT_EQ(documentText({}), QString());
-    EXPECT_EQ(documentText("caf\xe9 \xff"), QStringLiteral("caf\uFFFD \uFFFD"));
+}
+
+/// With the person's language and what a program there wrote.
+TEST(DocumentTextTest, WithoutAMarkAndNotUtf8ItIsInTheSystemsCodePage) {
+    const QByteArray locale = qgetenv("LC_ALL");
+    for (const auto& [name, bytes, text] :
+         {std::tuple{"en_US.UTF-8", "caf\xe9 \x80", QStringLiteral("café €")},
+          std::tuple{"en_US.UTF-8", "at its end \xe9", QStringLiteral("at its end é")},
+          std::tuple{"ru_RU.UTF-8", "\xcf\xf0\xe8\xe2\xe5\xf2", QStringLiteral("Привет")},
+          std::tuple{"ru_RU.UTF-8", "Größe", QStringLiteral("Größe")},
+          std::tuple{"en_US.no-such-charset", "a\xff", QStringLiteral("a\uFFFD")}}) {
+        qputenv("LC_ALL", name);
+        EXPECT_EQ(documentText(bytes), text) << name << ": " << bytes;
+    }
+    qputenv("LC_ALL", locale);
 }
 
 TEST(DocumentTextTest, OnlyTheStartIsShown) {

@@ -269,12 +269,15 @@ TEST_F(PreviewTest, OutlivesADecoderThatIsKilledOrHangs) {
     open({{"a.jpg", {encoded(colours(300, 200), "jpg")}}, {"b.txt", {"text"}}});
     clickName("b.txt");
     const std::string program = (temporary / "decoder").string();
-    for (const char* script : {"kill -9 $$", "exec sleep 1000", "exec cat"}) {
+    for (const auto& [script, expected] :
+         {std::pair{"kill -9 $$", "It seems the image is corrupted"},
+          std::pair{"exec sleep 1000", "Image preview is unavailable"},
+          std::pair{"exec cat", "It seems the image is corrupted"}}) {
         std::ofstream(program) << "#!/bin/sh\nprintf R\n" << script;
         std::filesystem::permissions(program, std::filesystem::perms::owner_all);
         page->setDecoderProgram(format::wideFromUtf8(program));
         clickName("a.jpg");
-        EXPECT_EQ(message(), QStringLiteral("It seems the image is corrupted")) << script;
+        EXPECT_EQ(message(), QLatin1String(expected)) << script;
         EXPECT_EQ(childOfThis(), 0);
         clickName("b.txt");
         EXPECT_EQ(text(), QStringLiteral("text"));
@@ -295,6 +298,9 @@ TEST_F(PreviewTest, ShowsEveryFormatOfPicture) {
         clickName(name);
         EXPECT_EQ(message(), QStringLiteral("pageImage")) << name.toStdString();
     }
+    clickName("small.png");
+    EXPECT_EQ(child<QLabel>("imagePreview")->pixmap(Qt::ReturnByValue).toImage().pixelColor(2, 2),
+              QColor(0x3B, 0x43, 0x77));
 }
 
 /// The volumes that come with the program.

@@ -15,7 +15,8 @@ public:
     PictureDecoder();
 
     /// The content of `file` says of which format it is. A picture whose header tells that it would
-    /// not fit the memory is corrupted.
+    /// not fit the memory is unavailable, unless so few bytes cannot hold so many pixels. Not for
+    /// two threads at once: the library tells its reasons to the process.
     [[nodiscard]] Thumbnail decode(std::span<const std::uint8_t> file) const;
 };
 

@@ -1,24 +1,29 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
 namespace picture {
 
 /// The longest side of a thumbnail, in pixels.
-inline constexpr int kThumbnailSize = 320;
+inline constexpr std::uint32_t kThumbnailSize = 320;
+/// Blue, green, red and opacity, a byte each.
+inline constexpr std::size_t kPixelBytes = 4;
 
 /// The values go between the two processes.
 enum class Outcome : std::uint8_t {
     Decoded = 0,
-    Corrupted = 1,   ///< Of no known format, damaged, or more than decoding may take.
-    Unavailable = 2, ///< Decoding, or encoding what came of it, does not work here.
+    Corrupted = 1,   ///< Of no known format, or damaged.
+    Unavailable = 2, ///< Nothing is known against it, but it takes too much, or a codec is missing.
 };
 
-/// What became of a picture.
+/// What became of a picture. Unless it is decoded there are no pixels, and both sides are 0.
 struct Thumbnail {
     Outcome outcome = Outcome::Corrupted;
-    std::vector<std::uint8_t> png; ///< Empty unless decoded.
+    std::uint32_t width = 0; ///< 1 to kThumbnailSize, as is the height.
+    std::uint32_t height = 0;
+    std::vector<std::uint8_t> pixels; ///< Of kPixelBytes each, row by row from the top.
 };
 
 } // namespace picture

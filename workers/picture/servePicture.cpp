@@ -15,6 +15,7 @@ namespace picture {
 namespace {
 
 using LengthBytes = std::array<std::uint8_t, sizeof(protocol::Length)>;
+using ReplyBytes = std::array<std::uint8_t, sizeof(protocol::Reply)>;
 
 bool writeByte(std::uint8_t byte) {
     return platform::writeOutput({&byte, 1});
@@ -37,9 +38,10 @@ int servePicture() {
         return EXIT_FAILURE;
 
     const Thumbnail thumbnail = decoder.decode(file);
-    length = std::bit_cast<LengthBytes>(protocol::Length{thumbnail.png.size()});
-    const bool answered = writeByte(static_cast<std::uint8_t>(thumbnail.outcome)) &&
-                          platform::writeOutput(length) && platform::writeOutput(thumbnail.png);
+    const protocol::Reply reply{static_cast<std::uint32_t>(thumbnail.outcome), thumbnail.width,
+                                thumbnail.height};
+    const bool answered = platform::writeOutput(std::bit_cast<ReplyBytes>(reply)) &&
+                          platform::writeOutput(thumbnail.pixels);
     return answered ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
