@@ -2,7 +2,7 @@
 #include "bench/Ratio.h"
 #include "engine/ZFileStream.h"
 #include "engine/ZMemoryStream.h"
-#include "engine/ZTreeWalk.h"
+#include "engine/ZTreeListing.h"
 #include "engine/ntfs/ZNtfsVolume.h"
 #include "format/WideText.h"
 #include "model/texts.h"
@@ -43,30 +43,20 @@ void smallFiles(benchmark::State& state) {
     std::optional<test::TempDir> folder;
     const auto writeFromMemory = [&] {
         folder.emplace();
-        std::wstring path = format::wideFromUtf8(folder->path().string());
-        std::vector<std::size_t> lengths;
-        ZTreeWalk walk(tree);
-        walk.below(
-            kNoParent,
-            [&](const ZFileTreeNode& node, int) {
-                lengths.push_back(path.size());
-                path += L"/" + node.name;
-                if (node.isDirectory) {
-                    static_cast<void>(platform::makePath(path));
-                    return true;
-                }
-                ZFileStream out(path.c_str(), static_cast<uint32>(platform::Disposition::CreateNew),
-                                platform::kGenericRead | platform::kGenericWrite);
-                const auto& bytes = contents.at(node.id);
-                out.write(bytes.data(), static_cast<uint32>(bytes.size()));
-                path.resize(lengths.back());
-                lengths.pop_back();
-                return false;
-            },
-            [&](const ZFileTreeNode&) {
-                path.resize(lengths.back());
-                lengths.pop_back();
-            });
+        const std::wstring top = format::wideFromUtf8(folder->path().string()) + L'/';
+        const ZTreeListing listing(tree);
+        for (std::size_t i = 0; i < listing.entries().size(); ++i) {
+            const ZFileTreeNode& node = *listing.entries()[i].node;
+            const std::wstring path = top + listing.path(i);
+            if (node.isDirectory) {
+                static_cast<void>(platform::makePath(path));
+                continue;
+            }
+            ZFileStream out(path.c_str(), static_cast<uint32>(platform::Disposition::CreateNew),
+                            platform::kGenericRead | platform::kGenericWrite);
+            const auto& bytes = contents.at(node.id);
+            out.write(bytes.data(), static_cast<uint32>(bytes.size()));
+        }
     };
     const auto recover = [&] {
         folder.emplace();

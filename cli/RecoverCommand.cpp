@@ -3,10 +3,12 @@
 #include "cli/CommandError.h"
 #include "cli/Filters.h"
 #include "cli/OutputDirectory.h"
+#include "cli/Picks.h"
 #include "cli/Recovery.h"
 #include "cli/Source.h"
-#include "cli/recoveryTree.h"
-#include "workers/promisedBytes.h"
+#include "workers/promiseTexts.h"
+
+#include <utility>
 
 namespace {
 
@@ -99,17 +101,14 @@ ExitCode RecoverCommand::run(const QCommandLineParser& parser) const {
     Source source(parser);
     const OutputDirectory directory(parser.value(kTo), source, overwrite,
                                     parser.isSet(kForceOutput));
-    kova::ZFileTree wanted;
-    {
-        filters.install(source.tree());
-        source.scan();
-        const kova::ZTreeListing listing(source.tree());
-        buildRecoveryTree(listing, Selection(listing, filters), picks, wanted);
-    }
-    const QString warning = warningOfPromise(promisedBytes(wanted), source.drive().sizeBytes);
+    filters.install(source.tree());
+    source.scan();
+    const kova::ZTreeListing listing(source.tree());
+    RecoveryList list = picks.listOf(listing, Selection(listing, filters));
+    const QString warning = warningOfPromise(promisedBytes(list), source.drive().sizeBytes);
     if (!warning.isEmpty())
         printError(warning);
-    Recovery recovery(source, wanted, directory,
+    Recovery recovery(source, std::move(list), directory,
                       overwrite ? ExistingFile::Replace : ExistingFile::KeepBoth,
                       parser.isSet(kKeepTimes));
     recovery.run();

@@ -1,9 +1,10 @@
 #include "cli/Recovery.h"
 
 #include "cli/Interruption.h"
-#include "cli/recoveryTree.h"
 #include "model/counted.h"
 #include "workers/recoveryTexts.h"
+
+#include <utility>
 
 using End = RecoveryOutcome::End;
 
@@ -19,11 +20,12 @@ void printRemarks(Output& output, const QString& heading, const auto& remarks) {
 
 } // namespace
 
-Recovery::Recovery(Source& source, kova::ZFileTree& tree, const OutputDirectory& output,
+Recovery::Recovery(Source& source, RecoveryList list, const OutputDirectory& output,
                    RecoveryWorker::ExistingFile existing, bool keepTimes)
-    : source_(source), tree_(tree), output_(output) {
+    : source_(source), output_(output) {
     worker_.setExistingFile(existing);
     worker_.setKeepTimes(keepTimes);
+    worker_.init(output_.path(), &source_.volume(), std::move(list));
     QObject::connect(&worker_, &RecoveryWorker::fileReported,
                      [this](const RecoveredFile& file) { onReported(file); });
     QObject::connect(
@@ -44,7 +46,6 @@ Recovery::~Recovery() {
 }
 
 void Recovery::run() {
-    worker_.init(output_.path(), &source_.volume(), &tree_, {kOutputRoot});
     worker_.start();
     progress_.clear();
 }

@@ -5,18 +5,18 @@
 #include "cli/OutputDirectory.h"
 #include "cli/Progress.h"
 #include "cli/Source.h"
-#include "engine/ZFileTree.h"
 #include "workers/RecoveryWorker.h"
 
 #include <QString>
 
 #include <vector>
 
-/// Runs the recovery worker over a tree and keeps account of what came of it.
+/// Runs the recovery worker and keeps account of what came of it.
 class Recovery {
 public:
-    /// `tree` as `buildRecoveryTree` makes it. All are used until the end, by nobody else.
-    Recovery(Source& source, kova::ZFileTree& tree, const OutputDirectory& output,
+    /// `source` and `output`, and the listing of the source's tree, are used until the end, by
+    /// nobody else.
+    Recovery(Source& source, RecoveryList list, const OutputDirectory& output,
              RecoveryWorker::ExistingFile existing, bool keepTimes);
     Recovery(const Recovery&) = delete;
     Recovery& operator=(const Recovery&) = delete;
@@ -44,7 +44,6 @@ private:
     void printReasonForEnd() const;
 
     Source& source_;
-    kova::ZFileTree& tree_;
     const OutputDirectory& output_;
     RecoveryWorker worker_;
     Progress progress_;

@@ -16,7 +16,8 @@ namespace kova {
 ///
 /// Child ids stand in the order in which they were inserted. Ids that are somebody's parent but
 /// have no node themselves are kept as missing parents until they are inserted or their children
-/// are moved. Nothing here says that parents form a tree: use `ZTreeWalk` to walk one.
+/// are moved. Nothing here says that parents form a tree: `ZTreeListing` makes one of
+/// them.
 ///
 /// Used by one thread at a time, reads included; after `settle` and until the next change, several
 /// threads may read what is stored. Fails only when memory runs out.

@@ -1,13 +1,14 @@
 #include "fuzz/VolumeRun.h"
 
 #include "engine/ZMemoryStream.h"
-#include "engine/ZTreeWalk.h"
+#include "engine/ZTreeListing.h"
 #include "engine/exfat/ZExFatVolume.h"
 #include "engine/fat/ZFatVolume.h"
 #include "engine/ntfs/ZNtfsVolume.h"
 #include "tests/support/TestMedia.h"
 
 #include <cstdlib>
+#include <memory>
 
 namespace kova::fuzz {
 
@@ -61,23 +62,21 @@ void extractAll(ZVolume& volume, const ZFileTree& tree) {
     }
 }
 
-void walkAll(ZFileTree& tree) {
-    std::size_t visited = 0;
-    const auto enter = [&](const ZFileTreeNode& node, int depth) {
-        check(depth <= ZTreeWalk::kDeepest);
-        check(node.id == tree.rootId || node.id == node.parentId || tree.rowOf(node.id) >= 0);
-        ++visited;
-        return true;
-    };
-    ZTreeWalk walk(tree);
-    walk.below(kNoParent, enter);
-    walk.below(kLostFolder, enter, {}, 1);
-    for (auto strays = walk.strays(); !strays.empty(); strays = walk.strays()) {
-        for (const ZFileTreeNode* stray : strays)
-            walk.from(*stray, enter, {}, 1);
+/// Every node is listed once, and a tree that is completed leads to each.
+void listAll(ZFileTree& tree) {
+    const std::unique_ptr<ZTreeListing> listing = listCompleted(tree);
+    const auto& entries = listing->entries();
+    check(listing->unreachable() == entries.size());
+    const bool rootIsListed = listing->indexOf(tree.rootId) != ZTreeListing::kNone;
+    const bool hasRoot = tree.find(tree.rootId) != nullptr;
+    check(entries.size() + (hasRoot && !rootIsListed ? 1 : 0) == tree.allNodes().size());
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const ZTreeListing::Entry& entry = entries[i];
+        check(listing->indexOf(entry.node->id) == i && entry.end > i);
+        check(entry.depth < ZTreeListing::kDeepest);
+        check(entry.parent == ZTreeListing::kNone ||
+              (entry.parent < i && entry.end <= entries[entry.parent].end));
     }
-    const bool rootIsListed = tree.find(tree.rootId) != nullptr && tree.rowOf(tree.rootId) >= 0;
-    check(visited + 1 >= tree.allNodes().size() || rootIsListed);
 }
 
 template <typename Volume>
@@ -98,7 +97,7 @@ void run(std::span<const uint8> image) {
         volume.scan(&tree);
         std::set<int64> missing;
         check(!tree.getMissingParents(missing));
-        walkAll(tree);
+        listAll(tree);
         extractAll(volume, tree);
         for (const auto& [id, node] : tree.allNodes())
             static_cast<void>(volume.assess(node));

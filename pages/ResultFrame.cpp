@@ -23,7 +23,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -116,8 +115,7 @@ void ResultFrame::init(kova::ZVolume* volume, kova::ZFileTree* tree) {
     if (hasVolume())
         showThatNothingWasFound();
 
-    if (tree->childCount(kova::kLostFolder) > 0)
-        tree->insert(kova::makeLostFolder(tree->rootId));
+    listing_ = kova::listCompleted(*tree);
     // The view is painted while a recovery reads the tree in another thread.
     tree->settle();
     ui->tree->setModel(new FileModel(tree));
@@ -181,6 +179,7 @@ void ResultFrame::cleanup() {
     ui->lblFailure->hide();
     ui->lblGaps->hide();
     ui->horSplitter->show();
+    listing_.reset();
     found_.reset();
 }
 
@@ -201,8 +200,8 @@ void ResultFrame::recoverSelectedFiles() {
     if (ui->tree->selectionModel() == nullptr || !hasVolume() || found_.tree() == nullptr ||
         isRecovering())
         return;
-    const QSet<kova::int64> ids = selectedIds();
-    if (ids.isEmpty()) {
+    RecoveryList list = selected();
+    if (list.ranges.empty()) {
         notify(tr("Please, select files you want to recover"));
         return;
     }
@@ -222,49 +221,33 @@ void ResultFrame::recoverSelectedFiles() {
         return;
     }
     lastOutputDir = directory;
-    startRecovery(directory, ids);
+    startRecovery(directory, std::move(list));
 }
 
-QSet<kova::int64> ResultFrame::selectedIds() const {
+RecoveryList ResultFrame::selected() const {
     const QItemSelectionModel& selection = *ui->tree->selectionModel();
     const auto& model = *qobject_cast<const FileModel*>(selection.model());
-    QSet<kova::int64> ids;
+    const auto placeOf = [&](int row, const QModelIndex& parent) {
+        return listing_->indexOf(model.nodeFromIndex(model.index(row, 0, parent))->id);
+    };
+    RecoveryList list;
+    list.listing = listing_.get();
     // Whole rows are taken by the range: asking for the rows looks at each one again and again,
-    // for seconds when there are a million.
+    // for seconds when there are a million. Siblings follow each other in the listing, too.
     bool onlyWholeRows = true;
     for (const QItemSelectionRange& range : selection.selection()) {
-        if (range.width() < model.columnCount()) {
+        if (range.width() == model.columnCount())
+            list.ranges.push_back({placeOf(range.top(), range.parent()),
+                                   listing_->rangeOf(placeOf(range.bottom(), range.parent())).end});
+        else
             onlyWholeRows = false;
-            continue;
-        }
-        const auto& siblings = found_.tree()->childIds(model.nodeFromIndex(range.parent())->id);
-        ids.reserve(ids.size() + range.height());
-        for (int row = range.top(); row <= range.bottom(); ++row)
-            ids.insert(siblings[static_cast<std::size_t>(row)]);
     }
     if (!onlyWholeRows) {
         for (const QModelIndex& row : selection.selectedRows(0))
-            ids.insert(model.nodeFromIndex(row)->id);
+            list.ranges.push_back(listing_->rangeOf(placeOf(row.row(), row.parent())));
     }
-    addRowsBelowFiles(ids);
-    return ids;
-}
-
-/// A file may have rows below it, when its record was a folder's before. The recovery of a file
-/// does not go there, so what is selected with it is named.
-void ResultFrame::addRowsBelowFiles(QSet<kova::int64>& ids) const {
-    std::vector<kova::int64> pending(ids.cbegin(), ids.cend());
-    std::unordered_set<kova::int64> entered{found_.tree()->rootId};
-    while (!pending.empty()) {
-        const kova::int64 id = pending.back();
-        pending.pop_back();
-        const std::vector<kova::int64>& children = found_.tree()->childIds(id);
-        if (children.empty() || !entered.insert(id).second)
-            continue;
-        pending.insert(pending.end(), children.begin(), children.end());
-        if (!found_.tree()->find(id)->isDirectory)
-            ids.unite(QSet<kova::int64>(children.begin(), children.end()));
-    }
+    list.ranges = kova::united(std::move(list.ranges));
+    return list;
 }
 
 QString ResultFrame::drivePrefix() const {
@@ -287,13 +270,13 @@ void ResultFrame::notify(const QString& text) {
                              QMessageBox::NoButton);
 }
 
-void ResultFrame::startRecovery(const QString& directory, const QSet<kova::int64>& ids) {
+void ResultFrame::startRecovery(const QString& directory, RecoveryList list) {
     QString outputDir = directory;
     while (outputDir.size() > 1 && outputDir.endsWith(QLatin1Char('/')))
         outputDir.chop(1);
 
     recovery_.reset(); // The last worker has finished, its thread perhaps not yet.
-    recovery_ = std::make_unique<RecoveryRun>(found_, outputDir, ids);
+    recovery_ = std::make_unique<RecoveryRun>(found_, outputDir, std::move(list));
     auto* widget = new RecoveryWidget;
     widget->setOutputDirectory(outputDir);
     recoveryWidget_ = widget;

@@ -1,13 +1,14 @@
 #pragma once
 
+#include "engine/ZTreeListing.h"
 #include "pages/PreviewType.h"
+#include "workers/RecoveryList.h"
 #include "workers/RecoveryRun.h"
 #include "workers/ScannedVolume.h"
 
 #include <QAction>
 #include <QModelIndex>
 #include <QPointer>
-#include <QSet>
 #include <QWidget>
 
 #include <functional>
@@ -106,15 +107,15 @@ private:
     /// The content of the file behind `index`; throws the message that says why there is none.
     [[nodiscard]] std::vector<kova::uint8> readForPreview(const QModelIndex& index);
 
-    [[nodiscard]] QSet<kova::int64> selectedIds() const;
-    void addRowsBelowFiles(QSet<kova::int64>& ids) const;
+    /// The rows that are selected, with all below them.
+    [[nodiscard]] RecoveryList selected() const;
     [[nodiscard]] QString drivePrefix() const;
     [[nodiscard]] bool liesOnScannedDrive(const QString& directory) const;
     void notify(const QString& text);
 
     void showGaps();
     void showThatNothingWasFound();
-    void startRecovery(const QString& directory, const QSet<kova::int64>& ids);
+    void startRecovery(const QString& directory, RecoveryList list);
     void onRecoveryFinished(const RecoveryOutcome& outcome);
 
     std::unique_ptr<Ui::ResultFrame> ui;
@@ -125,6 +126,7 @@ private:
     QAction* asImageAction_;
 
     ScannedVolume found_;
+    std::unique_ptr<kova::ZTreeListing> listing_; ///< Of its tree; null without one.
 
     QString previewName; ///< Of the file that was asked for last.
     QModelIndex lastPreviewedIndex;

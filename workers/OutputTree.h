@@ -38,9 +38,6 @@ public:
     /// see `failure`.
     bool enter();
 
-    /// Enters the current folder once more.
-    void enterSame() { levels_.push_back(levels_.back()); }
-
     /// Goes back to the folder that the last `enter` was made from.
     void leave() { levels_.pop_back(); }
 

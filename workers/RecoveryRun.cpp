@@ -2,13 +2,14 @@
 
 #include <QMetaObject>
 
-RecoveryRun::RecoveryRun(const ScannedVolume& found, const QString& directory,
-                         const QSet<kova::int64>& ids)
+#include <utility>
+
+RecoveryRun::RecoveryRun(const ScannedVolume& found, const QString& directory, RecoveryList list)
     : media_(*found.media()) {
     // Deleted files often share a name with one that exists, or with each other. Opening what
     // exists would mix two files in one; so each gets a name of its own.
     worker_.setExistingFile(RecoveryWorker::ExistingFile::KeepBoth);
-    worker_.init(directory, found.volume(), found.tree(), ids);
+    worker_.init(directory, found.volume(), std::move(list));
     // A disk may hang over one sector for half a minute; an end that is asked for does not wait.
     media_.setReadHook([this] {
         if (interrupted_)

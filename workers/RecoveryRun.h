@@ -1,11 +1,11 @@
 #pragma once
 
 #include "engine/types.h"
+#include "workers/RecoveryList.h"
 #include "workers/RecoveryWorker.h"
 #include "workers/ScannedVolume.h"
 
 #include <QObject>
-#include <QSet>
 #include <QThread>
 
 #include <atomic>
@@ -18,8 +18,9 @@ class RecoveryRun : public QObject {
     Q_OBJECT
 
 public:
-    /// `found` has a volume and a tree and outlives the run. `directory` exists.
-    RecoveryRun(const ScannedVolume& found, const QString& directory, const QSet<kova::int64>& ids);
+    /// `found`, which has a volume and a tree, and the listing of its tree outlive the run.
+    /// `directory` exists.
+    RecoveryRun(const ScannedVolume& found, const QString& directory, RecoveryList list);
     RecoveryRun(const RecoveryRun&) = delete;
     RecoveryRun& operator=(const RecoveryRun&) = delete;
     ~RecoveryRun() override;

@@ -1,17 +1,14 @@
 #include "workers/RecoveryWorker.h"
 
-#include "engine/ZTreeWalk.h"
 #include "model/texts.h"
 #include "workers/OutputStream.h"
 #include "workers/OutputTree.h"
-#include "workers/rootNodes.h"
 #include "workers/writeTrial.h"
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
 
 #include <algorithm>
-#include <functional>
 #include <limits>
 #include <optional>
 #include <utility>
@@ -25,7 +22,7 @@ using kova::int64;
 using kova::uint32;
 using kova::uint64;
 using kova::ZFileTreeNode;
-using kova::ZTreeWalk;
+using kova::ZTreeListing;
 
 /// From this size on, in bytes, each file is waited for until it has arrived.
 constexpr int64 kLargeFile = int64{16} << 20;
@@ -35,17 +32,14 @@ constexpr uint64 kMostUnsynced = uint64{256} << 20;
 
 } // namespace
 
-/// One run over the selected nodes. Counting and recovering walk them in the same way.
+/// One run over what is to be recovered. Counting and recovering go over the same entries.
 class RecoveryWorker::Run {
 public:
-    explicit Run(RecoveryWorker& worker)
-        : worker_(worker), tree_(*worker.tree), media_(worker.vol->media()),
+    /// `list` outlives the run.
+    Run(RecoveryWorker& worker, const RecoveryList& list)
+        : worker_(worker), list_(list), media_(worker.vol->media()),
           endsEarly_(worker.existingFile_ != ExistingFile::Open),
-          selected_(worker.nodes.cbegin(), worker.nodes.cend()),
-          output_(toWide(worker.outputDir), worker.existingFile_) {
-        // The order of a set differs from run to run; the numbers that equal names get must not.
-        std::sort(selected_.begin(), selected_.end());
-    }
+          output_(toWide(worker.outputDir), worker.existingFile_) {}
 
     void count();
     void recover();
@@ -57,11 +51,8 @@ public:
 
 private:
     using End = RecoveryOutcome::End;
-    using Enter = std::function<bool(const ZFileTreeNode&)>;
-    using Leave = std::function<void()>;
 
-    void walk(const Enter& enter, const Leave& leave) const;
-
+    std::size_t recoverEntry(std::size_t index);
     bool enterFolder(const ZFileTreeNode& node);
     void recoverFile(const ZFileTreeNode& node);
     void write(const ZFileTreeNode& node, OutputStream& stream, RecoveredFile& file);
@@ -88,11 +79,11 @@ private:
     [[nodiscard]] QString outputPath() const { return toQString(output_.path()); }
 
     RecoveryWorker& worker_;
-    const kova::ZFileTree& tree_;
+    const RecoveryList& list_;
     const kova::ZCustomMedia* media_; ///< May be null.
     bool endsEarly_;
-    std::vector<int64> selected_; ///< In ascending order.
     OutputTree output_;
+    std::vector<std::size_t> entered_; ///< Entries of the folders that `output_` stands in.
     RecoveryOutcome outcome_;
 
     int64 smallestFile_ = std::numeric_limits<int64>::max(); ///< In bytes, empty files left out.
@@ -103,44 +94,9 @@ private:
     uint64 unsyncedBytes_ = 0;            ///< In these.
 };
 
-/// Calls `enter` for every selected node and all below it, `leave` after each directory for which
-/// it has answered true. Nodes that the tree does not have are skipped.
-void RecoveryWorker::Run::walk(const Enter& enter, const Leave& leave) const {
-    ZTreeWalk walk(tree_);
-    // Directories so deep that the walk does not go into them. They are walked afterwards, like
-    // selected ones.
-    std::vector<const ZFileTreeNode*> deep;
-    const auto enterNode = [&](const ZFileTreeNode& node, int depth) {
-        if (node.isDirectory && node.id != tree_.rootId && depth + 1 >= ZTreeWalk::kDeepest) {
-            deep.push_back(&node);
-            return false;
-        }
-        return enter(node);
-    };
-    const auto leaveNode = [&](const ZFileTreeNode& /*node*/) { leave(); };
-    const auto walkInto = [&](const ZFileTreeNode& directory) {
-        if (!enter(directory))
-            return;
-        walk.below(directory.id, enterNode, leaveNode, 1);
-        leave();
-    };
-
-    for (const int64 id : selected_) {
-        const ZFileTreeNode* node = tree_.find(id);
-        if (node == nullptr)
-            continue;
-        // Met on a walk, what carries the root's id is a leaf; selected, it is the root.
-        if (node->isDirectory && id == tree_.rootId)
-            walkInto(*node);
-        else
-            walk.from(*node, enterNode, leaveNode);
-    }
-    for (std::size_t i = 0; i < deep.size(); ++i)
-        walkInto(*deep[i]);
-}
-
 void RecoveryWorker::Run::count() {
-    const auto countNode = [this](const ZFileTreeNode& node) {
+    list_.forEach([this](std::size_t index) {
+        const ZFileTreeNode& node = *list_.listing->entries()[index].node;
         if (!node.isDirectory) {
             // Sizes come from the volume; their sum may be anything.
             worker_.totalBytes = static_cast<int64>(static_cast<uint64>(worker_.totalBytes) +
@@ -149,21 +105,30 @@ void RecoveryWorker::Run::count() {
             if (node.size > 0)
                 smallestFile_ = std::min(smallestFile_, node.size);
         }
-        return node.isDirectory;
-    };
-    walk(countNode, [] {});
+        return index + 1;
+    });
     outcome_.files = worker_.totalFiles;
 }
 
 void RecoveryWorker::Run::recover() {
-    const auto recoverNode = [this](const ZFileTreeNode& node) {
-        throwIfStopped();
-        if (node.isDirectory)
-            return enterFolder(node);
-        recoverFile(node);
-        return false;
-    };
-    walk(recoverNode, [this] { output_.leave(); });
+    if (list_.folder == nullptr || enterFolder(*list_.folder))
+        list_.forEach([this](std::size_t index) { return recoverEntry(index); });
+}
+
+/// Returns the index to go on at.
+std::size_t RecoveryWorker::Run::recoverEntry(std::size_t index) {
+    const ZTreeListing::Entry& entry = list_.listing->entries()[index];
+    throwIfStopped();
+    for (; !entered_.empty() && entered_.back() != entry.parent; entered_.pop_back())
+        output_.leave();
+    if (!entry.node->isDirectory) {
+        recoverFile(*entry.node);
+        return index + 1;
+    }
+    if (!enterFolder(*entry.node))
+        return entry.end;
+    entered_.push_back(index);
+    return index + 1;
 }
 
 void RecoveryWorker::Run::throwIfStopped() {
@@ -180,11 +145,6 @@ void RecoveryWorker::Run::endWith(End end, QString detail) {
 }
 
 bool RecoveryWorker::Run::enterFolder(const ZFileTreeNode& node) {
-    // The root has no name, or the one of the folder itself.
-    if (node.id == tree_.rootId && (node.name.empty() || node.name == L".")) {
-        output_.enterSame();
-        return true;
-    }
     output_.choose(node.name, OutputName::Kind::Folder);
     qCDebug(recoveryLog).noquote().nospace() << "Creating directory " << outputPath();
     if (output_.enter())
@@ -412,14 +372,23 @@ void RecoveryWorker::init(QString dir, kova::ZVolume* volume, kova::ZFileTree* f
     nodes = std::move(ids);
 }
 
+void RecoveryWorker::init(QString dir, kova::ZVolume* volume, RecoveryList list) {
+    outputDir = std::move(dir);
+    vol = volume;
+    list_ = std::move(list);
+}
+
 void RecoveryWorker::start() {
     stopRequested = false;
     emit statusChanged(QStringLiteral("Preparing"));
-    keepRootNodes(*tree, nodes);
-    qCDebug(recoveryLog).nospace() << "Have " << nodes.size() << " root nodes after filtration";
+    std::optional<ZTreeListing> listing;
+    if (tree != nullptr)
+        list_ = recoveryListOf(listing.emplace(*tree), *tree, nodes);
+    qCDebug(recoveryLog).nospace()
+        << "Have " << list_.ranges.size() << " root nodes after filtration";
     totalFiles = 0;
     totalBytes = 0;
-    Run run(*this);
+    Run run(*this, list_);
     bool reachedEnd = false;
     try {
         run.count();

@@ -3,6 +3,7 @@
 #include "engine/ZFileTree.h"
 #include "engine/ZVolume.h"
 #include "workers/RecoveredFile.h"
+#include "workers/RecoveryList.h"
 #include "workers/RecoveryOutcome.h"
 
 #include <QObject>
@@ -52,8 +53,11 @@ public:
     /// May be called from any thread and from a signal handler.
     void interrupt() noexcept;
 
+    /// The same as the slot, for what has been listed already.
+    void init(QString outputDir, kova::ZVolume* vol, RecoveryList list);
+
 public slots:
-    /// `outputDir` without a trailing separator.
+    /// `outputDir` without a trailing separator. Of the ids, those that the tree has are recovered.
     void init(QString outputDir, kova::ZVolume* vol, kova::ZFileTree* tree,
               QSet<kova::int64> nodes);
     void start();
@@ -98,6 +102,7 @@ private:
     kova::uint32 processedFiles = 0;
     bool stopRequested = false;
 
+    RecoveryList list_;
     ExistingFile existingFile_ = ExistingFile::Open;
     bool keepTimes_ = false;
     std::atomic<bool> interrupted_{false};

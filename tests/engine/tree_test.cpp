@@ -1,5 +1,4 @@
 #include "engine/ZFileTree.h"
-#include "engine/ZTreeWalk.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -122,46 +121,6 @@ TEST(FileTree, BehavesLikeTheRulesInAnyOrder) {
             }
         }
     }
-}
-
-TEST(TreeWalk, ReachesEverythingOnce) {
-    ZFileTree tree;
-    tree.insert(make(1, 0));
-    tree.insert(make(2, 1));            // Below a file.
-    tree.insert(make(3, 2));            // Below that.
-    tree.insert(make(10, 11, 0, true)); // A circle,
-    tree.insert(make(11, 10, 0, true));
-    tree.insert(make(12, 11)); // and what hangs on it.
-    tree.insert(make(13, 13, 0, true));
-    tree.insert(make(14, 13));
-    tree.insert(make(0, 1, 0, true)); // The root once more, below its own child.
-    for (int64 id = 1000; id < 3000; ++id)
-        tree.insert(make(id, id == 1000 ? 0 : id - 1, 0, true));
-
-    std::multiset<int64> visited;
-    int deepest = 0;
-    const auto enter = [&](const ZFileTreeNode& node, int depth) {
-        visited.insert(node.id);
-        deepest = std::max(deepest, depth);
-        return true;
-    };
-    ZTreeWalk walk(tree);
-    walk.below(kNoParent, enter);
-    int rounds = 0;
-    for (auto strays = walk.strays(); !strays.empty(); strays = walk.strays()) {
-        if (rounds++ == 0) {
-            std::vector<int64> ids;
-            for (const ZFileTreeNode* stray : strays)
-                ids.push_back(stray->id);
-            EXPECT_THAT(ids, ElementsAre(2, 3, 10, 13, 1000 + ZTreeWalk::kDeepest));
-        }
-        for (const ZFileTreeNode* stray : strays)
-            walk.from(*stray, enter, {}, 1);
-    }
-    EXPECT_EQ(rounds, 3) << "2000 levels, some 512 at a time";
-    EXPECT_EQ(visited.size(), tree.allNodes().size() - 1) << "all but the root";
-    EXPECT_EQ(std::set<int64>(visited.begin(), visited.end()).size(), visited.size());
-    EXPECT_LE(deepest, ZTreeWalk::kDeepest);
 }
 
 } // namespace

@@ -2,7 +2,7 @@
 
 #include "engine/ZFileTree.h"
 #include "engine/ZMemoryStream.h"
-#include "engine/ZTreeWalk.h"
+#include "engine/ZTreeListing.h"
 #include "engine/exfat/ZExFatVolume.h"
 #include "format/WideText.h"
 #include "tests/support/TestMedia.h"
@@ -30,17 +30,12 @@ struct ExFatScan {
     /// Every node by its path. Folders end in "/", what exists in " (live)".
     std::map<std::string, const ZFileTreeNode*> nodes() const {
         std::map<std::string, const ZFileTreeNode*> found;
-        std::vector<std::string> folders = {""};
-        const auto enter = [&](const ZFileTreeNode& node, int depth) {
-            folders.resize(static_cast<std::size_t>(depth) + 1);
-            std::string path = folders.back() + format::utf8FromWide(node.name);
-            if (node.isDirectory)
-                path += "/";
-            folders.push_back(path);
-            found[path + (node.exists ? " (live)" : "")] = &node;
-            return true;
-        };
-        ZTreeWalk(tree).below(kNoParent, enter);
+        const ZTreeListing listing(tree);
+        for (std::size_t i = 0; i < listing.unreachable(); ++i) {
+            const ZFileTreeNode& node = *listing.entries()[i].node;
+            found[format::utf8FromWide(listing.path(i)) + (node.isDirectory ? "/" : "") +
+                  (node.exists ? " (live)" : "")] = &node;
+        }
         return found;
     }
 

@@ -2,7 +2,7 @@
 
 #include "engine/ZFileTree.h"
 #include "engine/ZMemoryStream.h"
-#include "engine/ZTreeWalk.h"
+#include "engine/ZTreeListing.h"
 #include "engine/fat/ZFatVolume.h"
 #include "format/WideText.h"
 #include "tests/support/FatBuilder.h"
@@ -48,21 +48,16 @@ struct FatScan {
 
     explicit FatScan(FatBuilder& builder) : FatScan(builder.bytes()) {}
 
-    /// Every node below `parent` in row order, as a path from there. Directories end in "/", what
-    /// exists in " (live)".
-    std::vector<std::string> paths(int64 parent = kNoParent) const {
+    /// The path of every node below the root in row order. Directories end in "/", what exists in
+    /// " (live)".
+    std::vector<std::string> paths() const {
         std::vector<std::string> paths;
-        std::vector<std::string> folders = {""};
-        const auto enter = [&](const ZFileTreeNode& node, int depth) {
-            folders.resize(static_cast<std::size_t>(depth) + 1);
-            std::string path = folders.back() + format::utf8FromWide(node.name);
-            if (node.isDirectory)
-                path += "/";
-            folders.push_back(path);
-            paths.push_back(path + (node.exists ? " (live)" : ""));
-            return true;
-        };
-        ZTreeWalk(tree).below(parent, enter);
+        const ZTreeListing listing(tree);
+        for (std::size_t i = 0; i < listing.unreachable(); ++i) {
+            const ZFileTreeNode& node = *listing.entries()[i].node;
+            paths.push_back(format::utf8FromWide(listing.path(i)) + (node.isDirectory ? "/" : "") +
+                            (node.exists ? " (live)" : ""));
+        }
         return paths;
     }
 

@@ -1,6 +1,5 @@
 #include "workers/RecoveryWorker.h"
 
-#include "engine/ZTreeWalk.h"
 #include "model/texts.h"
 #include "tests/platform/Tools.h"
 #include "tests/support/TempDir.h"
@@ -176,8 +175,8 @@ TEST_F(RecoveryWorkerTest, WritesAFolderWithAllBelowItOnce) {
 
 TEST_F(RecoveryWorkerTest, StopsBeforeTheNextFile) {
     addFile(1, 0, L"a", "1");
-    addFile(3, 0, L"c", "3");
     addFile(2, 0, L"b", "2");
+    addFile(3, 0, L"c", "3");
     volume.extracts[2] = [this](kova::ZStream& stream) {
         // As it comes from the thread of the window.
         QMetaObject::invokeMethod(&worker, "stop", Qt::QueuedConnection);
@@ -598,7 +597,7 @@ TEST_F(RecoveryWorkerTest, AHugeHoleTakesNoTimeAndNoRoom) {
 }
 
 TEST_F(RecoveryWorkerTest, LosesNothingInEndlessDepth) {
-    constexpr int64 kDepth = int64{2} * kova::ZTreeWalk::kDeepest;
+    constexpr int64 kDepth = int64{2} * kova::ZTreeListing::kDeepest;
     for (int64 id = 1; id <= kDepth; ++id)
         addFolder(id, id - 1, std::to_wstring(id % 10));
     addFile(kDepth + 1, kDepth, L"bottom", "reached");

@@ -1,14 +1,14 @@
-#include "cli/recoveryTree.h"
+#include "cli/Picks.h"
 
 #include "cli/CommandError.h"
 #include "model/texts.h"
 
 #include <map>
 #include <string>
+#include <utility>
 
 namespace {
 
-using kova::ZFileTreeNode;
 using kova::ZTreeListing;
 
 /// How far a pick has been found.
@@ -68,29 +68,20 @@ private:
 
 } // namespace
 
-void buildRecoveryTree(const ZTreeListing& listing, const Selection& selection, const Picks& picks,
-                       kova::ZFileTree& tree) {
-    tree.rootId = kOutputRoot;
-    ZFileTreeNode root;
-    root.id = kOutputRoot;
-    root.parentId = kova::kNoParent;
-    root.isDirectory = true;
-    tree.insert(root);
-
-    Picker picker(picks);
-    const auto& entries = listing.entries();
-    std::vector<bool> taken(entries.size());
-    for (std::size_t i = 0; i < entries.size(); ++i) {
-        const auto& [found, parent, depth] = entries[i];
-        const bool selected = selection.contains(i);
-        const bool picked = picker.isPicked(listing, i, selected) || (picks.isEmpty() && selected);
-        const bool parentTaken = parent != ZTreeListing::kNone && taken[parent];
-        taken[i] = selected && (picked || parentTaken);
-        if (!taken[i])
-            continue;
-        ZFileTreeNode node = *found;
-        node.parentId = parentTaken ? entries[parent].node->id : kOutputRoot;
-        tree.insert(node);
+RecoveryList Picks::listOf(const ZTreeListing& listing, const Selection& selection) const {
+    const std::size_t count = listing.entries().size();
+    RecoveryList list;
+    list.listing = &listing;
+    if (isEmpty())
+        list.ranges.push_back({0, count});
+    list.leftOut.resize(count);
+    Picker picker(*this);
+    for (std::size_t i = 0; i < count; ++i) {
+        list.leftOut[i] = !selection.contains(i);
+        if (picker.isPicked(listing, i, selection.contains(i)))
+            list.ranges.push_back(listing.rangeOf(i));
     }
     picker.requireAll();
+    list.ranges = united(std::move(list.ranges));
+    return list;
 }
