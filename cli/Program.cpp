@@ -1,11 +1,11 @@
 #include "cli/Program.h"
 
 #include "cli/CommandError.h"
-#include "cli/DrivesCommand.h"
 #include "cli/Interruption.h"
 #include "cli/Output.h"
-#include "cli/RecoverCommand.h"
-#include "cli/ScanCommand.h"
+#include "cli/drivesCommand.h"
+#include "cli/recoverCommand.h"
+#include "cli/scanCommand.h"
 
 #include <QCommandLineParser>
 
@@ -32,8 +32,8 @@ CommandError wrongUsage(const QString& problem, const QString& command = {}) {
 }
 
 QString usageOf(const Command& command) {
-    QString usage = QStringLiteral("orvane-cli ") + command.name();
-    for (const QString& argument : command.arguments())
+    QString usage = QStringLiteral("orvane-cli ") + command.name;
+    for (const QString& argument : command.arguments)
         usage += QStringLiteral(" ") + argument;
     return usage;
 }
@@ -42,8 +42,8 @@ QString helpOf(const Command& command, const QCommandLineParser& parser) {
     // The parser's own usage line names neither the command nor its arguments.
     const QString options = parser.helpText();
     return QStringLiteral("Usage: %1 [options]\n\n%2\n\n%3\nExamples:\n%4")
-        .arg(usageOf(command), command.description(),
-             options.mid(options.indexOf(QStringLiteral("Options:"))), command.examples());
+        .arg(usageOf(command), command.description,
+             options.mid(options.indexOf(QStringLiteral("Options:"))), command.examples);
 }
 
 void show(const QString& text) {
@@ -72,25 +72,21 @@ ExitCode runCommand(const Command& command, const QStringList& arguments) {
         return ExitCode::Done;
     }
     if (!understood)
-        throw wrongUsage(parser.errorText(), command.name());
+        throw wrongUsage(parser.errorText(), command.name);
     const QStringList given = parser.positionalArguments();
-    const QStringList expected = command.arguments();
+    const QStringList& expected = command.arguments;
     if (given.size() < expected.size())
-        throw wrongUsage(QStringLiteral("%1 needs %2").arg(command.name(), expected[given.size()]),
-                         command.name());
+        throw wrongUsage(QStringLiteral("%1 needs %2").arg(command.name, expected[given.size()]),
+                         command.name);
     if (given.size() > expected.size())
         throw wrongUsage(QStringLiteral("\"%1\" is too much").arg(given[expected.size()]),
-                         command.name());
+                         command.name);
     return command.run(parser);
 }
 
 } // namespace
 
-Program::Program() {
-    commands_.push_back(std::make_unique<DrivesCommand>());
-    commands_.push_back(std::make_unique<ScanCommand>());
-    commands_.push_back(std::make_unique<RecoverCommand>());
-}
+Program::Program() : commands_{drivesCommand(), scanCommand(), recoverCommand()} {}
 
 ExitCode Program::run(const QStringList& arguments) const {
     try {
@@ -130,9 +126,9 @@ ExitCode Program::dispatch(const QStringList& arguments) const {
 }
 
 const Command* Program::find(const QString& name) const {
-    for (const auto& command : commands_) {
-        if (command->name() == name)
-            return command.get();
+    for (const Command& command : commands_) {
+        if (command.name == name)
+            return &command;
     }
     return nullptr;
 }
@@ -144,10 +140,10 @@ QString Program::help() const {
         "Finds deleted files on NTFS, exFAT and FAT drives and copies them out. Never writes to\n"
         "the drive that is read.\n\nCommands:\n");
     QString examples;
-    for (const auto& command : commands_) {
-        text += QStringLiteral("  ") + command->name().leftJustified(kNameColumns) +
-                command->summary() + QStringLiteral("\n");
-        examples += command->examples();
+    for (const Command& command : commands_) {
+        text += QStringLiteral("  ") + command.name.leftJustified(kNameColumns) + command.summary +
+                QStringLiteral("\n");
+        examples += command.examples;
     }
     return text +
            QStringLiteral("\n\"orvane-cli COMMAND --help\" tells more of each. "

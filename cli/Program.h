@@ -4,7 +4,6 @@
 
 #include <QStringList>
 
-#include <memory>
 #include <vector>
 
 /// The program as its user knows it: picks a command by the first argument and runs it.
@@ -20,5 +19,5 @@ private:
     [[nodiscard]] const Command* find(const QString& name) const;
     [[nodiscard]] QString help() const;
 
-    std::vector<std::unique_ptr<Command>> commands_;
+    std::vector<Command> commands_;
 };

@@ -1,4 +1,4 @@
-#include "cli/DrivesCommand.h"
+#include "cli/drivesCommand.h"
 
 #include "cli/JsonLine.h"
 #include "cli/Output.h"
@@ -54,35 +54,11 @@ void printTable(const std::vector<Drive>& drives, Output& output) {
     }
 }
 
-} // namespace
-
-QString DrivesCommand::name() const {
-    return QStringLiteral("drives");
-}
-
-QString DrivesCommand::summary() const {
-    return QStringLiteral("List the drives that hold NTFS, FAT or exFAT.");
-}
-
-QString DrivesCommand::description() const {
-    return QStringLiteral("Lists the drives that hold NTFS, FAT or exFAT, with the letters that "
-                          "the other\ncommands take.");
-}
-
-QString DrivesCommand::examples() const {
-    return QStringLiteral("  orvane-cli drives\n"
-                          "  orvane-cli drives --json\n");
-}
-
-QStringList DrivesCommand::arguments() const {
-    return {};
-}
-
-void DrivesCommand::addOptions(QCommandLineParser& parser) const {
+void addOptions(QCommandLineParser& parser) {
     parser.addOption({kJson, QStringLiteral("Print one JSON object per drive and line.")});
 }
 
-ExitCode DrivesCommand::run(const QCommandLineParser& parser) const {
+ExitCode run(const QCommandLineParser& parser) {
     const std::vector<Drive> drives = platform::listDrives();
     Output output;
     if (parser.isSet(kJson))
@@ -96,4 +72,21 @@ ExitCode DrivesCommand::run(const QCommandLineParser& parser) const {
                                    "command with \"sudo\", or on Windows in a terminal that was "
                                    "opened \"as administrator\"."));
     return ExitCode::Done;
+}
+
+} // namespace
+
+Command drivesCommand() {
+    return {
+        .name = QStringLiteral("drives"),
+        .summary = QStringLiteral("List the drives that hold NTFS, FAT or exFAT."),
+        .description =
+            QStringLiteral("Lists the drives that hold NTFS, FAT or exFAT, with the letters that "
+                           "the other\ncommands take."),
+        .examples = QStringLiteral("  orvane-cli drives\n"
+                                   "  orvane-cli drives --json\n"),
+        .arguments = {},
+        .addOptions = addOptions,
+        .run = run,
+    };
 }

@@ -1,4 +1,4 @@
-#include "cli/RecoverCommand.h"
+#include "cli/recoverCommand.h"
 
 #include "cli/CommandError.h"
 #include "cli/Filters.h"
@@ -40,39 +40,7 @@ Picks picksIn(const QCommandLineParser& parser) {
     return picks;
 }
 
-} // namespace
-
-QString RecoverCommand::name() const {
-    return QStringLiteral("recover");
-}
-
-QString RecoverCommand::summary() const {
-    return QStringLiteral("Copy deleted files out to a directory on another drive.");
-}
-
-QString RecoverCommand::description() const {
-    return QStringLiteral(
-        "Finds the deleted files on SOURCE, a drive letter (\"D\" or \"D:\"), a device or a disk\n"
-        "image, and writes them with their folders to DIR, which must be on another drive.\n"
-        "Nothing is ever written to SOURCE. Everything found is recovered unless --id or --path\n"
-        "pick files and folders; these are then written directly below DIR. The filters leave\n"
-        "out files that do not pass. Existing files are kept: a file whose name is taken becomes\n"
-        "\"name (2).ext\". What could be read of a damaged file is written, too, and reported.");
-}
-
-QString RecoverCommand::examples() const {
-    return QStringLiteral(
-        "  orvane-cli recover D --to C:/recovered\n"
-        "  sudo orvane-cli recover /dev/sdb1 --to ~/recovered --types pictures --keep-times\n"
-        "  orvane-cli recover stick.img --to out --path \"Photos/beach.jpg\" --path Letters\n"
-        "  orvane-cli recover disk.img --partition 2 --to out --name \"*.doc*\" --max-size 10M\n");
-}
-
-QStringList RecoverCommand::arguments() const {
-    return {QStringLiteral("SOURCE")};
-}
-
-void RecoverCommand::addOptions(QCommandLineParser& parser) const {
+void addOptions(QCommandLineParser& parser) {
     parser.addOptions({
         {kTo, QStringLiteral("Where to write; created if need be. Has to be given."),
          QStringLiteral("DIR")},
@@ -91,7 +59,7 @@ void RecoverCommand::addOptions(QCommandLineParser& parser) const {
     Filters::addOptions(parser);
 }
 
-ExitCode RecoverCommand::run(const QCommandLineParser& parser) const {
+ExitCode run(const QCommandLineParser& parser) {
     if (!parser.isSet(kTo))
         throw CommandError{ExitCode::WrongUsage, QStringLiteral("recover needs --to DIR")};
     const Filters filters(parser);
@@ -115,4 +83,33 @@ ExitCode RecoverCommand::run(const QCommandLineParser& parser) const {
     Output output;
     recovery.report(output);
     return recovery.exitCode();
+}
+
+} // namespace
+
+Command recoverCommand() {
+    return {
+        .name = QStringLiteral("recover"),
+        .summary = QStringLiteral("Copy deleted files out to a directory on another drive."),
+        .description = QStringLiteral(
+            "Finds the deleted files on SOURCE, a drive letter (\"D\" or \"D:\"), a device or a "
+            "disk\n"
+            "image, and writes them with their folders to DIR, which must be on another drive.\n"
+            "Nothing is ever written to SOURCE. Everything found is recovered unless --id or "
+            "--path\n"
+            "pick files and folders; these are then written directly below DIR. The filters leave\n"
+            "out files that do not pass. Existing files are kept: a file whose name is taken "
+            "becomes\n"
+            "\"name (2).ext\". What could be read of a damaged file is written, too, and "
+            "reported."),
+        .examples = QStringLiteral(
+            "  orvane-cli recover D --to C:/recovered\n"
+            "  sudo orvane-cli recover /dev/sdb1 --to ~/recovered --types pictures --keep-times\n"
+            "  orvane-cli recover stick.img --to out --path \"Photos/beach.jpg\" --path Letters\n"
+            "  orvane-cli recover disk.img --partition 2 --to out --name \"*.doc*\" --max-size "
+            "10M\n"),
+        .arguments = {QStringLiteral("SOURCE")},
+        .addOptions = addOptions,
+        .run = run,
+    };
 }

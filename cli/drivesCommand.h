@@ -1,0 +1,6 @@
+#pragma once
+
+#include "cli/Command.h"
+
+/// Lists the drives that a SOURCE can name.
+[[nodiscard]] Command drivesCommand();

@@ -1,0 +1,6 @@
+#pragma once
+
+#include "cli/Command.h"
+
+/// Scans a source and writes what is found to a directory.
+[[nodiscard]] Command recoverCommand();
