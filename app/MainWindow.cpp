@@ -10,6 +10,7 @@
 #include "pages/WelcomeFrame.h"
 #include "pages/firstFocus.h"
 #include "pages/homePage.h"
+#include "pages/mirrorSheets.h"
 #include "platform/desktop/OpenUrl.h"
 
 #include "ui_MainWindow.h"
@@ -74,6 +75,8 @@ MainWindow::MainWindow(QWidget* parent)
     connect(ui->btnAbout, &QPushButton::clicked, this, &MainWindow::showAbout);
 
     initPages();
+    if (layoutDirection() == Qt::RightToLeft)
+        mirrorSheets(*this);
 }
 
 MainWindow::~MainWindow() = default;

@@ -14,4 +14,8 @@ public:
 
     bool helpEvent(QHelpEvent* event, QAbstractItemView* view, const QStyleOptionViewItem& option,
                    const QModelIndex& index) override;
+
+protected:
+    /// Names, sizes and dates that read from left to right do so in a view that does not, too.
+    void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override;
 };

@@ -5,9 +5,13 @@
 #include "ui_SourceFrame.h"
 
 #include <QIcon>
+#include <QLabel>
+#include <QLocale>
 #include <QMessageBox>
+#include <QScrollBar>
 #include <QShortcut>
 #include <QTimer>
+#include <QVBoxLayout>
 #include <QVariant>
 
 #include <algorithm>
@@ -21,6 +25,14 @@ constexpr int kRowHeight = 24;
 /// What an item holds besides its text and icon.
 constexpr int kLetterRole = Qt::UserRole;
 constexpr int kRemovableRole = Qt::UserRole + 1;
+constexpr int kDetailsRole = Qt::AccessibleDescriptionRole;
+
+/// The list's own sheet reaches its scroll bar and leaves nothing of it to be seen.
+constexpr const char* kScrollBarSheet = R"(
+QScrollBar { margin: 0; width: 12px; background: #f0f0f0; }
+QScrollBar::handle { margin: 2px; min-height: 20px; border-radius: 4px; background: #a0a0a0; }
+QScrollBar::handle:hover { background: #707070; }
+QScrollBar::add-line, QScrollBar::sub-line { height: 0; })";
 
 QListWidgetItem* newItem(const DriveInfo& drive) {
     const QString icon = drive.removable != 0 ? QStringLiteral(":/icons/24/flashdisk")
@@ -29,7 +41,22 @@ QListWidgetItem* newItem(const DriveInfo& drive) {
     item->setSizeHint(QSize(0, kRowHeight));
     item->setData(kLetterRole, int(drive.letter));
     item->setData(kRemovableRole, drive.removable);
+    item->setData(kDetailsRole, drive.details);
+    item->setToolTip(QStringLiteral("<qt>%1<br>%2</qt>")
+                         .arg(drive.label.toHtmlEscaped(), drive.details.toHtmlEscaped()));
     return item;
+}
+
+QString detailsOf(const platform::Drive& drive) {
+    QStringList details;
+    if (!drive.fileSystem.empty())
+        details += QString::fromStdString(drive.fileSystem);
+    if (drive.sizeBytes != 0)
+        details += QLocale::c().formattedDataSize(static_cast<qint64>(drive.sizeBytes), 1,
+                                                  QLocale::DataSizeTraditionalFormat);
+    if (!drive.device.empty())
+        details += displayName(toQString(drive.device));
+    return details.join(QStringLiteral(", "));
 }
 
 } // namespace
@@ -37,6 +64,8 @@ QListWidgetItem* newItem(const DriveInfo& drive) {
 SourceFrame::SourceFrame(QWidget* parent, DriveSource drives)
     : QWidget(parent), ui(std::make_unique<Ui::SourceFrame>()), drives_(std::move(drives)) {
     ui->setupUi(this);
+    ui->lstSource->verticalScrollBar()->setStyleSheet(QString::fromLatin1(kScrollBarSheet));
+    addNoDrivesLabel();
     showSources();
 
     auto* refresh = new QTimer(this);
@@ -56,6 +85,19 @@ SourceFrame::SourceFrame(QWidget* parent, DriveSource drives)
 
 SourceFrame::~SourceFrame() = default;
 
+void SourceFrame::addNoDrivesLabel() {
+    noDrives_ = new QLabel(tr("No drive was found that can be searched.\n\n"
+                              "Connect the drive, or put in the memory card, that your files were "
+                              "on: it is listed here as soon as it is ready. Its file system has "
+                              "to be NTFS, exFAT or FAT."));
+    noDrives_->setStyleSheet(QStringLiteral("font: 13px 'Open Sans';"));
+    noDrives_->setWordWrap(true);
+    noDrives_->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+    noDrives_->setAttribute(Qt::WA_TransparentForMouseEvents);
+    auto* layout = new QVBoxLayout(ui->lstSource->viewport());
+    layout->addWidget(noDrives_);
+}
+
 /// The arrow keys' drive is framed before it is selected, and Enter means the one framed.
 void SourceFrame::onEnterPressed() {
     if (selectedLetter() == 0 && ui->lstSource->currentItem() != nullptr)
@@ -73,6 +115,7 @@ void SourceFrame::listDrives(QList<DriveInfo>& out) const {
                 .arg(displayName(toQString(drive.volumeName)), QString(QLatin1Char(drive.letter)));
         info.letter = drive.letter;
         info.removable = drive.kind == platform::DriveKind::Removable ? 1 : 0;
+        info.details = detailsOf(drive);
         out.append(info);
     }
 }
@@ -84,6 +127,8 @@ void SourceFrame::showSources() {
     // list stays where it was scrolled to.
     if (!shows(drives))
         fill(drives);
+    noDrives_->setVisible(drives.isEmpty());
+    ui->lstSource->setAccessibleDescription(drives.isEmpty() ? noDrives_->text() : QString());
 }
 
 bool SourceFrame::shows(const QList<DriveInfo>& drives) const {
@@ -94,7 +139,8 @@ bool SourceFrame::shows(const QList<DriveInfo>& drives) const {
         const QListWidgetItem& item = *list.item(row);
         const DriveInfo& drive = drives[row];
         if (item.text() != drive.label || item.data(kLetterRole).toInt() != drive.letter ||
-            item.data(kRemovableRole).toInt() != drive.removable)
+            item.data(kRemovableRole).toInt() != drive.removable ||
+            item.data(kDetailsRole).toString() != drive.details)
             return false;
     }
     return true;

@@ -10,6 +10,8 @@
 #include <memory>
 #include <vector>
 
+class QLabel;
+
 namespace Ui {
 class SourceFrame;
 }
@@ -47,10 +49,12 @@ signals:
     void sourceSelected();
 
 private:
+    void addNoDrivesLabel();
     void onEnterPressed();
     [[nodiscard]] bool shows(const QList<DriveInfo>& drives) const;
     void fill(const QList<DriveInfo>& drives);
 
     std::unique_ptr<Ui::SourceFrame> ui;
+    QLabel* noDrives_ = nullptr; ///< In the list while it is empty.
     DriveSource drives_;
 };

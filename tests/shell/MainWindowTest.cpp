@@ -10,6 +10,7 @@
 #include "tests/support/TempDir.h"
 #include "tests/support/TestMedia.h"
 
+#include <QAccessible>
 #include <QCheckBox>
 #include <QCryptographicHash>
 #include <QDirIterator>
@@ -385,6 +386,32 @@ TEST_F(MainWindowTest, LooksTheSameOnScaledScreens) {
     }
     EXPECT_EQ(QPixmap(QStringLiteral(":/images/logo@2x")).size(), QSize(290, 200));
     EXPECT_EQ(window->windowIcon().actualSize(QSize(32, 32)), QSize(32, 32));
+}
+
+TEST_F(MainWindowTest, PagesAreMirroredWhereReadingStartsAtTheRight) {
+    QApplication::setLayoutDirection(Qt::RightToLeft);
+    window = std::make_unique<MainWindow>();
+    child<QStackedWidget>("frameContainer")->setCurrentIndex(Formats);
+    window->show();
+    const auto blankAtTheRight = [this](const char* name) {
+        const QImage picture = child<QWidget>(name)->grab().toImage();
+        int blank = 0;
+        while (picture.pixelColor(picture.width() - 1 - blank, picture.height() / 2) == Qt::white)
+            ++blank;
+        return blank;
+    };
+    EXPECT_GT(blankAtTheRight("cbPictures"), blankAtTheRight("rbSome") + 15);
+    QApplication::setLayoutDirection(Qt::LeftToRight);
+}
+
+TEST_F(MainWindowTest, WhatTabStopsAtHasANameForScreenReaders) {
+    for (QWidget* widget : window->findChildren<QWidget*>()) {
+        if ((widget->focusPolicy() & Qt::TabFocus) == 0 || widget->window() != window.get())
+            continue;
+        QAccessibleInterface* spoken = QAccessible::queryAccessibleInterface(widget);
+        EXPECT_FALSE(spoken->text(QAccessible::Name).isEmpty())
+            << widget->metaObject()->className();
+    }
 }
 
 TEST_F(MainWindowTest, StaysDarkOnLightOnADarkDesktop) {

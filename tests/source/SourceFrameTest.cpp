@@ -8,7 +8,9 @@
 #include <QListWidget>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QSignalSpy>
+#include <QStyleOptionSlider>
 #include <QTest>
 #include <QTimer>
 
@@ -93,9 +95,38 @@ TEST_F(SourceFrameTest, TheChoiceGoesWithItsDriveOrItsLabel) {
     drives.erase(drives.begin() + 1);
     page.showSources();
     EXPECT_EQ(page.selectedLetter(), 0);
+    const auto* why = list.findChild<QLabel*>();
+    EXPECT_FALSE(why->isVisible());
     drives.clear();
     page.showSources();
     EXPECT_EQ(list.count(), 0);
+    EXPECT_TRUE(why->isVisible());
+    EXPECT_TRUE(list.viewport()->rect().contains(why->geometry()));
+    EXPECT_EQ(list.accessibleDescription(), why->text());
+}
+
+TEST_F(SourceFrameTest, ALongListOfLongLabelsCanBeRead) {
+    for (char letter = 'G'; letter <= 'Z'; ++letter)
+        drives.push_back(drive(letter, std::wstring(200, L'x')));
+    page.showSources();
+    page.show();
+    QScrollBar& bar = *list.verticalScrollBar();
+    ASSERT_TRUE(bar.isVisible());
+    QStyleOptionSlider option;
+    option.initFrom(&bar);
+    option.orientation = Qt::Vertical;
+    option.maximum = bar.maximum();
+    option.pageStep = bar.pageStep();
+    const QRect slider = bar.style()->subControlRect(QStyle::CC_ScrollBar, &option,
+                                                     QStyle::SC_ScrollBarSlider, &bar);
+    const QImage picture = bar.grab().toImage();
+    const QColor ground = picture.pixelColor(bar.rect().bottomRight() - QPoint(bar.width() / 2, 3));
+    EXPECT_GT(ground.lightness() - picture.pixelColor(slider.center()).lightness(), 40);
+
+    // The letter is what stays of a label that is too long.
+    EXPECT_EQ(list.textElideMode(), Qt::ElideMiddle);
+    EXPECT_LE(list.visualItemRect(list.item(5)).width(), list.viewport()->width());
+    EXPECT_TRUE(list.item(5)->toolTip().contains(list.item(5)->text()));
 }
 
 TEST_F(SourceFrameTest, TheListIsReadAgainByItself) {
