@@ -1,4 +1,4 @@
-#include "audio/decoder/SoundDecoder.h"
+#include "decoder/sound/SoundDecoder.h"
 
 extern "C" {
 #include <libavutil/log.h>
@@ -25,7 +25,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < kPlaceBytes)
         return 0;
     av_log_set_level(AV_LOG_QUIET);
-    const auto decoder = audio::SoundDecoder::open({data + kPlaceBytes, size - kPlaceBytes});
+    const auto decoder = sound::SoundDecoder::open({data + kPlaceBytes, size - kPlaceBytes});
     if (!decoder)
         return 0;
     const std::uint64_t length = decoder->length();

@@ -1,10 +1,10 @@
 #include "pages/PreviewPane.h"
 
+#include "decoder/Client.h"
+#include "decoder/picture/decodeApart.h"
 #include "model/documentText.h"
 #include "pages/BusyCursor.h"
 #include "pages/resultText.h"
-#include "platform/ChildProcess.h"
-#include "workers/picture/decodeApart.h"
 
 #include "ui_PreviewPane.h"
 
@@ -29,7 +29,7 @@ QPixmap pixmapOf(const picture::Thumbnail& thumbnail) {
 
 PreviewPane::PreviewPane(QWidget* parent)
     : QStackedWidget(parent), ui(std::make_unique<Ui::PreviewPane>()),
-      decoderProgram_(platform::decoderProgram()),
+      decoderProgram_(decoder::program()),
       file_(std::make_shared<const std::vector<kova::uint8>>()) {
     ui->setupUi(this);
 }

@@ -18,8 +18,4 @@ std::size_t ChildProcess::read(std::span<std::uint8_t> bytes, Deadline deadline)
     return count;
 }
 
-std::wstring decoderProgram() {
-    return programBesideThis(L"orvane-decoder");
-}
-
 } // namespace platform

@@ -66,7 +66,4 @@ private:
 /// empty when that cannot be learned.
 [[nodiscard]] std::wstring programBesideThis(std::wstring_view name);
 
-/// The program that decodes hostile files: `orvane-decoder picture` and `orvane-decoder sound`.
-[[nodiscard]] std::wstring decoderProgram();
-
 } // namespace platform

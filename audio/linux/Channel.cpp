@@ -32,7 +32,7 @@ constexpr std::chrono::milliseconds kDevicePause{100};
 class Channel::Device {
 public:
     explicit Device(Channel& channel) {
-        const protocol::Format& format = channel.decoder_->format();
+        const decoder::SoundFormat& format = channel.decoder_->format();
         SDL_AudioSpec wanted{};
         wanted.freq = static_cast<int>(format.rate);
         wanted.format = AUDIO_S16SYS;
@@ -65,13 +65,13 @@ private:
 };
 
 std::unique_ptr<Channel> Channel::open(std::span<const std::uint8_t> file) {
-    auto decoder = std::make_unique<DecoderProcess>();
+    auto decoder = std::make_unique<sound::RemoteSound>();
     if (!decoder->open(file))
         return nullptr;
     return std::unique_ptr<Channel>(new Channel(std::move(decoder)));
 }
 
-Channel::Channel(std::unique_ptr<DecoderProcess> decoder)
+Channel::Channel(std::unique_ptr<sound::RemoteSound> decoder)
     : decoder_(std::move(decoder)), piece_(kPieceBytes) {
     const std::size_t second =
         std::size_t{decoder_->format().rate} * std::size_t{decoder_->frameBytes()};

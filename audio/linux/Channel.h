@@ -1,6 +1,6 @@
 #pragma once
 
-#include "audio/linux/DecoderProcess.h"
+#include "decoder/sound/RemoteSound.h"
 
 #include <atomic>
 #include <condition_variable>
@@ -47,7 +47,7 @@ public:
     [[nodiscard]] std::uint64_t length() const { return decoder_->format().length; }
 
 private:
-    explicit Channel(std::unique_ptr<DecoderProcess> decoder);
+    explicit Channel(std::unique_ptr<sound::RemoteSound> decoder);
 
     class Device;
 
@@ -63,7 +63,7 @@ private:
 
     [[nodiscard]] bool hasRoom() const;
 
-    const std::unique_ptr<DecoderProcess> decoder_;
+    const std::unique_ptr<sound::RemoteSound> decoder_;
     /// Of the thread only.
     std::unique_ptr<Device> device_;
     std::vector<std::uint8_t> piece_;

@@ -1,4 +1,4 @@
-#include "workers/picture/PictureDecoder.h"
+#include "decoder/picture/PictureDecoder.h"
 
 #include <gtest/gtest.h>
 

@@ -273,7 +273,7 @@ TEST_F(PreviewTest, OutlivesADecoderThatIsKilledOrHangs) {
          {std::pair{"kill -9 $$", "It seems the image is corrupted"},
           std::pair{"exec sleep 1000", "Image preview is unavailable"},
           std::pair{"exec cat", "It seems the image is corrupted"}}) {
-        std::ofstream(program) << "#!/bin/sh\nprintf R\n" << script;
+        std::ofstream(program) << "#!/bin/sh\nprintf 'RO\\0\\0\\0\\0\\0\\0'\n" << script;
         std::filesystem::permissions(program, std::filesystem::perms::owner_all);
         page->setDecoderProgram(format::wideFromUtf8(program));
         clickName("a.jpg");

@@ -1,4 +1,4 @@
-#include "audio/decoder/SoundTrack.h"
+#include "decoder/sound/SoundTrack.h"
 
 #include "format/LittleEndian.h"
 
@@ -9,7 +9,7 @@ extern "C" {
 #include <algorithm>
 #include <cstring>
 
-namespace audio {
+namespace sound {
 
 namespace {
 
@@ -94,10 +94,10 @@ int refuseOtherFiles(AVFormatContext* /*context*/, AVIOContext** /*file*/, const
     return AVERROR(EACCES);
 }
 
-AvHandle<AVFormatContext> openContainer(const MemoryInput& input) {
+av::AvHandle<AVFormatContext> openContainer(const MemoryInput& input) {
     AVFormatContext* context = avformat_alloc_context();
     if (context == nullptr || input.context() == nullptr)
-        return AvHandle<AVFormatContext>(context);
+        return av::AvHandle<AVFormatContext>(context);
     context->pb = input.context();
     context->flags |= AVFMT_FLAG_CUSTOM_IO;
     context->io_open = &refuseOtherFiles;
@@ -106,7 +106,7 @@ AvHandle<AVFormatContext> openContainer(const MemoryInput& input) {
     // Frees the context when it fails.
     if (avformat_open_input(&context, "", nullptr, nullptr) < 0)
         return nullptr;
-    AvHandle<AVFormatContext> opened(context);
+    av::AvHandle<AVFormatContext> opened(context);
     // Titles' pictures and films are left alone.
     for (unsigned i = 0; i < opened->nb_streams; ++i)
         if (opened->streams[i]->codecpar->codec_type != AVMEDIA_TYPE_AUDIO)
@@ -140,7 +140,7 @@ bool countsFrames(const AVCodecParameters& parameters, AVRational timeBase) {
 
 std::optional<SoundTrack> SoundTrack::load(std::span<const std::uint8_t> file) {
     const MemoryInput input(file);
-    const AvHandle<AVFormatContext> container = openContainer(input);
+    const av::AvHandle<AVFormatContext> container = openContainer(input);
     if (!container)
         return std::nullopt;
     const int best = av_find_best_stream(container.get(), AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
@@ -158,7 +158,7 @@ std::optional<SoundTrack> SoundTrack::load(std::span<const std::uint8_t> file) {
     track.tellsFrames_ = countsFrames(parameters, stream.time_base);
     track.durationsAreCut_ = std::strcmp(container->iformat->name, "ogg") == 0;
 
-    const AvHandle<AVPacket> packet(av_packet_alloc());
+    const av::AvHandle<AVPacket> packet(av_packet_alloc());
     if (!packet)
         return std::nullopt;
     track.payload_.reserve(std::min(file.size(), kMaxPayload));
@@ -250,4 +250,4 @@ std::size_t SoundTrack::packetAt(std::uint64_t frame) const {
     return static_cast<std::size_t>(behind - packets_.begin()) - 1;
 }
 
-} // namespace audio
+} // namespace sound

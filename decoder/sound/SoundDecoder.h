@@ -1,7 +1,7 @@
 #pragma once
 
-#include "audio/decoder/AvHandle.h"
-#include "audio/decoder/SoundTrack.h"
+#include "decoder/av/AvHandle.h"
+#include "decoder/sound/SoundTrack.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -9,7 +9,7 @@
 #include <span>
 #include <vector>
 
-namespace audio {
+namespace sound {
 
 /// Decodes a sound file to 16-bit samples, the channels of a sample frame side by side, at the
 /// file's own rate. More than two channels are mixed to two.
@@ -58,14 +58,14 @@ private:
     void append(const AVFrame& frame);
 
     SoundTrack track_;
-    AvHandle<AVCodecContext> context_;
-    AvHandle<AVFrame> frame_{av_frame_alloc()};
-    AvHandle<AVPacket> packet_{av_packet_alloc()};
+    av::AvHandle<AVCodecContext> context_;
+    av::AvHandle<AVFrame> frame_{av_frame_alloc()};
+    av::AvHandle<AVPacket> packet_{av_packet_alloc()};
     std::uint32_t channels_;
 
     /// Converts frames like `convertsFrom_`; made when the first comes or they change.
-    AvHandle<SwrContext> converter_;
-    AvHandle<AVFrame> convertsFrom_{av_frame_alloc()};
+    av::AvHandle<SwrContext> converter_;
+    av::AvHandle<AVFrame> convertsFrom_{av_frame_alloc()};
 
     /// What the packet `current_` decoded to, exactly its place in the sound long.
     std::vector<std::int16_t> decoded_;
@@ -74,4 +74,4 @@ private:
     static constexpr std::size_t kNone = ~std::size_t{0};
 };
 
-} // namespace audio
+} // namespace sound

@@ -1,26 +1,25 @@
 #pragma once
 
-#include "audio/SoundProtocol.h"
-#include "platform/ChildProcess.h"
+#include "decoder/Client.h"
+#include "decoder/sound/SoundMessage.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <span>
 
-namespace audio {
+namespace sound {
 
-/// A sound that another process decodes. What is in the file can end or stall that process, and
-/// make it say anything, but not harm this one. One thread at a time, except for `kill`.
-class DecoderProcess {
+/// A sound that another process decodes. One thread at a time, except for `kill`.
+class RemoteSound {
 public:
     /// Gives `file` to a new process. False when it cannot be decoded, after at most 3 seconds.
     bool open(std::span<const std::uint8_t> file);
 
-    /// Of the open sound. Within the limits of the protocol, and at least a frame long.
-    [[nodiscard]] const protocol::Format& format() const { return format_; }
+    /// Of the open sound. Within the limits of the messages, and at least a frame long.
+    [[nodiscard]] const decoder::SoundFormat& format() const { return format_; }
 
     [[nodiscard]] std::uint32_t frameBytes() const {
-        return format_.channels * protocol::kSampleBytes;
+        return format_.channels * decoder::kSampleBytes;
     }
 
     /// Fills `samples`, at most `kMostPieceBytes`, from byte `position` of the sound on. Returns
@@ -32,8 +31,8 @@ public:
     void kill() { process_.kill(); }
 
 private:
-    platform::ChildProcess process_;
-    protocol::Format format_{};
+    decoder::Client process_;
+    decoder::SoundFormat format_{};
 };
 
-} // namespace audio
+} // namespace sound

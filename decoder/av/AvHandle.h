@@ -9,7 +9,7 @@ extern "C" {
 
 #include <memory>
 
-namespace audio {
+namespace av {
 
 /// Releases what FFmpeg's libraries hand out.
 struct AvDeleter {
@@ -29,4 +29,4 @@ struct AvDeleter {
 template <class T>
 using AvHandle = std::unique_ptr<T, AvDeleter>;
 
-} // namespace audio
+} // namespace av

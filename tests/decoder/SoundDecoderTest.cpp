@@ -1,4 +1,4 @@
-#include "audio/decoder/SoundDecoder.h"
+#include "decoder/sound/SoundDecoder.h"
 #include "tests/audio/Sounds.h"
 
 #include <gtest/gtest.h>
@@ -13,12 +13,12 @@ extern "C" {
 #include <numbers>
 #include <random>
 
-namespace audio {
+namespace sound {
 
 namespace {
 
-using test::ByteVector;
-using test::fixture;
+using audio::test::ByteVector;
+using audio::test::fixture;
 
 ByteVector readFrom(SoundDecoder& decoder, std::uint64_t position, std::size_t most) {
     ByteVector samples(most);
@@ -124,7 +124,7 @@ TEST_F(SoundDecoderTest, AnyByteCanBeReached) {
 TEST_F(SoundDecoderTest, WavIsGivenAsItIs) {
     constexpr std::size_t kFrames = 50001;
     for (const std::uint32_t said : {std::uint32_t{kFrames * 4}, 0xFFFFFFFFU}) {
-        const ByteVector file = test::wav(44100, kFrames, said);
+        const ByteVector file = audio::test::wav(44100, kFrames, said);
         const auto decoder = SoundDecoder::open(file);
         ASSERT_TRUE(decoder);
         EXPECT_EQ(decoder->length(), kFrames * 4);
@@ -160,4 +160,4 @@ TEST_F(SoundDecoderTest, WhatIsNoSoundIsNotOpened) {
         EXPECT_FALSE(SoundDecoder::open(ByteVector(text.begin(), text.end()))) << text;
 }
 
-} // namespace audio
+} // namespace sound

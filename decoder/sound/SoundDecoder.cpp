@@ -1,4 +1,4 @@
-#include "audio/decoder/SoundDecoder.h"
+#include "decoder/sound/SoundDecoder.h"
 
 #include "format/LittleEndian.h"
 
@@ -13,7 +13,7 @@ extern "C" {
 #include <cstring>
 #include <utility>
 
-namespace audio {
+namespace sound {
 
 namespace {
 
@@ -211,4 +211,4 @@ void SoundDecoder::append(const AVFrame& frame) {
     decoded_.resize(before + static_cast<std::size_t>(std::max(got, 0)) * channels_);
 }
 
-} // namespace audio
+} // namespace sound

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "workers/picture/Thumbnail.h"
+#include "decoder/picture/Thumbnail.h"
 
 #include <cstdint>
 #include <span>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "audio/decoder/AvHandle.h"
+#include "decoder/av/AvHandle.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -8,7 +8,7 @@
 #include <span>
 #include <vector>
 
-namespace audio {
+namespace sound {
 
 /// The coded sound of a file, taken out of its container: every packet in order, and which
 /// sample frames of the whole it stands for. That makes any place of the sound exact to reach,
@@ -68,11 +68,11 @@ private:
 
     void add(const AVPacket& packet, AVRational timeBase);
 
-    AvHandle<AVCodecParameters> parameters_;
+    av::AvHandle<AVCodecParameters> parameters_;
     std::vector<std::uint8_t> payload_;
     std::vector<Packet> packets_;
     bool tellsFrames_ = true;
     bool durationsAreCut_ = false;
 };
 
-} // namespace audio
+} // namespace sound
