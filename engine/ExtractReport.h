@@ -18,6 +18,7 @@ struct ExtractReport {
         ExtentMissing, ///< Part of what describes its content is gone: zeros stand in its place.
         PlaceUnknown,  ///< Its first cluster is not known.
         Overwritten,   ///< Other files hold all of its clusters now.
+        NotAllItsOwn,  ///< By its content, some of it is of other files, deleted by now like it.
     };
 
     Reason reason = Reason::None;

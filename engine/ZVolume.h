@@ -45,7 +45,8 @@ struct ScanOptions {
     /// FAT: times are what local clocks showed, and are told in UTC.
     bool localTimes = false;
     /// FAT: files are looked for where they really lay. The high half of a first cluster, which
-    /// Windows clears, is found again; clusters that other files held before are stepped over; no
+    /// Windows clears, is found again; clusters that other files held before are stepped over, and
+    /// so are those of other deleted files where content says so; no
     /// entry is lost to another, and each has an id of its own.
     bool findPlaces = false;
 

@@ -32,6 +32,8 @@ QString textOf(Reason reason) {
         return QStringLiteral("where it lay is not known");
     case Reason::Overwritten:
         return QStringLiteral("other files have been written over all of it");
+    case Reason::NotAllItsOwn:
+        return QStringLiteral("other files, deleted by now like it, lie in a part of its place");
     }
     return {};
 }

@@ -1,7 +1,9 @@
 #pragma once
 
+#include "engine/PieceFinder.h"
 #include "engine/exfat/ExFatLayout.h"
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -31,6 +33,19 @@ public:
         for (uint64 i = 0; i < count; ++i)
             used += isUsed(static_cast<uint32>(first + i)) ? 1U : 0U;
         return used;
+    }
+
+    /// Free clusters in a row, the first of them at `cluster` or behind it, none beyond `last`;
+    /// no more than 65,536 at once. Count 0: there are none.
+    [[nodiscard]] ClusterRun freeRunAt(uint64 cluster, uint32 last) const {
+        constexpr uint64 kMost = 65536;
+        while (cluster <= last && isUsed(static_cast<uint32>(cluster)))
+            ++cluster;
+        ClusterRun run{static_cast<uint32>(std::min<uint64>(cluster, last)), 0};
+        while (run.count < kMost && cluster + run.count <= last &&
+               !isUsed(static_cast<uint32>(cluster + run.count)))
+            ++run.count;
+        return run;
     }
 
 private:

@@ -137,6 +137,8 @@ bool ExFatDirectoryWalk::nextPiece(Folder& folder, Piece& piece) {
     while (folder.clustersLeft > 0 && piece.bytes < kMostPiece &&
            mayRead(cluster, folder.isDeleted)) {
         read_[cluster] = true;
+        if (folder.isDeleted)
+            volume_.starts_.addFolder(static_cast<uint32>(cluster));
         --folder.clustersLeft;
         folder.lastCluster = static_cast<uint32>(cluster);
         piece.bytes += geometry_.clusterBytes;
@@ -201,6 +203,15 @@ void ExFatDirectoryWalk::takeFile(Folder& folder, ExFatFile file) {
     place.validLength = std::min(stream.validLength, stream.dataLength);
     place.creationTime = node.creationTime;
     node.id = volume_.places_.add(place);
+    if (!isFolder && volume_.places_.knownClusters(place) != 0) {
+        FormerStarts::Start start;
+        start.cluster = place.firstCluster;
+        start.clusters = static_cast<uint32>(geometry_.clustersFor(place.dataLength));
+        start.created = place.creationTime;
+        start.isInOnePiece = place.noFatChain;
+        start.isScattered = !place.noFatChain && start.clusters > 1;
+        volume_.starts_.add(node.name, start);
+    }
     if (stream.dataLength != 0 && geometry_.contains(stream.firstCluster)) {
         const uint64 end =
             stream.firstCluster + (place.noFatChain ? geometry_.clustersFor(stream.dataLength) : 1);

@@ -1,6 +1,7 @@
 #include "engine/exfat/ExFatExtents.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace kova {
 
@@ -48,6 +49,11 @@ ExFatExtents::ExFatExtents(const ExFatPlace& place, const ExFatGeometry& geometr
             append(static_cast<uint32>(next));
     }
     isGuess_ = isGuess_ || clusters_ < wanted;
+}
+
+ExFatExtents::ExFatExtents(std::vector<ClusterRun> runs) : runs_(std::move(runs)), isGuess_(true) {
+    for (const ClusterRun& run : runs_)
+        clusters_ += run.count;
 }
 
 void ExFatExtents::append(uint32 cluster) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/PieceFinder.h"
 #include "engine/exfat/ClusterRanges.h"
 #include "engine/exfat/ExFatBitmap.h"
 #include "engine/exfat/ExFatGeometry.h"
@@ -13,18 +14,16 @@ namespace kova {
 /// The clusters of a deleted file, as far as they can be told.
 class ExFatExtents {
 public:
-    struct Run {
-        uint32 first = 0;
-        uint64 count = 0;
-    };
-
     /// Finds where the content of `place` lay: in clusters that follow each other, where it says
     /// so; where the FAT still holds its chain, there; else it is taken to go on behind its last
     /// known cluster, past clusters that are in use or `claimed` by other deleted files.
     ExFatExtents(const ExFatPlace& place, const ExFatGeometry& geometry, ExFatTable& table,
                  const ExFatBitmap& bitmap, const ClusterRanges& claimed);
 
-    [[nodiscard]] const std::vector<Run>& runs() const { return runs_; }
+    /// Where content says that it lay.
+    explicit ExFatExtents(std::vector<ClusterRun> runs);
+
+    [[nodiscard]] const std::vector<ClusterRun>& runs() const { return runs_; }
 
     /// Clusters in all runs; fewer than the file takes where the heap ends before.
     [[nodiscard]] uint64 clusters() const { return clusters_; }
@@ -38,7 +37,7 @@ public:
 private:
     void append(uint32 cluster);
 
-    std::vector<Run> runs_;
+    std::vector<ClusterRun> runs_;
     uint64 clusters_ = 0;
     uint64 taken_ = 0;
     bool isGuess_ = false;

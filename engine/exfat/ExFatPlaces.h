@@ -45,6 +45,9 @@ public:
     /// follow each other, the first of another one.
     [[nodiscard]] const ClusterRanges& claimed();
 
+    /// Clusters that are known to be a place's own; 0 for an empty file.
+    [[nodiscard]] uint64 knownClusters(const ExFatPlace& place) const;
+
     /// Finds out what later files took of earlier ones, once all places are there.
     void settleAges();
 
@@ -52,7 +55,6 @@ private:
     static constexpr int64 kFirstOwnId = int64{1} << 32;
 
     void doubtTwins(std::vector<ExFatPlace*> places) const;
-    [[nodiscard]] uint64 knownClusters(const ExFatPlace& place) const;
 
     const ExFatGeometry& geometry_;
     std::vector<ExFatPlace> places_;

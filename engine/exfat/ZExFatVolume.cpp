@@ -1,8 +1,5 @@
 #include "engine/exfat/ZExFatVolume.h"
 
-#include "engine/ZMemoryStream.h"
-#include "engine/content/ContentKinds.h"
-#include "engine/content/MemorySource.h"
 #include "engine/exfat/ExFatDirectoryWalk.h"
 
 #include <algorithm>
@@ -22,9 +19,6 @@ constexpr uint32 kRequestBytes = 1024 * 1024;
 
 /// The allocation bitmap and the up-case table are among the first entries of the root.
 constexpr uint64 kTableSearchBytes = uint64{1} << 20;
-
-/// Larger files are not weighed by their content.
-constexpr uint64 kLargestWeighed = uint64{64} << 20;
 
 /// An up-case table has one UTF-16 unit for each of them at most.
 constexpr uint64 kLargestUpcase = uint64{128} << 10;
@@ -177,37 +171,38 @@ ExFatExtents ZExFatVolume::extentsOf(const ExFatPlace& place) {
     return {place, geometry_, table_, bitmap_, places_.claimed()};
 }
 
-/// Whether what lies there is a file of the kind that the name promises, from its beginning to
-/// about its end.
-Fit ZExFatVolume::contentFits(const ExFatExtents& extents, const ExFatPlace& place,
-                              const std::wstring& name) {
-    // Some programs leave a little behind what their format knows of.
-    constexpr uint64 kMostBehind = 4096;
-    const std::size_t dot = name.rfind(L'.');
-    if (dot == std::wstring::npos || place.dataLength > kLargestWeighed)
-        return Fit::CannotTell;
-    const auto kinds = kindsForSuffix(std::wstring_view(name).substr(dot + 1));
-    if (kinds.empty())
-        return Fit::CannotTell;
-    ZMemoryStream content;
-    deliver(extents, place.validLength, content);
-    MemorySource source(content.bytes());
-    const bool isOne = std::any_of(kinds.begin(), kinds.end(), [&](const ContentKind* kind) {
-        const MeasuredContent measured = kind->measure(source);
-        return measured.state == ContentState::Whole &&
-               measured.length + kMostBehind >= place.validLength;
-    });
-    return isOne ? Fit::Yes : Fit::No;
+PieceFinder ZExFatVolume::pieceFinder() {
+    return {*media(), clusterLayout(), starts_,
+            [this](uint64 cluster) { return bitmap_.freeRunAt(cluster, geometry_.lastCluster); }};
 }
 
-/// As `extentsOf`, but a guess that gives no file of the kind that the name promises gives way to
-/// one that does: other deleted files may have lost their clusters to this one.
-ExFatExtents ZExFatVolume::weighedExtentsOf(const ExFatPlace& place, const std::wstring& name) {
+/// Whether other deleted files may have been written over its clusters, or lie among them.
+bool ZExFatVolume::isContested(const ExFatPlace& place, const ExFatExtents& extents) {
+    return extents.isGuess() || place.takenLater != 0 || place.inDoubt ||
+           starts_.mayBeOverwritten(place.firstCluster, place.creationTime) ||
+           std::any_of(extents.runs().begin(), extents.runs().end(), [this](const ClusterRun& run) {
+               return starts_.anyInside(run.first, run.count);
+           });
+}
+
+/// As `extentsOf`, but where that may be wrong content is asked; `fit` is what it says.
+ExFatExtents ZExFatVolume::weighedExtentsOf(const ExFatPlace& place, const std::wstring& name,
+                                            Fit& fit) {
+    fit = Fit::CannotTell;
     ExFatExtents extents = extentsOf(place);
-    if (!extents.isGuess() || contentFits(extents, place, name) != Fit::No)
+    if (extents.taken() != 0 || !isContested(place, extents))
         return extents;
-    ExFatExtents other(place, geometry_, table_, bitmap_, {});
-    return contentFits(other, place, name) == Fit::Yes ? other : extents;
+    PieceFinder finder = pieceFinder();
+    fit = finder.ask(extents.runs(), place.validLength, name).fit;
+    // Where a part of a chain is left, that is where the file lay.
+    const bool hasChain = geometry_.isCluster(table_.entry(place.firstCluster));
+    if (!extents.isGuess() || (hasChain && fit == Fit::Yes))
+        return extents;
+    PieceFinder::Found found = finder.find(place.firstCluster, place.validLength, name);
+    if (found.answer.fit != Fit::Yes && (hasChain || found.answer.fit != fit))
+        return extents;
+    fit = found.answer.fit;
+    return ExFatExtents(std::move(found.runs));
 }
 
 bool ZExFatVolume::extract(const ZFileTreeNode& node, ZStream* out) {
@@ -220,10 +215,11 @@ bool ZExFatVolume::extract(const ZFileTreeNode& node, ZStream* out) {
         return false;
     }
     places_.settleAges();
-    const ExFatExtents extents = weighedExtentsOf(*place, node.name);
+    Fit fit = Fit::CannotTell;
+    const ExFatExtents extents = weighedExtentsOf(*place, node.name, fit);
     const uint64 taken = extents.taken() + place->takenLater;
     // Of two that were made at one moment and claim the same clusters, content tells the owner.
-    const bool isAnothers = place->inDoubt && contentFits(extents, *place, node.name) == Fit::No;
+    const bool isAnothers = place->inDoubt && fit == Fit::No;
     if (isAnothers || (extents.clusters() != 0 && taken >= extents.clusters() && !place->isInUse)) {
         setShortfall(ExtractReport::Reason::Overwritten);
         return false;
@@ -243,13 +239,15 @@ bool ZExFatVolume::extract(const ZFileTreeNode& node, ZStream* out) {
         (media()->unreadableSectors() - unreadableBefore) * media()->sectorSize();
     if (length < place->dataLength)
         setShortfall(ExtractReport::Reason::BeyondDevice);
-    return length == place->dataLength;
+    else if (fit == Fit::No)
+        setShortfall(ExtractReport::Reason::NotAllItsOwn);
+    return length == place->dataLength && fit != Fit::No;
 }
 
 /// Bytes of the clusters that the media holds, up to the first that it does not.
 uint64 ZExFatVolume::heldBytes(const ExFatExtents& extents) const {
     uint64 held = 0;
-    for (const ExFatExtents::Run& run : extents.runs()) {
+    for (const ClusterRun& run : extents.runs()) {
         const uint64 bytes = run.count * geometry_.clusterBytes;
         const uint64 offset = geometry_.offsetOf(run.first);
         const uint64 media = geometry_.mediaBytes;
@@ -268,7 +266,7 @@ uint64 ZExFatVolume::deliver(const ExFatExtents& extents, uint64 bytes, ZStream&
     out.reserve(static_cast<int64>(std::min<uint64>(wanted, kRequestBytes)));
     std::vector<uint8> buffer;
     uint64 done = 0;
-    for (const ExFatExtents::Run& run : extents.runs()) {
+    for (const ClusterRun& run : extents.runs()) {
         const uint64 inRun = std::min(run.count * geometry_.clusterBytes, wanted - done);
         for (uint64 at = 0; at < inRun;) {
             const uint64 now = std::min<uint64>(inRun - at, kRequestBytes);
@@ -301,8 +299,12 @@ std::vector<ByteRange> ZExFatVolume::placeOf(const ZFileTreeNode& node) {
     if (place == nullptr || node.isDirectory)
         return ranges;
     uint64 left = place->dataLength;
-    const ExFatExtents extents = extentsOf(*place);
-    for (const ExFatExtents::Run& run : extents.runs()) {
+    Fit fit = Fit::CannotTell;
+    places_.settleAges();
+    const ExFatExtents extents = weighedExtentsOf(*place, node.name, fit);
+    if (fit == Fit::No)
+        return ranges;
+    for (const ClusterRun& run : extents.runs()) {
         const uint64 bytes = std::min(left, run.count * geometry_.clusterBytes);
         ranges.push_back({geometry_.offsetOf(run.first), bytes});
         left -= bytes;

@@ -1,7 +1,8 @@
 #pragma once
 
+#include "engine/FormerStarts.h"
+#include "engine/PieceFinder.h"
 #include "engine/ZVolume.h"
-#include "engine/content/ContentKind.h"
 #include "engine/exfat/ExFatBitmap.h"
 #include "engine/exfat/ExFatExtents.h"
 #include "engine/exfat/ExFatGeometry.h"
@@ -64,9 +65,10 @@ private:
     void loadUpcase(const exfat::TableEntry& entry);
     [[nodiscard]] std::vector<uint8> readChain(uint32 first, uint64 bytes);
     [[nodiscard]] ExFatExtents extentsOf(const ExFatPlace& place);
-    [[nodiscard]] Fit contentFits(const ExFatExtents& extents, const ExFatPlace& place,
-                                  const std::wstring& name);
-    [[nodiscard]] ExFatExtents weighedExtentsOf(const ExFatPlace& place, const std::wstring& name);
+    [[nodiscard]] PieceFinder pieceFinder();
+    [[nodiscard]] bool isContested(const ExFatPlace& place, const ExFatExtents& extents);
+    [[nodiscard]] ExFatExtents weighedExtentsOf(const ExFatPlace& place, const std::wstring& name,
+                                                Fit& fit);
     [[nodiscard]] uint64 heldBytes(const ExFatExtents& extents) const;
     uint64 deliver(const ExFatExtents& extents, uint64 bytes, ZStream& out);
     void requireInit() const;
@@ -80,6 +82,7 @@ private:
     ExFatBitmap bitmap_;
     ExFatUpcase upcase_;
     ExFatPlaces places_;
+    FormerStarts starts_; ///< Of what a scan has found.
 };
 
 } // namespace kova

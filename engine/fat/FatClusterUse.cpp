@@ -57,6 +57,13 @@ uint32 FatClusterUse::freeFrom(uint32 cluster) const {
     return extent == free_.end() || extent->first > cluster ? 0 : extent->end - cluster;
 }
 
+ClusterRun FatClusterUse::freeRunAt(uint64 cluster) const {
+    const auto extent =
+        cluster > lastCluster_ ? free_.end() : freeExtentAt(static_cast<uint32>(cluster));
+    return extent == free_.end() ? ClusterRun()
+                                 : ClusterRun{extent->first, uint64{extent->end} - extent->first};
+}
+
 void FatClusterUse::findOwners() {
     owners_.resize(std::size_t{lastCluster_} + 1);
     std::vector<bool> seen(owners_.size());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/PieceFinder.h"
 #include "engine/fat/FatPlace.h"
 #include "engine/fat/FatTable.h"
 
@@ -39,6 +40,10 @@ public:
 
     /// Free clusters in a row from this one on.
     [[nodiscard]] uint32 freeFrom(uint32 cluster) const;
+
+    /// The free clusters in a row that hold `cluster`, from their first on, or the next ones; none:
+    /// count 0.
+    [[nodiscard]] ClusterRun freeRunAt(uint64 cluster) const;
 
     /// Whether an added deleted file begins here.
     [[nodiscard]] bool isDeletedStart(uint32 cluster) const {

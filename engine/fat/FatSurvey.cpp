@@ -154,6 +154,7 @@ void FatSurvey::readLost(uint32 folder) {
         read_[cluster] = true;
         buffer_.resize(volume_.geometry_.clusterBytes());
         volume_.readClusters(cluster, 1, buffer_.data());
+        volume_.starts_.addFolder(cluster);
         if (!readEntries(folder, buffer_))
             return;
         cluster = findContinuation(folder, cluster);
@@ -310,6 +311,15 @@ void FatSurvey::findRenames() {
     }
 }
 
+void FatSurvey::addStart(const FatFound& found, uint32 clusters) {
+    FormerStarts::Start start;
+    start.cluster = found.place.first;
+    start.clusters = clusters;
+    start.created = found.place.created;
+    start.isScattered = volume_.use_.freeFrom(start.cluster) < clusters;
+    volume_.starts_.add(found.node.name, start);
+}
+
 /// Of two deleted files that claim the same clusters the younger one is the likelier owner.
 void FatSurvey::markDoubts() {
     struct Claim {
@@ -326,6 +336,8 @@ void FatSurvey::markDoubts() {
         if (found.place.first == 0 || found.isRename || item.clusters == 0)
             continue;
         claims.push_back({found.place.first, uint64{found.place.first} + item.clusters, &found});
+        if (found.place.certainty != FatPlace::Certainty::Doubted)
+            addStart(found, item.clusters);
         volume_.use_.addDeleted(found.place.first);
     }
     std::sort(claims.begin(), claims.end(),

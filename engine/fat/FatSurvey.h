@@ -41,6 +41,7 @@ private:
     [[nodiscard]] bool continues(std::span<const uint8> cluster) const;
     void findRenames();
     void markDoubts();
+    void addStart(const FatFound& found, uint32 clusters);
     void store();
     void need(uint32 folder);
     bool report(double progress);

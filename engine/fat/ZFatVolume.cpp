@@ -161,6 +161,30 @@ std::vector<FatRun> ZFatVolume::runsOf(const ZFileTreeNode& node) {
                                                 : FatClusterUse::Step::Nothing);
 }
 
+/// As `runsOf`, but where other deleted files began among a file's clusters, or these are a guess,
+/// content is asked; `fit` is what it says.
+std::vector<FatRun> ZFatVolume::weighedRunsOf(const ZFileTreeNode& node, Fit& fit) {
+    std::vector<FatRun> runs = runsOf(node);
+    fit = Fit::CannotTell;
+    if (!scanOptions().findPlaces || runs.empty() ||
+        std::any_of(runs.begin(), runs.end(), [](const FatRun& run) { return run.isTaken; }))
+        return runs;
+    const FatPlace place = fatPlaceOf(node);
+    if (runs.size() == 1 && place.certainty != FatPlace::Certainty::Doubted &&
+        !starts_.anyInside(place.first, runs.front().count) &&
+        !starts_.mayBeOverwritten(place.first, place.created))
+        return runs;
+    PieceFinder finder(*media(), clusterLayout(), starts_,
+                       [this](uint64 cluster) { return use_.freeRunAt(cluster); });
+    const PieceFinder::Found found =
+        finder.find(place.first, static_cast<uint64>(node.size), node.name);
+    fit = found.answer.fit;
+    runs.clear();
+    for (const ClusterRun& run : found.runs)
+        runs.push_back({run.first, static_cast<uint32>(run.count), false});
+    return runs;
+}
+
 FileState ZFatVolume::assess(const ZFileTreeNode& node) {
     FileState state;
     state.clusters = node.isDirectory ? 0 : clustersOf(node);
@@ -200,12 +224,15 @@ std::vector<ByteRange> ZFatVolume::placeOf(const ZFileTreeNode& node) {
     requireInit();
     std::vector<ByteRange> ranges;
     auto left = static_cast<uint64>(std::max<int64>(node.size, 0));
-    for (const FatRun& run : runsOf(node)) {
+    Fit fit = Fit::CannotTell;
+    for (const FatRun& run : weighedRunsOf(node, fit)) {
         const uint64 length =
             std::min(left, static_cast<uint64>(run.count) * geometry_.clusterBytes());
         ranges.push_back({geometry_.byteOf(run.first), length});
         left -= length;
     }
+    if (fit == Fit::No)
+        ranges.clear();
     return ranges;
 }
 
@@ -243,7 +270,8 @@ bool ZFatVolume::extract(const ZFileTreeNode& node, ZStream* out) {
 bool ZFatVolume::extractRuns(const ZFileTreeNode& node, ZStream& out) {
     if (node.size <= 0)
         return true;
-    const std::vector<FatRun> runs = runsOf(node);
+    Fit fit = Fit::CannotTell;
+    const std::vector<FatRun> runs = weighedRunsOf(node, fit);
     if (runs.empty()) {
         setShortfall(fatPlaceOf(node).first == 0 ? ExtractReport::Reason::PlaceUnknown
                                                  : ExtractReport::Reason::BeyondDevice);
@@ -272,7 +300,9 @@ bool ZFatVolume::extractRuns(const ZFileTreeNode& node, ZStream& out) {
         (media()->unreadableSectors() - unreadable) * media()->sectorSize();
     if (done < size)
         setShortfall(ExtractReport::Reason::BeyondDevice);
-    return done == size;
+    else if (fit == Fit::No)
+        setShortfall(ExtractReport::Reason::NotAllItsOwn);
+    return extractReport_.reason == ExtractReport::Reason::None;
 }
 
 /// Writes the first `length` bytes of a run, zeros where another file lies now. Returns the bytes

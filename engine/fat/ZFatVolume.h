@@ -1,6 +1,8 @@
 #pragma once
 
+#include "engine/FormerStarts.h"
 #include "engine/IdTable.h"
+#include "engine/PieceFinder.h"
 #include "engine/ZVolume.h"
 #include "engine/fat/FatClusterUse.h"
 #include "engine/fat/FatGeometry.h"
@@ -66,6 +68,7 @@ private:
     [[nodiscard]] FatPlace fatPlaceOf(const ZFileTreeNode& node) const;
     [[nodiscard]] uint64 clustersOf(const ZFileTreeNode& node) const;
     [[nodiscard]] std::vector<FatRun> runsOf(const ZFileTreeNode& node);
+    [[nodiscard]] std::vector<FatRun> weighedRunsOf(const ZFileTreeNode& node, Fit& fit);
     bool extractRuns(const ZFileTreeNode& node, ZStream& out);
     uint64 writeRun(const FatRun& run, uint64 most, ZStream& out);
 
@@ -76,6 +79,7 @@ private:
     FatGeometry geometry_;
     FatTable table_;
     FatClusterUse use_;
+    FormerStarts starts_; ///< Of what a scan with `ScanOptions::findPlaces` has found.
     IdTable<FatPlace> places_;
     bool tableIsEmpty_ = false; ///< No FAT begins as one: what it says is free may not be.
 };

@@ -61,19 +61,19 @@ TEST_P(ExFatTools, GivesDeletedFilesBackByteForByte) {
         noise += static_cast<char>(i >> 24);
     std::map<std::string, std::string> files = {
         {"A rather long name, with blanks.txt", "some text"},
-        {"\u00E9t\u00E9 \u65E5\u672C\u8A9E \U0001F4F7.jpg", noise.substr(0, 70000)},
+        {"\u00E9t\u00E9 \u65E5\u672C\u8A9E \U0001F4F7.dat", noise.substr(0, 70000)},
         {".hidden", noise.substr(1000, 4096)},
         {"empty", ""},
         {"also empty", ""},
         {"folder/in a folder.dat", noise},
-        {"folder/inner folder/deep.doc", noise.substr(5, 20000)},
-        {"kept/" + std::string(250, 'n') + ".png", noise.substr(7, 9999)},
+        {"folder/inner folder/deep.dat", noise.substr(5, 20000)},
+        {"kept/" + std::string(250, 'n') + ".dat", noise.substr(7, 9999)},
     };
     // Enough for several clusters of each folder, between which the files lie. The driver gives a
     // folder's clusters back when nothing in them is used any more.
     for (int i = 100; i < 400; ++i) {
         files["kept/A file with number " + std::to_string(i) + ".txt"] = std::to_string(i);
-        files["gone/Photo number " + std::to_string(i) + ".jpg"] = noise.substr(0, 500) + '.';
+        files["gone/Photo number " + std::to_string(i) + ".dat"] = noise.substr(0, 500) + '.';
     }
     const std::filesystem::path source = dir_ / "source";
     for (const auto& [path, content] : files) {
@@ -84,7 +84,7 @@ TEST_P(ExFatTools, GivesDeletedFilesBackByteForByte) {
     ASSERT_TRUE(inMount("cp -r " + forShell(source) +
                         "/. .; mkdir nothing; "
                         "echo here >live; echo here >kept/live"));
-    ASSERT_TRUE(inMount("rm -r folder gone kept/A* kept/n* A* *.jpg .hidden empty also*"));
+    ASSERT_TRUE(inMount("rm -r folder gone kept/A* kept/n* A* *.dat .hidden empty also*"));
 
     std::vector<std::string> expected = {"folder/", "folder/inner folder/", "gone/",
                                          "kept/ (live)"};

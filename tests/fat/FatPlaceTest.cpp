@@ -1,5 +1,7 @@
 // Where deleted files really lay: what `ScanOptions::findPlaces` adds.
 
+#include "engine/content/ContentReader.h"
+#include "engine/content/MemorySource.h"
 #include "tests/fat/FatScan.h"
 
 #include <gmock/gmock.h>
@@ -115,6 +117,65 @@ TEST(FatPlace, StepsOverOlderFilesAndNamesWhatYoungerOnesTook) {
         EXPECT_EQ(state.taken, 1U);
         EXPECT_EQ(state.clusters, 4U);
     }
+}
+
+/// A whole PNG, as far as its chunks and their checksums tell.
+std::string pngOf(char kind, std::size_t bytes) {
+    std::string png = "\x89PNG\r\n\x1a\n";
+    const auto add = [&png](const std::string& type, const std::string& data) {
+        const std::string summed = type + data;
+        MemorySource source({reinterpret_cast<const uint8*>(summed.data()), summed.size()});
+        const uint32 crc = ContentReader(source).crc32(0, summed.size());
+        for (const uint32 number : {static_cast<uint32>(data.size()), crc}) {
+            for (int shift = 24; shift >= 0; shift -= 8)
+                png += static_cast<char>(number >> shift);
+            if (number != crc)
+                png += summed;
+        }
+    };
+    add("IHDR", std::string(13, '\1'));
+    add("IDAT", std::string(bytes - png.size() - 24, kind));
+    add("IEND", "");
+    return png;
+}
+
+/// A file in pieces between others, of which nothing is live any more.
+TEST(FatPlace, ContentTellsWhereAFileGoesOnBetweenOtherDeletedOnes) {
+    FatBuilder builder;
+    const uint32 cluster = builder.clusterBytes();
+    const uint32 first = builder.allocate(16);
+    for (uint32 i = 0; i < 16; ++i)
+        builder.setFat(first + i, 0);
+    const auto add = [&](const std::string& name, int year, const std::string& content,
+                         const std::vector<uint32>& clusters) {
+        FatEntry entry = named(name, kDeleted);
+        entry.creationDate = fatDate(year, 1, 1);
+        entry.cluster = first + clusters.front();
+        entry.size = static_cast<uint32>(content.size());
+        builder.add(0, entry);
+        for (std::size_t i = 0; i < clusters.size(); ++i)
+            std::copy_n(content.begin() + static_cast<std::ptrdiff_t>(i * cluster), cluster,
+                        builder.cluster(first + clusters[i]).begin());
+    };
+    const std::string between = pngOf('b', std::size_t{3} * cluster);
+    const std::string inside = pngOf('i', cluster);
+    const std::string unknown(std::size_t{2} * cluster, 'u');
+    const std::string pieces = pngOf('p', std::size_t{6} * cluster);
+    add("gone.png", 2018, pngOf('g', cluster), {6});
+    add("gone too.dat", 2018, std::string(cluster, 'g'), {7});
+    add("inside.png", 2019, inside, {3});
+    add("between.png", 2020, between, {2, 4, 5}); // It steps over the older one itself.
+    add("unknown.dat", 2020, unknown, {9, 10});   // Its content tells nothing of it.
+    add("pieces.png", 2021, pieces, {0, 1, 6, 7, 8, 11});
+    FatScan scan = scanned(builder);
+    EXPECT_EQ(scan.extract(scan.named(L"pieces.png")), pieces);
+    EXPECT_EQ(scan.volume.extractReport().reason, ExtractReport::Reason::None);
+    EXPECT_EQ(scan.volume.placeOf(scan.named(L"pieces.png")).size(), 3U);
+    EXPECT_EQ(scan.extract(scan.named(L"between.png")), between);
+    EXPECT_EQ(scan.extract(scan.named(L"inside.png")), inside);
+    ZMemoryStream out;
+    EXPECT_FALSE(scan.volume.extract(scan.named(L"gone.png"), &out));
+    EXPECT_EQ(scan.volume.extractReport().reason, ExtractReport::Reason::NotAllItsOwn);
 }
 
 /// The number of clusters alone decides which width the entries have.

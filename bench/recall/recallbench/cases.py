@@ -339,6 +339,43 @@ def _(work):
     return aged(work, [file for files in rounds for file in files], kept, [])
 
 
+def in_each_others_holes(work, format_volume, fill, delete):
+    """Files written into the holes that others' deletion left, each in several pieces; then all of
+    them deleted: the clusters between the pieces are as free as the pieces."""
+    first = below("First", work.corpus.files(200))
+    gone, stayed = first[::2], first[1::2]
+    second = below("Second", work.corpus.files(60, 230, least=8 * KIB))
+    kept = keepers(first + second)
+    format_volume()
+    fill(mixed(first, kept), 0)
+    delete(gone, kept + stayed)
+    fill(second, 1)
+    delete(stayed + second, kept)
+    return Volume(work.image, intact(work.image, first + second), kept, loses_initials=True)
+
+
+@case("fat32-holes", "FAT32, files in pieces between others, all deleted", "aged")
+def _(work):
+    def fill(files, day):
+        with fat.FatVolume(work.image) as volume:
+            volume.allocate_from(3)
+        fat.fill(work.image, files, work.staging, day, new_folders=day == 0)
+
+    def format_volume():
+        fat.format_volume(work.image, 300 * MIB, 32, 4 * KIB)
+
+    return in_each_others_holes(work, format_volume, fill,
+                                lambda gone, kept: fat.delete(work.image, gone, kept))
+
+
+@case("exfat-holes", "exFAT, files in pieces between others, all deleted, chains cleared", "aged")
+def _(work):
+    return in_each_others_holes(work,
+                                lambda: exfat.format_volume(work.image, SIZE, 4 * KIB),
+                                lambda files, day: exfat.fill(work.image, files, day),
+                                lambda gone, kept: exfat.delete(work.image, gone, kept))
+
+
 def cut(work, share):
     """An image that somebody has not copied to its end."""
     os.truncate(work.image, int(work.image.stat().st_size * share))
