@@ -50,8 +50,8 @@ void dropRights() {
     if (::geteuid() != 0)
         return;
     static_cast<void>(::setgroups(0, nullptr));
-    if (::setresgid(kNobody, kNobody, kNobody) == 0)
-        static_cast<void>(::setresuid(kNobody, kNobody, kNobody));
+    static_cast<void>(::setresgid(kNobody, kNobody, kNobody) == 0 &&
+                      ::setresuid(kNobody, kNobody, kNobody) == 0);
 }
 
 /// Whatever is not listed fails as if it were not permitted, which libraries expect of optional

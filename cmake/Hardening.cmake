@@ -1,0 +1,15 @@
+# The programs read hostile bytes, some of them as root: what the compiler and the linker can check
+# costs little (docs/performance.md) and stays on in every build.
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES CXX)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+add_compile_definitions(_GLIBCXX_ASSERTIONS)
+add_compile_options(-fstack-protector-strong)
+if(NOT ORVANE_SANITIZE)
+  # The sanitizers watch the same calls, and see more. Undefined first: compilers may preset it.
+  add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3)
+endif()
+if(NOT WIN32) # There the linker makes images that are moved about and have no code in data, by itself.
+  add_link_options(LINKER:-z,relro LINKER:-z,now)
+endif()
