@@ -127,6 +127,17 @@ FileNameValue FileNameValue::decode(std::span<const uint8> value) {
 ReparsePoint ReparsePoint::decode(std::span<const uint8> value) {
     ReparsePoint point;
     point.tag = readLe<uint32>(value, 0x00);
+    constexpr std::size_t kProvider = 0x0C; // u32, behind a version
+    constexpr std::size_t kPacking = 0x14;  // u32, behind another one
+    constexpr uint32 kBesideTheFile = 2;    // The other provider keeps content in system images.
+    if (point.tag != kPackedSystemFile || value.size() < kPacking + sizeof(uint32) ||
+        readLe<uint32>(value, kProvider) != kBesideTheFile)
+        return point;
+    constexpr ReparsePoint::Packing kPackings[] = {Packing::Xpress4K, Packing::Lzx,
+                                                   Packing::Xpress8K, Packing::Xpress16K};
+    const auto packing = readLe<uint32>(value, kPacking);
+    if (packing < std::size(kPackings))
+        point.packing = kPackings[packing];
     return point;
 }
 

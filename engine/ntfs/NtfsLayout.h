@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <span>
+#include <string_view>
 #include <vector>
 
 /// What NTFS has on disk: offsets in bytes, all integers little-endian. Nothing outside this file
@@ -217,7 +218,13 @@ struct ReparsePoint {
     /// These bits of a tag number the cloud's kind.
     static constexpr uint32 kCloudKinds = 0x0000F000;
 
-    uint32 tag = 0; ///< 0x00, u32
+    /// How a packed system file's content is packed into its stream of the name below.
+    enum class Packing { None, Xpress4K, Xpress8K, Xpress16K, Lzx };
+
+    static constexpr std::wstring_view kPackedStream = L"WofCompressedData";
+
+    uint32 tag = 0;                  ///< 0x00, u32
+    Packing packing = Packing::None; ///< 0x14, u32; only of what is packed beside the file.
 
     static ReparsePoint decode(std::span<const uint8> value);
 

@@ -3,6 +3,7 @@
 #include "engine/ZMemoryStream.h"
 #include "engine/ntfs/NtfsContentReader.h"
 #include "engine/ntfs/RunWalk.h"
+#include "engine/ntfs/SystemUnpacker.h"
 #include "engine/ntfs/ZAttribute.h"
 #include "engine/ntfs/ZMftRecord.h"
 
@@ -559,6 +560,12 @@ bool ZNtfsVolume::extractToday(int64 id, ZStream& out) {
         return false;
     }
     setShortfall(whyElsewhere(*record, stream));
+    NtfsStream packed;
+    if (extractReport_.reason == Reason::SystemPacked && findPacked(*record, packed)) {
+        extractReport_ = {};
+        extractPacked(*record, stream, packed, out);
+        return extractReport_.reason == Reason::None;
+    }
     if (extractReport_.reason == Reason::None && isOverwritten(*record, stream))
         setShortfall(Reason::Overwritten);
     if (extractReport_.reason != Reason::None)
@@ -566,6 +573,30 @@ bool ZNtfsVolume::extractToday(int64 id, ZStream& out) {
     extractReport_ = NtfsContentReader(*this, *record, stream).read(out);
     extractReport_.encrypted = (stream.flags & ntfs::AttributeHeader::kEncrypted) != 0;
     return extractReport_.reason == Reason::None;
+}
+
+/// Describes the stream that a packed system file's content is packed into.
+bool ZNtfsVolume::findPacked(ZMftRecord& record, NtfsStream& packed) const {
+    return record.reparsePoint().packing != ntfs::ReparsePoint::Packing::None &&
+           record.findStream(ntfs::kData, std::wstring(ntfs::ReparsePoint::kPackedStream),
+                             packed) &&
+           packed.isKnown && packed.size <= kLargestFile;
+}
+
+void ZNtfsVolume::extractPacked(ZMftRecord& record, const NtfsStream& stream,
+                                const NtfsStream& packed, ZStream& out) {
+    using Reason = ExtractReport::Reason;
+    SystemUnpacker unpacker(out, record.reparsePoint().packing, static_cast<uint64>(stream.size),
+                            static_cast<uint64>(packed.size));
+    if (!unpacker.isPossible())
+        setShortfall(Reason::SystemPacked);
+    else if (isOverwritten(record, packed))
+        setShortfall(Reason::Overwritten);
+    if (extractReport_.reason != Reason::None)
+        return;
+    extractReport_ = NtfsContentReader(*this, record, packed).read(unpacker);
+    if (!unpacker.finish())
+        setShortfall(Reason::SystemPacked);
 }
 
 /// Clusters of a stream's content; a compressed one has them in whole units.
@@ -638,7 +669,11 @@ FileState ZNtfsVolume::stateOf(ZMftRecord& record, const NtfsStream& stream) {
     }
     if (walk.hasGaps())
         return {FileState::Kind::Unreadable};
-    if (hasHoles && whyElsewhere(record, stream) != ExtractReport::Reason::None)
+    const auto elsewhere = hasHoles ? whyElsewhere(record, stream) : ExtractReport::Reason::None;
+    NtfsStream packed;
+    if (elsewhere == ExtractReport::Reason::SystemPacked && findPacked(record, packed))
+        return stateOf(record, packed);
+    if (elsewhere != ExtractReport::Reason::None)
         return {FileState::Kind::Unreadable};
     return FileStates::of(clusters, taken);
 }

@@ -116,6 +116,9 @@ private:
     bool findStreamOf(ZMftRecord& record, int64 id, NtfsStream& stream) const;
     bool extractToday(int64 id, ZStream& out);
     [[nodiscard]] ExtractReport::Reason whyElsewhere(ZMftRecord& record, const NtfsStream& stream);
+    [[nodiscard]] bool findPacked(ZMftRecord& record, NtfsStream& packed) const;
+    void extractPacked(ZMftRecord& record, const NtfsStream& stream, const NtfsStream& packed,
+                       ZStream& out);
     [[nodiscard]] bool isOverwritten(ZMftRecord& record, const NtfsStream& stream) const;
     [[nodiscard]] FileState stateOf(ZMftRecord& record, const NtfsStream& stream);
     [[nodiscard]] int64 clustersOf(const NtfsStream& stream) const;

@@ -8,6 +8,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
 #include <optional>
 
 namespace kova::test {
@@ -43,6 +45,8 @@ public:
         isWhole = volume.extract(nodeOf(id), &out);
         return {out.bytes().begin(), out.bytes().end()};
     }
+
+    [[nodiscard]] FileState state(int64 id) { return volume.assess(nodeOf(id)); }
 
     [[nodiscard]] Reason reason() const { return volume.extractReport().reason; }
 
@@ -113,6 +117,75 @@ TEST_F(NtfsToday, SparseFilesAndWhatWasNeverWritten) {
     EXPECT_FALSE(today.volume.extractReport().encrypted);
     EXPECT_EQ(today.content(23), text(0, 4));
     EXPECT_TRUE(today.volume.extractReport().encrypted);
+}
+
+/// What `packed/make` has packed.
+std::vector<uint8> programLike() {
+    constexpr std::size_t kBytes = 40'000;
+    std::vector<uint8> out;
+    for (uint32 state = 1; out.size() < kBytes;) {
+        state = state * 1664525 + 1013904223;
+        if (state >> 30 == 0) {
+            const auto target = static_cast<uint32>((state >> 8) % 5000 - out.size() % 3000);
+            out.resize(out.size() + 5, 0xE8);
+            storeLe<uint32>(&out[out.size() - 4], target);
+        } else {
+            out.resize(out.size() + 1 + (state >> 20) % 60, state >> 24 & 0x1F);
+        }
+    }
+    out.resize(kBytes);
+    return out;
+}
+
+TEST_F(NtfsToday, PackedSystemFilesAreExpanded) {
+    const auto sample = [](const std::string& name) {
+        std::ifstream in(std::string(ORVANE_SOURCE_DIR) + "/tests/ntfs/packed/" + name,
+                         std::ios::binary);
+        return std::vector<uint8>{std::istreambuf_iterator<char>(in), {}};
+    };
+    const std::vector<uint8> content = programLike();
+    const std::string whole(content.begin(), content.end());
+    const auto put = [&](uint32 number, uint32 packing, const std::vector<uint8>& packed) {
+        const auto size = static_cast<int64>(content.size());
+        const int64 clusters = size / int64{kCluster} + 1;
+        const int64 first = lcn + 12 * number - 12 * 20;
+        RecordBuilder record = file({{0, ZDatarun::Hole, clusters}},
+                                    {.dataSize = size, .initializedSize = 0, .flags = 0x8000});
+        std::vector<uint8> clustersOf = packed;
+        clustersOf.resize(12 * kCluster);
+        builder.putClusters(first, clustersOf);
+        record.nonResident(
+            ntfs::kData, {{0, first, 12}},
+            {.dataSize = static_cast<int64>(packed.size()), .name = u"WofCompressedData"});
+        std::vector<uint8> value(24);
+        storeLe<uint32>(&value[0], 0x80000017);
+        storeLe<uint32>(&value[8], 1);
+        storeLe<uint32>(&value[12], 2);
+        storeLe<uint32>(&value[16], 1);
+        storeLe<uint32>(&value[20], packing);
+        builder.put(number, record.resident(ntfs::kReparsePoint, value));
+    };
+    const char* const names[] = {"xpress4k", "lzx", "xpress8k", "xpress16k"};
+    for (uint32 packing = 0; packing < std::size(names); ++packing)
+        put(20 + packing, packing, sample(names[packing]));
+    // Damage to a chunk, and to where one ends, costs these.
+    std::vector<uint8> damaged = sample("xpress4k");
+    const std::size_t table = (content.size() - 1) / 4096 * 4;
+    std::fill_n(damaged.begin() + static_cast<std::ptrdiff_t>(table), 256, uint8{0x11});
+    storeLe<uint32>(&damaged[8], 0x7FFFFFFF);
+    put(24, 0, damaged);
+    Today today(builder);
+    for (uint32 packing = 0; packing < std::size(names); ++packing) {
+        SCOPED_TRACE(names[packing]);
+        EXPECT_EQ(today.state(20 + packing).kind, Kind::Whole);
+        EXPECT_TRUE(today.content(20 + packing) == whole);
+        EXPECT_TRUE(today.isWhole);
+    }
+    std::string left = whole;
+    for (const std::size_t chunk : {0, 2, 3})
+        std::fill_n(left.begin() + static_cast<std::ptrdiff_t>(chunk * 4096), 4096, '\0');
+    EXPECT_TRUE(today.content(24) == left);
+    EXPECT_EQ(today.reason(), Reason::SystemPacked);
 }
 
 TEST_F(NtfsToday, ContentThatIsElsewhereFailsWithItsReason) {
