@@ -42,7 +42,8 @@ struct ScanOptions {
     /// in for a first one that is unreadable or empty, the last cluster counts, and what has the
     /// fields of FAT32 is FAT32.
     bool lenientFat = false;
-    /// FAT: times are what local clocks showed, and are told in UTC.
+    /// FAT, and exFAT where it does not say otherwise: times are what local clocks showed, and are
+    /// told in UTC.
     bool localTimes = false;
     /// FAT: files are looked for where they really lay. The high half of a first cluster, which
     /// Windows clears, is found again; clusters that other files held before are stepped over, and

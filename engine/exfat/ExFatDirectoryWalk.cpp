@@ -183,6 +183,8 @@ void ExFatDirectoryWalk::takeFile(Folder& folder, ExFatFile file) {
     const bool isFolder = file.isFolder();
     if (stream.dataLength > geometry_.heapBytes() || (file.inUse && !folder.isDeleted && !isFolder))
         return;
+    if (volume_.scanOptions().localTimes)
+        file.file.tellInUtc(localTimes_);
     ZFileTreeNode node;
     node.parentId = folder.id;
     node.name = format::wideFromUtf16(file.name);

@@ -71,6 +71,7 @@ private:
     const ExFatGeometry& geometry_;
     ZFileTree& tree_;
     ExFatSetParser parser_;
+    platform::LocalTimes localTimes_;
     std::deque<Folder> live_;
     std::priority_queue<Folder, std::vector<Folder>, IsOlder> deleted_;
     std::deque<Folder> torn_;

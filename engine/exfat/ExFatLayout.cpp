@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 namespace kova::exfat {
 
@@ -23,11 +24,16 @@ constexpr uint8 kMostFats = 2;
 
 constexpr std::size_t kSetChecksum = 2; // u16, in the file entry
 
+/// Whether an entry does not say how far its clock was ahead of UTC.
+bool isLocal(uint8 utcOffset) {
+    constexpr uint8 kOffsetIsValid = 0x80;
+    return (utcOffset & kOffsetIsValid) == 0;
+}
+
 /// A time as an entry holds it: a DOS time (low half) and date, up to two seconds more in steps
 /// of 10 ms, and, in steps of a quarter of an hour, how far its clock was ahead of UTC.
 int64 fileTime(uint32 stamp, uint8 tenMilliseconds, uint8 utcOffset) {
     constexpr uint8 kMostTenMilliseconds = 199;
-    constexpr uint8 kOffsetIsValid = 0x80;
     constexpr int64 kOffsetStep = int64{15} * 60 * format::kFileTimeTicksPerSecond;
     constexpr int kOffsetValues = 0x80;
     int64 time =
@@ -36,7 +42,7 @@ int64 fileTime(uint32 stamp, uint8 tenMilliseconds, uint8 utcOffset) {
         return 0;
     if (tenMilliseconds <= kMostTenMilliseconds)
         time += 10 * format::kFileTimeTicksPerMillisecond * tenMilliseconds;
-    if ((utcOffset & kOffsetIsValid) != 0) {
+    if (!isLocal(utcOffset)) {
         int quarters = utcOffset & (kOffsetValues - 1);
         if (quarters >= kOffsetValues / 2)
             quarters -= kOffsetValues;
@@ -121,7 +127,20 @@ FileEntry FileEntry::decode(DirectoryEntry entry) {
     file.creationTime = fileTime(loadLe<uint32>(bytes + 8), bytes[20], bytes[22]);
     file.modificationTime = fileTime(loadLe<uint32>(bytes + 12), bytes[21], bytes[23]);
     file.accessTime = fileTime(loadLe<uint32>(bytes + 16), 0, bytes[24]);
+    file.isCreationLocal = isLocal(bytes[22]);
+    file.isModificationLocal = isLocal(bytes[23]);
+    file.isAccessLocal = isLocal(bytes[24]);
     return file;
+}
+
+void FileEntry::tellInUtc(platform::LocalTimes& localTimes) {
+    const std::pair<bool*, int64*> times[] = {{&isCreationLocal, &creationTime},
+                                              {&isModificationLocal, &modificationTime},
+                                              {&isAccessLocal, &accessTime}};
+    for (const auto& [isLocal, time] : times) {
+        if (std::exchange(*isLocal, false))
+            *time = localTimes.toUtc(*time);
+    }
 }
 
 StreamEntry StreamEntry::decode(DirectoryEntry entry) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/LittleEndian.h"
+#include "platform/LocalTime.h"
 
 #include <cstddef>
 #include <optional>
@@ -99,6 +100,15 @@ struct FileEntry {
     int64 creationTime = 0;   ///< 8, 4; 20, 1; 22, 1. All times as FILETIME, 0 when there is none.
     int64 modificationTime = 0; ///< 12, 4; 21, 1; 23, 1
     int64 accessTime = 0;       ///< 16, 4; 24, 1
+
+    /// Whether the clock's distance from UTC is not known (22, 23 and 24, 1 each): the time is what
+    /// a clock there showed.
+    bool isCreationLocal = false;
+    bool isModificationLocal = false;
+    bool isAccessLocal = false;
+
+    /// Takes what is local to be of this machine's time zone.
+    void tellInUtc(platform::LocalTimes& localTimes);
 
     static constexpr uint16 kDirectory = 0x10;         ///< Attribute bit.
     static constexpr uint16 kDefinedAttributes = 0x37; ///< All attribute bits that mean something.

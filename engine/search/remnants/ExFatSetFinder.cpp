@@ -34,6 +34,7 @@ void ExFatSetFinder::lookAtSet(uint64 position, std::span<const uint8> bytes) {
     if (secondary < kFewestSecondary || secondary > kMostSecondary || set.bytes > bytes.size() ||
         exfat::setChecksum(bytes.first(set.bytes)) != set.file.checksum)
         return;
+    set.file.tellInUtc(localTimes_);
     set.inUse = DirectoryEntry(bytes.data()).isInUse();
     set.stream = exfat::StreamEntry::decode(DirectoryEntry(bytes.data() + kEntry));
     for (std::size_t at = 2 * kEntry; at < set.bytes; at += kEntry) {

@@ -38,6 +38,7 @@ public:
 private:
     void lookAtSet(uint64 position, std::span<const uint8> bytes);
 
+    platform::LocalTimes localTimes_;
     std::vector<Set> sets_;
 };
 
