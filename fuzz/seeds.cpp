@@ -1,6 +1,6 @@
-// Writes the fuzzers' seeds: fuzz_seeds NTFS_FOLDER FAT_FOLDER EXFAT_FOLDER [NTFS_IMAGE...]
-// The NTFS images are copied with every record from the first user record on marked free, so that
-// a scan finds them.
+// Writes the fuzzers' seeds: fuzz_seeds NTFS_FOLDER FAT_FOLDER EXFAT_FOLDER PACKED_SAMPLES
+// [NTFS_IMAGE...] The NTFS images are copied with every record from the first user record on marked
+// free, so that a scan finds them.
 
 #include "engine/ntfs/NtfsLayout.h"
 #include "tests/support/ExFatBuilder.h"
@@ -75,6 +75,24 @@ Bytes builtNtfs() {
     return builder.build();
 }
 
+/// With a packed system file of 40,000 bytes.
+Bytes builtPacked(const Bytes& packed, uint8 packing) {
+    test::NtfsBuilder builder({.recordCount = 32, .clusters = 64});
+    const int64 lcn = builder.firstFreeLcn();
+    Bytes clusters = packed;
+    clusters.resize(std::size_t{10} * builder.bytesPerCluster());
+    test::RecordBuilder record = builder.newRecord();
+    record.standardInformation(1000)
+        .fileName(5, u"program.exe")
+        .nonResident(ntfs::kData, {{0, ZDatarun::Hole, 10}},
+                     {.dataSize = 40'000, .initializedSize = 0, .flags = 0x8000})
+        .nonResident(ntfs::kData, {{0, lcn, 10}},
+                     {.dataSize = static_cast<int64>(packed.size()), .name = u"WofCompressedData"})
+        .resident(ntfs::kReparsePoint, {0x17, 0, 0, 0x80, 16, 0, 0, 0, 1,       0, 0, 0,
+                                        2,    0, 0, 0,    1,  0, 0, 0, packing, 0, 0, 0});
+    return builder.putClusters(lcn, clusters).put(24, record).build();
+}
+
 Bytes builtFat(FatType type, uint32 clusters) {
     test::FatBuilder builder({.type = type, .clusters = clusters});
     const uint32 live = builder.addDirectory(0, {.name = "LIVE", .longName = u"a live folder"});
@@ -84,6 +102,10 @@ Bytes builtFat(FatType type, uint32 clusters) {
     builder.addFile(gone, {.name = "INSIDE.TXT"}, "inside");
     builder.addFile(0, {.name = "TOP.TXT", .deleted = true}, "top");
     builder.addFile(live, {.name = "EMPTY", .deleted = true}, "");
+    const uint32 first =
+        builder.addFile(0, {.name = "PIECES.TXT", .deleted = true}, std::string(1500, 't'));
+    builder.addFile(0, {.name = "BETWEEN.RTF", .deleted = true}, "{\\rtf1 between}");
+    builder.add(0, {.name = "LONGER.TXT", .deleted = true, .cluster = first, .size = 4000});
     // A volume may be cut off; small inputs are tried more often.
     builder.bytes().resize(std::min<std::size_t>(builder.bytes().size(), 256 * 1024));
     return builder.bytes();
@@ -108,19 +130,23 @@ Bytes builtExFat(const test::ExFatShape& shape) {
 } // namespace
 
 int main(int count, char** arguments) {
-    if (count < 4) {
-        std::cerr << "usage: fuzz_seeds NTFS_FOLDER FAT_FOLDER EXFAT_FOLDER [NTFS_IMAGE...]\n";
+    if (count < 5) {
+        std::cerr << "usage: fuzz_seeds NTFS_FOLDER FAT_FOLDER EXFAT_FOLDER PACKED_SAMPLES "
+                     "[NTFS_IMAGE...]\n";
         return 2;
     }
     const fs::path ntfsFolder = arguments[1];
     const fs::path fatFolder = arguments[2];
     const fs::path exFatFolder = arguments[3];
+    const fs::path packed = arguments[4];
     save(ntfsFolder / "built.img", builtNtfs());
+    save(ntfsFolder / "xpress.img", builtPacked(load(packed / "xpress4k"), 0));
+    save(ntfsFolder / "lzx.img", builtPacked(load(packed / "lzx"), 1));
     save(fatFolder / "built12.img", builtFat(FatType::Fat12, 300));
     save(fatFolder / "built16.img", builtFat(FatType::Fat16, 0));
     save(exFatFolder / "built.img", builtExFat({.clusterBytes = 512, .clusters = 300}));
     save(exFatFolder / "builtTexFat.img", builtExFat({.clusters = 40, .fats = 2}));
-    for (int i = 4; i < count; ++i) {
+    for (int i = 5; i < count; ++i) {
         Bytes image = load(arguments[i]);
         test::freeRecords(image);
         save(ntfsFolder / fs::path(arguments[i]).filename(), image);

@@ -182,7 +182,7 @@ TEST_F(NtfsToday, PackedSystemFilesAreExpanded) {
         EXPECT_TRUE(today.isWhole);
     }
     std::string left = whole;
-    for (const std::size_t chunk : {0, 2, 3})
+    for (const std::size_t chunk : {0U, 2U, 3U})
         std::fill_n(left.begin() + static_cast<std::ptrdiff_t>(chunk * 4096), 4096, '\0');
     EXPECT_TRUE(today.content(24) == left);
     EXPECT_EQ(today.reason(), Reason::SystemPacked);

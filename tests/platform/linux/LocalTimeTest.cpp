@@ -16,9 +16,9 @@ namespace {
 
 class LocalTime : public testing::Test {
 protected:
-    LocalTime() { moveTo("CET-1CEST,M3.5.0,M10.5.0/3"); }
+    void SetUp() override { moveTo("CET-1CEST,M3.5.0,M10.5.0/3"); }
 
-    ~LocalTime() override { moveTo("UTC"); }
+    void TearDown() override { moveTo("UTC"); }
 
     static void moveTo(const char* zone) {
         setenv("TZ", zone, 1);
