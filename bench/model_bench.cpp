@@ -7,6 +7,7 @@
 
 #include <QApplication>
 #include <QHeaderView>
+#include <QLineEdit>
 #include <QScrollBar>
 #include <QTest>
 #include <QTreeView>
@@ -27,6 +28,7 @@ constexpr int64 kFirstFile = 32;
 /// What a user takes for an answer without a wait, and for a movement without a stutter.
 constexpr double kMostToOpen = 1.0;
 constexpr double kMostPerStep = 0.050;
+constexpr double kMostToFind = 0.100;
 
 /// A volume that is only there to be shown.
 class NoVolume : public ZVolume {
@@ -132,6 +134,15 @@ void resultsPage(benchmark::State& state) {
         const double scrollSelected = shown(page, [&] { bar->setValue(bar->maximum() / 2); });
         page.setDirectoryChooser([](const QString&) { return QString(); });
         const double ask = shown(page, [&] { page.recoverSelectedFiles(); });
+        auto* line = page.findChild<QLineEdit*>(QStringLiteral("edtSearch"));
+        const auto search = [&](const char* text) {
+            return shown(page, [&] { line->setText(QLatin1String(text)); });
+        };
+        const double findAllSelected = search("photo");
+        const double clearSelected = search("");
+        view->clearSelection();
+        const double find = std::max({search("a"), search("99"), search("*99?.jpg")});
+        const double clear = search("");
         const double close = shown(page, [&] { page.cleanup(); });
 
         state.SetIterationTime(init + open + close);
@@ -140,6 +151,9 @@ void resultsPage(benchmark::State& state) {
         expectWithin(state, "select_step", select, kMostPerStep);
         expectWithin(state, "select_all", all, kMostToOpen);
         expectWithin(state, "ask", ask, kMostToOpen);
+        expectWithin(state, "search", find, kMostToFind);
+        expectWithin(state, "search_all_selected", findAllSelected, kMostToOpen);
+        expectWithin(state, "search_clear", std::max(clear, clearSelected), kMostToOpen);
         expectWithin(state, "close", close, kMostToOpen);
     }
 }

@@ -34,7 +34,11 @@ QModelIndex FileModel::parent(const QModelIndex& child) const {
     const kova::ZFileTreeNode* parentNode = tree->find(nodeFromIndex(child)->parentId);
     if (parentNode == nullptr || parentNode == rootNode)
         return {};
-    return createIndex(tree->rowOf(parentNode->id), 0, parentNode);
+    return indexOf(*parentNode);
+}
+
+QModelIndex FileModel::indexOf(const kova::ZFileTreeNode& node) const {
+    return createIndex(tree->rowOf(node.id), 0, &node);
 }
 
 int FileModel::rowCount(const QModelIndex& parent) const {

@@ -33,6 +33,9 @@ public:
     /// The node of an index; of an invalid one the root node, null when the tree has none.
     [[nodiscard]] const kova::ZFileTreeNode* nodeFromIndex(const QModelIndex& index) const;
 
+    /// The row of a node of the tree that has one.
+    [[nodiscard]] virtual QModelIndex indexOf(const kova::ZFileTreeNode& node) const;
+
 private:
     [[nodiscard]] QVariant text(const kova::ZFileTreeNode& node, int column) const;
     [[nodiscard]] QPixmap icon(const kova::ZFileTreeNode& node) const;

@@ -9,6 +9,7 @@
 #include "pages/NameColumnHeader.h"
 #include "pages/RecoveryWidget.h"
 #include "platform/Drives.h"
+#include "platform/Folder.h"
 #include "ui_ResultFrame.h"
 #include "workers/scanTexts.h"
 #include "workers/writeTrial.h"
@@ -17,9 +18,10 @@
 #include <QDebug>
 #include <QDir>
 #include <QFileDialog>
-#include <QItemSelectionModel>
 #include <QMenu>
 #include <QMessageBox>
+#include <QPushButton>
+#include <QShortcut>
 
 #include <algorithm>
 #include <chrono>
@@ -56,23 +58,38 @@ private:
     kova::ZCustomMedia& media_;
 };
 
+std::unique_ptr<Ui::ResultFrame> makeForm(ResultFrame& page) {
+    auto form = std::make_unique<Ui::ResultFrame>();
+    form->setupUi(&page);
+    return form;
+}
+
 } // namespace
 
 ResultFrame::ResultFrame(QWidget* parent)
-    : QWidget(parent), ui(std::make_unique<Ui::ResultFrame>()), header_(new NameColumnHeader) {
-    ui->setupUi(this);
+    : QWidget(parent), ui(makeForm(*this)), header_(new NameColumnHeader), files_(*ui->tree) {
     setFocusProxy(ui->tree);
-    ui->tree
-        ->lower(); // Before its siblings, also for who looks for the first that takes the focus.
+    // The tree comes first, also for who looks for the first that takes the focus.
+    ui->horSplitter->lower();
+    ui->tree->lower();
     ui->tree->setHeader(header_);
     ui->tree->setItemDelegate(new NameDelegate(ui->tree));
     ui->cmbView->hide();
+    ui->edtSearch->setEnabled(false);
     chooseDirectory_ = [this](const QString& start) {
         return QFileDialog::getExistingDirectory(this, tr("Select output directory"), start,
                                                  QFileDialog::ShowDirsOnly |
                                                      QFileDialog::DontResolveSymlinks);
     };
     connect(ui->tree, &QTreeView::clicked, this, &ResultFrame::onItemClicked);
+    connect(&files_, &FoundFiles::selectionChanged, this, &ResultFrame::showSum);
+    connect(ui->edtSearch, &SearchLine::textChanged, this, &ResultFrame::search);
+    connect(ui->edtSearch, &SearchLine::left, ui->tree, qOverload<>(&QWidget::setFocus));
+    const auto* find = new QShortcut(QKeySequence::Find, this);
+    connect(find, &QShortcut::activated, ui->edtSearch, [this] {
+        ui->edtSearch->setFocus();
+        ui->edtSearch->selectAll();
+    });
     connect(ui->horSplitter, &QSplitter::splitterMoved, this, &ResultFrame::onHorSplitterMoved);
 
     recoverAction_ = new QAction(tr("Recover the file(s)..."), this);
@@ -115,10 +132,8 @@ void ResultFrame::init(kova::ZVolume* volume, kova::ZFileTree* tree) {
     if (hasVolume())
         showThatNothingWasFound();
 
-    listing_ = kova::listCompleted(*tree);
-    // The view is painted while a recovery reads the tree in another thread.
-    tree->settle();
-    ui->tree->setModel(new FileModel(tree));
+    files_.show(*tree);
+    ui->edtSearch->setEnabled(true);
     header_->fitColumns();
 }
 
@@ -173,13 +188,12 @@ void ResultFrame::showFailure(const QString& reason) {
 void ResultFrame::cleanup() {
     stopRecovery();
     previewStop();
-    const QAbstractItemModel* model = ui->tree->model();
-    ui->tree->setModel(nullptr);
-    delete model;
+    ui->edtSearch->clear();
+    ui->edtSearch->setEnabled(false);
+    files_.clear();
     ui->lblFailure->hide();
     ui->lblGaps->hide();
     ui->horSplitter->show();
-    listing_.reset();
     found_.reset();
 }
 
@@ -197,14 +211,11 @@ void ResultFrame::customContextMenuRequested(QPoint /*pos*/) {
 }
 
 void ResultFrame::recoverSelectedFiles() {
-    if (ui->tree->selectionModel() == nullptr || !hasVolume() || found_.tree() == nullptr ||
-        isRecovering())
+    if (files_.listing() == nullptr || !hasVolume() || isRecovering())
         return;
-    RecoveryList list = selected();
-    if (list.ranges.empty()) {
-        notify(tr("Please, select files you want to recover"));
+    RecoveryList list = askForSelection();
+    if (list.ranges.empty())
         return;
-    }
     const QString directory = chooseDirectory_(lastOutputDir);
     // Events have been processed meanwhile.
     if (directory.isEmpty() || !hasVolume() || isRecovering())
@@ -221,33 +232,82 @@ void ResultFrame::recoverSelectedFiles() {
         return;
     }
     lastOutputDir = directory;
+    if (!askForRoom(directory, list))
+        return;
     startRecovery(directory, std::move(list));
 }
 
-RecoveryList ResultFrame::selected() const {
-    const QItemSelectionModel& selection = *ui->tree->selectionModel();
-    const auto& model = *qobject_cast<const FileModel*>(selection.model());
-    const auto placeOf = [&](int row, const QModelIndex& parent) {
-        return listing_->indexOf(model.nodeFromIndex(model.index(row, 0, parent))->id);
-    };
-    RecoveryList list;
-    list.listing = listing_.get();
-    // Whole rows are taken by the range: asking for the rows looks at each one again and again,
-    // for seconds when there are a million. Siblings follow each other in the listing, too.
-    bool onlyWholeRows = true;
-    for (const QItemSelectionRange& range : selection.selection()) {
-        if (range.width() == model.columnCount())
-            list.ranges.push_back({placeOf(range.top(), range.parent()),
-                                   listing_->rangeOf(placeOf(range.bottom(), range.parent())).end});
-        else
-            onlyWholeRows = false;
+RecoveryList ResultFrame::askForSelection() {
+    RecoveryList list{files_.listing(), files_.selected(), {}, nullptr};
+    if (list.ranges.empty()) {
+        notify(tr("Please, select files you want to recover"));
+        return list;
     }
-    if (!onlyWholeRows) {
-        for (const QModelIndex& row : selection.selectedRows(0))
-            list.ranges.push_back(listing_->rangeOf(placeOf(row.row(), row.parent())));
-    }
-    list.ranges = kova::united(std::move(list.ranges));
+    const kova::int64 all = files_.sumOf(list.ranges).files;
+    const kova::int64 shown = files_.shownSumOf(list.ranges).files;
+    if (all == shown)
+        return list;
+    const QString question =
+        tr("The search hides %1 of the %2 that are selected or lie in a selected folder.")
+            .arg(all - shown)
+            .arg(counted(all, "file"));
+    const auto answer = shown == 0 ? ask(question, tr("Recover all"))
+                                   : ask(question, tr("Recover all"), tr("Only what is shown"));
+    if (answer == QMessageBox::No)
+        list.leftOut = files_.hidden();
+    else if (answer != QMessageBox::Yes)
+        list.ranges.clear();
     return list;
+}
+
+/// Sizes are what the volume says, and what is left on a drive changes: the user may know better.
+bool ResultFrame::askForRoom(const QString& directory, const RecoveryList& list) {
+    platform::Folder folder;
+    folder.open(toWide(directory));
+    const kova::uint64 needed = promisedBytes(list);
+    const kova::uint64 room = folder.freeSpace().value_or(needed);
+    if (needed <= room)
+        return true;
+    return ask(tr("The selected files come to %1, but \"%2\" has room for %3 only. Recover what "
+                  "fits?")
+                   .arg(formatSize(static_cast<kova::int64>(needed)),
+                        displayName(QDir::toNativeSeparators(directory)),
+                        formatSize(static_cast<kova::int64>(room))),
+               tr("Recover")) == QMessageBox::Yes;
+}
+
+/// Asks a question that is answered by Yes and, unless its text is empty, No, or by Cancel. So it
+/// is when what it is about is gone meanwhile.
+QMessageBox::StandardButton ResultFrame::ask(const QString& question, const QString& yes,
+                                             const QString& no) {
+    QMessageBox box(QMessageBox::Question, QStringLiteral(" "), question,
+                    QMessageBox::Yes | QMessageBox::Cancel, this);
+    box.button(QMessageBox::Yes)->setText(yes);
+    if (!no.isEmpty())
+        box.addButton(QMessageBox::No)->setText(no);
+    box.setDefaultButton(QMessageBox::Cancel);
+    const auto answer = static_cast<QMessageBox::StandardButton>(box.exec());
+    return hasVolume() && !isRecovering() ? answer : QMessageBox::Cancel;
+}
+
+void ResultFrame::search() {
+    const kova::int64 found = files_.search(ui->edtSearch->text());
+    ui->lblFound->setText(files_.isSearching() ? tr("%1 found").arg(found) : QString());
+}
+
+/// Says what a recovery would write.
+void ResultFrame::showSum() {
+    const std::vector<kova::ZTreeListing::Range> ranges = files_.selected();
+    if (ranges.empty()) {
+        ui->lblSelected->setText({});
+        return;
+    }
+    const FileSum sum = files_.sumOf(ranges);
+    const kova::int64 hidden = sum.files - files_.shownSumOf(ranges).files;
+    ui->lblSelected->setText(
+        tr("Selected: %1, %2")
+            .arg(counted(sum.files, "file"), formatSize(static_cast<kova::int64>(sum.bytes))) +
+        (hidden == 0 ? QString() : tr(" (%1 hidden by the search)").arg(hidden)));
 }
 
 QString ResultFrame::drivePrefix() const {

@@ -1,12 +1,13 @@
 #pragma once
 
-#include "engine/ZTreeListing.h"
+#include "pages/FoundFiles.h"
 #include "pages/PreviewType.h"
 #include "workers/RecoveryList.h"
 #include "workers/RecoveryRun.h"
 #include "workers/ScannedVolume.h"
 
 #include <QAction>
+#include <QMessageBox>
 #include <QModelIndex>
 #include <QPointer>
 #include <QWidget>
@@ -107,8 +108,13 @@ private:
     /// The content of the file behind `index`; throws the message that says why there is none.
     [[nodiscard]] std::vector<kova::uint8> readForPreview(const QModelIndex& index);
 
-    /// The rows that are selected, with all below them.
-    [[nodiscard]] RecoveryList selected() const;
+    void search();
+    void showSum();
+    /// What is selected, less what the user does not mean; without ranges when there is nothing.
+    [[nodiscard]] RecoveryList askForSelection();
+    [[nodiscard]] bool askForRoom(const QString& directory, const RecoveryList& list);
+    QMessageBox::StandardButton ask(const QString& question, const QString& yes,
+                                    const QString& no = {});
     [[nodiscard]] QString drivePrefix() const;
     [[nodiscard]] bool liesOnScannedDrive(const QString& directory) const;
     void notify(const QString& text);
@@ -126,7 +132,7 @@ private:
     QAction* asImageAction_;
 
     ScannedVolume found_;
-    std::unique_ptr<kova::ZTreeListing> listing_; ///< Of its tree; null without one.
+    FoundFiles files_; ///< In its tree.
 
     QString previewName; ///< Of the file that was asked for last.
     QModelIndex lastPreviewedIndex;

@@ -16,6 +16,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLineEdit>
 #include <QMenu>
 #include <QMessageBox>
 #include <QPlainTextEdit>
@@ -91,8 +92,8 @@ private:
 
 /// Runs `action` and answers the message boxes it shows; returns their texts.
 template <typename Action>
-QStringList boxesOf(Action action) {
-    Answers answers(QMessageBox::Ok);
+QStringList boxesOf(Action action, QMessageBox::StandardButton button = QMessageBox::Ok) {
+    Answers answers(button);
     action();
     return answers.takeTexts();
 }
@@ -507,6 +508,142 @@ TEST_F(ResultFrameTest, WithoutAVolumeItOnlySaysWhy) {
     openGated();
     EXPECT_FALSE(reason->isVisible());
     EXPECT_TRUE(view()->isVisible());
+}
+
+/// A search in folders with a few files, each of which is as large as its name is long.
+class SearchTest : public ResultFrameTest {
+protected:
+    SearchTest() {
+        auto* shown = new ZFileTree;
+        shown->rootId = 5;
+        add(*shown, 5, kova::kNoParent, L"", true);
+        add(*shown, 10, 5, L"photos", true);
+        add(*shown, 11, 10, L"beach.JPG");
+        add(*shown, 12, 10, L"notes.txt");
+        add(*shown, 13, 10, L"dune.jpg");
+        add(*shown, 20, 5, L"letters", true);
+        add(*shown, 21, 20, L"to the Beach.doc");
+        add(*shown, 30, 31, L"circle", true);
+        add(*shown, 31, 30, L"round.jpg", true);
+        media = new TestMedia(std::vector<kova::uint8>(2048));
+        media->open(L"\\\\.\\Q:");
+        auto* again = new GatedVolume(media, volumeAlive);
+        again->gate.release(100);
+        page->init(again, shown);
+    }
+
+    static void add(ZFileTree& tree, int64 id, int64 parentId, std::wstring name,
+                    bool isDirectory = false) {
+        ZFileTreeNode node;
+        node.id = id;
+        node.parentId = parentId;
+        node.isDirectory = isDirectory;
+        node.size = isDirectory ? 0 : static_cast<int64>(name.size());
+        node.name = std::move(name);
+        tree.insert(node);
+    }
+
+    void search(const QString& text) {
+        auto* line = child<QLineEdit>("edtSearch");
+        QTest::keyClick(page.get(), Qt::Key_F, Qt::ControlModifier);
+        line->clear();
+        QTest::keyClicks(line, text);
+        QTest::keyClick(line, Qt::Key_Down);
+    }
+
+    /// The rows that can be seen, those selected with "+" before their names.
+    QStringList rows() {
+        QStringList rows;
+        for (QModelIndex row = view()->model()->index(0, 0); row.isValid();
+             row = view()->indexBelow(row))
+            rows += (view()->selectionModel()->isSelected(row) ? QStringLiteral("+") : QString()) +
+                    row.data().toString();
+        return rows;
+    }
+
+    QStringList written() {
+        recover();
+        EXPECT_TRUE(waitUntilRecovered());
+        QStringList names;
+        QDirIterator files(answer, QDir::Files, QDirIterator::Subdirectories);
+        while (files.hasNext())
+            names += QDir(answer).relativeFilePath(files.next());
+        names.sort();
+        return names;
+    }
+};
+
+TEST_F(SearchTest, NarrowsTheTreeAndGivesItBack) {
+    const QModelIndex photos = rowNamed(QStringLiteral("photos"));
+    view()->expand(photos);
+    click(rowNamed(QStringLiteral("notes.txt"), photos));
+    EXPECT_EQ(label("lblSelected"), QStringLiteral("Selected: 1 file, 9 bytes"));
+
+    search(QStringLiteral("BEACH"));
+    EXPECT_EQ(rows(), QStringList({QStringLiteral("photos"), QStringLiteral("beach.JPG"),
+                                   QStringLiteral("letters"), QStringLiteral("to the Beach.doc")}));
+    EXPECT_EQ(label("lblFound"), QStringLiteral("2 found"));
+    EXPECT_EQ(label("lblSelected"),
+              QStringLiteral("Selected: 1 file, 9 bytes (1 hidden by the search)"));
+    const QAbstractItemModelTester tester(view()->model(),
+                                          QAbstractItemModelTester::FailureReportingMode::Fatal);
+    click(rowNamed(QStringLiteral("beach.JPG"), rowNamed(QStringLiteral("photos"))));
+
+    search(QStringLiteral("*.jp?"));
+    EXPECT_EQ(rows(),
+              QStringList({QStringLiteral("photos"), QStringLiteral("+beach.JPG"),
+                           QStringLiteral("dune.jpg"), QStringLiteral("Files with unknown path"),
+                           QStringLiteral("circle"), QStringLiteral("round.jpg")}));
+
+    QTest::keyClick(child<QLineEdit>("edtSearch"), Qt::Key_Escape);
+    EXPECT_EQ(rows(),
+              QStringList({QStringLiteral("photos"), QStringLiteral("+beach.JPG"),
+                           QStringLiteral("+notes.txt"), QStringLiteral("dune.jpg"),
+                           QStringLiteral("letters"), QStringLiteral("Files with unknown path")}));
+    EXPECT_EQ(label("lblFound"), QString());
+    EXPECT_EQ(label("lblSelected"), QStringLiteral("Selected: 2 files, 18 bytes"));
+}
+
+TEST_F(SearchTest, WhatItHidesIsNotRecoveredWithoutAWord) {
+    search(QStringLiteral("dune"));
+    click(rowNamed(QStringLiteral("photos")));
+    QStringList names;
+    EXPECT_EQ(boxesOf([&] { names = written(); }, QMessageBox::Cancel),
+              QStringList{QStringLiteral("The search hides 2 of the 3 files that are selected or "
+                                         "lie in a selected folder.")});
+    EXPECT_TRUE(names.isEmpty());
+    boxesOf([&] { names = written(); }, QMessageBox::No);
+    EXPECT_EQ(names, QStringList{QStringLiteral("photos/dune.jpg")});
+    boxesOf([&] { names = written(); }, QMessageBox::Yes);
+    EXPECT_EQ(names.size(), 4);
+    EXPECT_TRUE(names.contains(QStringLiteral("photos/notes.txt")));
+}
+
+TEST_F(SearchTest, SpaceIsAClick) {
+    const QSignalSpy clicks(view(), &QTreeView::clicked);
+    view()->setCurrentIndex(rowNamed(QStringLiteral("letters")));
+    QTest::keyClick(view(), Qt::Key_Space);
+    ASSERT_EQ(clicks.size(), 1);
+    EXPECT_EQ(clicks[0][0].toModelIndex().data(), QStringLiteral("letters"));
+    EXPECT_EQ(shownPreview(), QStringLiteral("pageNoPreview"));
+    QTest::keyClicks(view(), QStringLiteral("f w"));
+    EXPECT_EQ(clicks.size(), 1) << "a blank within a name";
+}
+
+TEST_F(ResultFrameTest, AsksWhenTheOutputHasNotThatMuchRoom) {
+    GatedVolume& volume = openGated();
+    volume.gate.release(3);
+    auto* node = const_cast<ZFileTreeNode*>(
+        qobject_cast<FileModel*>(view()->model())->nodeFromIndex(view()->model()->index(0, 0)));
+    node->size = int64{1} << 55;
+    view()->selectAll();
+    const QStringList asked = boxesOf([this] { recover(); }, QMessageBox::Cancel);
+    ASSERT_EQ(asked.size(), 1);
+    EXPECT_TRUE(asked[0].startsWith(QStringLiteral("The selected files come to 33554432.00")));
+    EXPECT_FALSE(page->isRecovering());
+    boxesOf([this] { recover(); }, QMessageBox::Yes);
+    ASSERT_TRUE(waitUntilRecovered());
+    EXPECT_TRUE(QFile::exists(answer + QStringLiteral("/c")));
 }
 
 } // namespace
