@@ -95,19 +95,21 @@ public:
 
 protected:
     void follow(ContentReader& reader, MeasuredContent& found) const override {
-        const uint64 end = textRun(reader).end;
-        const auto head = reader.some(0, std::min<uint64>(end, kMostHeader));
+        const TextRun run = textRun(reader);
+        const auto head = reader.some(0, std::min<uint64>(run.end, kMostHeader));
         const std::string header(viewOf(head));
         if (header.starts_with(kMailboxLine)) {
             found.type = &kTypes[1];
-            return found.endsAt(end);
+            return run.tell(found);
         }
         found.title = text::fromUtf8(field(header, "Subject:"));
         found.date = dateOf(field(header, "Date:"));
         const std::string last = lastBoundary(header);
-        if (!last.empty() && !reader.find(last, 0, end))
-            return found.breaks(end, end);
-        found.endsAt(end);
+        if (last.empty())
+            return run.tell(found);
+        if (!reader.find(last, 0, run.end))
+            return found.breaks(run.end, run.end);
+        found.endsAt(run.end);
     }
 
 private:

@@ -190,19 +190,24 @@ private:
         XmlWalk walk(reader);
         const auto end = walk.rootEnd();
         found.type = &kTypes[walk.rootName() == "svg" ? 2 : walk.rootName() == "html" ? 0 : 1];
-        if (!end)
-            return found.breaks(walk.at() - 1, walk.at() - 1);
-        found.endsAt(afterSpace(reader, *end));
+        if (end)
+            return found.endsAt(afterSpace(reader, *end));
+        // Many a program leaves a tag open; the text has its end all the same.
+        const TextRun run = textRun(reader);
+        if (run.isPadded)
+            found.endsAt(run.end);
+        else
+            found.breaks(walk.at() - 1, walk.at() - 1);
     }
 
-    /// Browsers forgive everything, so that a file is whole if it has its last tag.
+    /// Browsers forgive everything, so that a file is whole if it has its last tag, or ends.
     static void followHtml(ContentReader& reader, MeasuredContent& found) {
-        const uint64 end = textRun(reader).end;
+        const TextRun run = textRun(reader);
         const uint64 closed = afterLastTag(reader);
         found.title = title(reader);
         if (closed == 0)
-            return found.breaks(end, end);
-        found.endsAt(std::max(end, closed));
+            return run.tell(found);
+        found.endsAt(std::max(run.end, closed));
     }
 
     /// Behind the last "</html>" of the text; 0 for none.

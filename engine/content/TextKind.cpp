@@ -33,7 +33,7 @@ protected:
     void follow(ContentReader& reader, MeasuredContent& found) const override {
         const TextRun run = textRun(reader);
         if (run.end > 0)
-            found.endsAt(run.end);
+            run.tell(found);
     }
 };
 

@@ -90,6 +90,17 @@ bool isTextUnit(uint16 unit) {
     return unit >= 0x80 ? unit < 0xFFFE : isAscii(static_cast<uint8>(unit));
 }
 
+/// The smallest sector, and the least that a file is padded to.
+constexpr uint64 kSector = 512;
+
+/// Whether nothing but zeros lies between `end` and the end of its sector.
+bool isPaddedAt(ContentReader& reader, uint64 end) {
+    const uint64 border = (end + kSector - 1) / kSector * kSector;
+    // A text may fill its last sector.
+    const uint64 to = std::min(border == end ? end + kSector : border, reader.size());
+    return reader.zerosEnd(end, to) == to;
+}
+
 TextRun wideRun(ContentReader& reader, std::size_t high) {
     constexpr uint64 kUnit = 2;
     uint64 at = kUnit;
@@ -98,7 +109,7 @@ TextRun wideRun(ContentReader& reader, std::size_t high) {
         if (!isTextUnit(static_cast<uint16>((unit[high] << 8) | unit[1 - high])))
             break;
     }
-    return {at, true};
+    return {at, isPaddedAt(reader, at)};
 }
 
 } // namespace
@@ -117,7 +128,7 @@ TextRun textRun(ContentReader& reader) {
     while (true) {
         const int byte = characters.next();
         if (byte <= 0)
-            return {end, false};
+            return {end, isPaddedAt(reader, end)};
         if (!checker.take(static_cast<uint8>(byte)))
             return {line > 0 ? line : end, false};
         if (!checker.inCharacter())

@@ -6,8 +6,18 @@ namespace kova {
 
 /// Characters in a row.
 struct TextRun {
-    uint64 end = 0;    ///< Offset behind its last character; cut to whole lines if no zero ends it.
-    bool wide = false; ///< UTF-16; otherwise UTF-8 or one of the encodings of a byte a character.
+    uint64 end = 0; ///< Offset behind its last character; cut to whole lines if no zero ends it.
+    /// Zeros to the end of the sector follow, as behind a file, or nothing at all: without them
+    /// the text goes on elsewhere, or is a part of something that is no text.
+    bool isPadded = false;
+
+    /// Says so in `found`: only a padded text has its end.
+    void tell(MeasuredContent& found) const {
+        if (isPadded)
+            found.endsAt(end);
+        else
+            found.breaks(end, end);
+    }
 };
 
 /// How far there is nothing but text from the source's beginning on: characters of UTF-8, of a

@@ -69,6 +69,7 @@ constexpr uint64 kEnd64SizeAt = 4;
 constexpr uint64 kEnd64Header = 12;
 constexpr uint64 kLocator64Bytes = 20;
 constexpr uint64 kEndBytes = 22;
+constexpr uint64 kDirectoryAt = 16; ///< Where the directory begins (4).
 constexpr uint64 kCommentAt = 20;
 
 /// One member of the archive.
@@ -137,6 +138,7 @@ protected:
         }
         if (reader.matches(at, kExtraData))
             at += 8 + uint64{reader.le<uint32>(at + 4)};
+        const uint64 directory = at;
         while (reader.matches(at, kCentral))
             at += kCentralBytes + uint64{reader.le<uint16>(at + kCentralNameAt)} +
                   reader.le<uint16>(at + kCentralNameAt + 2) +
@@ -153,6 +155,10 @@ protected:
             at += kLocator64Bytes;
         if (!reader.matches(at, kEnd))
             return found.breaks(at, at);
+        // The rest of an archive whose beginning lies elsewhere.
+        const auto recorded = reader.le<uint32>(at + kDirectoryAt);
+        if (recorded != kIn64 && recorded > directory)
+            return;
         found.endsAt(at + kEndBytes + reader.le<uint16>(at + kCommentAt));
     }
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
+#include <map>
 
 namespace kova {
 
@@ -22,6 +22,13 @@ constexpr std::size_t kBlockShown = 4096;
 constexpr uint64 kSmallestIncomplete = 8192;
 /// A few characters are no text.
 constexpr uint64 kShortestText = 64;
+/// The smallest sector.
+constexpr uint64 kSector = 512;
+/// Bytes before a file that tell whether something else goes on in it, if none of them is zero.
+constexpr uint64 kTail = 16;
+/// Of all that was found, one part in this many has to begin on a grid for it to be one.
+constexpr std::size_t kGridShare = 20;
+constexpr std::size_t kGridFiles = 3;
 
 } // namespace
 
@@ -41,8 +48,7 @@ void ContentSearch::measureOne(const Start& start) {
         return;
     PlacedSource source(media_, space_, start.position);
     const MeasuredContent content = start.kind->measure(source);
-    const bool isTooShort = start.certainty == Certainty::Weak && content.length < kShortestText;
-    if (content.state == ContentState::Whole && !isTooShort)
+    if (content.state == ContentState::Whole)
         accept(source, content);
     if (content.state != ContentState::Incomplete)
         return;
@@ -51,6 +57,52 @@ void ContentSearch::measureOne(const Start& start) {
     const bool ranOut = content.length >= source.size();
     if (start.certainty == Certainty::Structure && !ranOut)
         soundEnd_ = start.position + content.length;
+}
+
+/// Measures what is told by little: it has to stand alone, behind the end of something else and
+/// before the end of its sector, or before another file.
+void ContentSearch::measureWeak(const Start& start) {
+    if (taken_.at(start.position))
+        return;
+    PlacedSource source(media_, space_, start.position);
+    MeasuredContent content = start.kind->measure(source);
+    if (content.state == ContentState::NotThis || content.length < kShortestText)
+        return;
+    const bool fillsClusters = content.length % space_.unitBytes() == 0 &&
+                               taken_.at(start.position + content.length).has_value();
+    if (content.state == ContentState::Incomplete && fillsClusters)
+        content.endsAt(content.length);
+    if (goesOnInto(start.position))
+        content.breaks(content.length, content.length);
+    if (content.state == ContentState::Whole)
+        accept(source, content);
+    else
+        keepIncomplete({start, content});
+}
+
+/// Whether what lies before this place seems to go on in it.
+bool ContentSearch::goesOnInto(uint64 position) {
+    if (position < kSector || !space_.isFree(position - 1) || taken_.at(position - 1))
+        return false;
+    PlacedSource before(media_, space_, position - kSector);
+    std::array<uint8, kTail> tail{};
+    const std::size_t held = before.read(kSector - kTail, tail);
+    return held == tail.size() && std::ranges::count(tail, 0) == 0;
+}
+
+/// Where in a cluster of the usual size files begin: by today's clusters, and where many of those
+/// do that were found, which volumes had that were here before.
+std::set<uint64> ContentSearch::grids() const {
+    const uint64 unit = space_.unitBytes();
+    std::map<uint64, std::size_t> counts;
+    for (const ContentFind& find : finds_)
+        ++counts[find.place.front().start % unit];
+    std::set<uint64> grids = {space_.firstByte() % unit};
+    for (const auto& [grid, count] : counts) {
+        if (count >= kGridFiles && count * kGridShare >= finds_.size())
+            grids.insert(grid);
+    }
+    return grids;
 }
 
 void ContentSearch::accept(PlacedSource& source, const MeasuredContent& content) {
@@ -77,15 +129,14 @@ void ContentSearch::finish(const TakenSpace& known, const std::function<bool()>&
             return isSettled(broken) || (goesOn() && (this->*step)(broken));
         });
     }
-    // Text begins at the start of a cluster or not at all.
-    const uint64 unit = space_.unitBytes();
-    soundEnd_ = 0;
-    for (const Start& start : weak_) {
-        if (start.position % unit == 0 && goesOn())
-            measureOne(start);
-    }
     for (const Broken& broken : broken_)
         keepIncomplete(broken);
+    // Text begins at the start of a cluster or not at all.
+    const std::set<uint64> grids = this->grids();
+    for (const Start& start : weak_) {
+        if (grids.contains(start.position % space_.unitBytes()) && goesOn())
+            measureWeak(start);
+    }
     std::sort(finds_.begin(), finds_.end(), [](const ContentFind& a, const ContentFind& b) {
         return a.place.front().start < b.place.front().start;
     });
@@ -183,7 +234,7 @@ void ContentSearch::keepIncomplete(const Broken& broken) {
     const MeasuredContent& content = broken.content;
     // What only ran out of drive tells nothing about where it ended.
     const bool ranOut = content.length >= space_.mediaBytes() - broken.start.position;
-    if (broken.start.certainty != Certainty::Structure || content.length < kSmallestIncomplete ||
+    if (broken.start.certainty == Certainty::Magic || content.length < kSmallestIncomplete ||
         ranOut || isSettled(broken))
         return;
     PlacedSource source(media_, space_, broken.start.position, &taken_);

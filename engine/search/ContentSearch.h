@@ -7,6 +7,7 @@
 #include "engine/search/TakenSpace.h"
 
 #include <functional>
+#include <set>
 #include <vector>
 
 namespace kova {
@@ -43,6 +44,9 @@ private:
     };
 
     void measureOne(const Start& start);
+    void measureWeak(const Start& start);
+    bool goesOnInto(uint64 position);
+    [[nodiscard]] std::set<uint64> grids() const;
     void accept(PlacedSource& source, const MeasuredContent& content);
     bool isSettled(const Broken& broken);
     bool retryAround(Broken& broken);

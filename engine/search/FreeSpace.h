@@ -24,6 +24,9 @@ public:
         return clusters_.bytes == 0 ? kUsualCluster : std::min(clusters_.bytes, kUsualCluster);
     }
 
+    /// Where the first of today's clusters begins; 0 without any.
+    [[nodiscard]] uint64 firstByte() const { return clusters_.start; }
+
     [[nodiscard]] bool isFree(uint64 byte) const;
 
     /// Whether a file may lie there: anywhere, or in a cluster where there are any.
