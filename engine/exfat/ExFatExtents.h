@@ -1,7 +1,7 @@
 #pragma once
 
+#include "engine/ClusterRanges.h"
 #include "engine/PieceFinder.h"
-#include "engine/exfat/ClusterRanges.h"
 #include "engine/exfat/ExFatBitmap.h"
 #include "engine/exfat/ExFatGeometry.h"
 #include "engine/exfat/ExFatPlaces.h"

@@ -185,8 +185,16 @@ void FatPlaceFinder::place(FatFound& found, const FatFolderItem& item, Neighbour
         if (best->isInOrder && best->fit == Fit::Yes)
             break;
     }
-    if (best == nullptr)
-        return;
+    if (best == nullptr) {
+        // A suffix may promise what the file is not; its neighbours leave just this gap for it.
+        const auto fitsGap = std::ranges::find_if(candidates, [&](const Candidate& candidate) {
+            return neighbours.isFile && candidate.distance == 0 && candidate.isInOrder &&
+                   candidate.hasRoom && !candidate.isClaimed;
+        });
+        if (fitsGap == candidates.end())
+            return;
+        best = &*fitsGap;
+    }
     const bool isClear = best->fit == Fit::Yes || neighbours.isFile || second == nullptr;
     const bool isTie = second != nullptr && second->weight() == best->weight() &&
                        second->distance / kClearlyFarther < best->distance;

@@ -1,5 +1,7 @@
 #include "engine/fat/FatSurvey.h"
 
+#include "engine/ClusterRanges.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -179,6 +181,9 @@ void FatSurvey::takeEntry(uint32 folder) {
     const FatDirectoryEntry entry = parser_.entry();
     if (parser_.isDots())
         return;
+    // Something else was written over it: no file is without bytes and dates.
+    if (!entry.exists() && !entry.isDirectory() && entry.size() == 0 && entry.writeDate() == 0)
+        return;
     const uint32 cluster = parser_.firstCluster();
     const bool isInUse =
         volume_.geometry_.isDataCluster(cluster) && !volume_.table_.isFree(cluster);
@@ -340,21 +345,23 @@ void FatSurvey::markDoubts() {
             addStart(found, item.clusters);
         volume_.use_.addDeleted(found.place.first);
     }
-    std::sort(claims.begin(), claims.end(),
-              [](const Claim& a, const Claim& b) { return a.first < b.first; });
-    const Claim* furthest = nullptr;
+    const auto stampOf = [](const Claim& of) { return of.found->place.created; };
+    // The youngest first; of those made in the same moment the one behind is taken for younger.
+    std::sort(claims.begin(), claims.end(), [stampOf](const Claim& a, const Claim& b) {
+        return stampOf(a) != stampOf(b) ? stampOf(a) > stampOf(b) : a.first > b.first;
+    });
+    ClusterRanges younger;
+    const Claim* last = nullptr;
     for (const Claim& claim : claims) {
-        if (furthest != nullptr && claim.first < furthest->end) {
-            const auto stampOf = [](const Claim& of) { return of.found->place.created; };
-            // A renamed file has two entries, and both tell the truth.
-            const bool isSame = claim.first == furthest->first && claim.end == furthest->end &&
-                                stampOf(claim) == stampOf(*furthest);
-            const Claim& older = stampOf(claim) < stampOf(*furthest) ? claim : *furthest;
-            if (!isSame)
-                older.found->place.certainty = FatPlace::Certainty::Doubted;
-        }
-        if (furthest == nullptr || claim.end > furthest->end)
-            furthest = &claim;
+        // A renamed file has two entries, and both tell the truth.
+        const bool isSame = last != nullptr && claim.first == last->first &&
+                            claim.end == last->end && stampOf(claim) == stampOf(*last);
+        if (isSame)
+            claim.found->place.certainty = last->found->place.certainty;
+        else if (younger.overlap(claim.first, claim.end - claim.first) > 0)
+            claim.found->place.certainty = FatPlace::Certainty::Doubted;
+        younger.add(claim.first, claim.end - claim.first);
+        last = &claim;
     }
 }
 

@@ -1,4 +1,4 @@
-#include "engine/exfat/ClusterRanges.h"
+#include "engine/ClusterRanges.h"
 
 #include <algorithm>
 #include <iterator>
