@@ -1,7 +1,7 @@
 #pragma once
 
-#include "engine/IdTable.h"
 #include "engine/ClusterRanges.h"
+#include "engine/IdTable.h"
 #include "engine/exfat/ExFatGeometry.h"
 
 #include <cstddef>
