@@ -13,13 +13,13 @@ using Kind = const ContentKind& (*)();
 
 /// Of kinds that are equally sure of the same bytes the first one here is taken.
 constexpr Kind kKinds[] = {
-    jpegKind,   pngKind,          gifKind,         bmpKind,           tiffKind,     isoMediaKind,
-    riffKind,   psdKind,          matroskaKind,    asfKind,           flvKind,      mp3Kind,
-    adtsKind,   flacKind,         oggKind,         aiffKind,          midiKind,     pdfKind,
-    zipKind,    compoundFileKind, rtfKind,         sqliteKind,        sevenZipKind, rarKind,
-    gzipKind,   bzip2Kind,        xzKind,          tarKind,           isoKind,      peKind,
-    elfKind,    pstKind,          mpegProgramKind, mpegTransportKind, cardKind,     mailKind,
-    markupKind, textKind};
+    jpegKind,          pngKind,          gifKind,      bmpKind,    tiffKind,     isoMediaKind,
+    riffKind,          psdKind,          matroskaKind, asfKind,    flvKind,      mp3Kind,
+    adtsKind,          flacKind,         oggKind,      aiffKind,   midiKind,     pdfKind,
+    zipKind,           compoundFileKind, rtfKind,      sqliteKind, sevenZipKind, rarKind,
+    gzipKind,          bzip2Kind,        xzKind,       tarKind,    isoKind,      peKind,
+    elfKind,           pstKind,          fontKind,     iconKind,   arKind,       mpegProgramKind,
+    mpegTransportKind, cardKind,         mailKind,     markupKind, textKind};
 
 struct SuffixOf {
     std::wstring_view suffix;
@@ -34,6 +34,7 @@ constexpr SuffixOf kSuffixes[] = {
     {L"3gpp", isoMediaKind},
     {L"3mf", zipKind},
     {L"7z", sevenZipKind},
+    {L"a", arKind},
     {L"aab", zipKind},
     {L"aac", adtsKind},
     {L"adts", adtsKind},
@@ -66,7 +67,9 @@ constexpr SuffixOf kSuffixes[] = {
     {L"cs", textKind},
     {L"css", textKind},
     {L"csv", textKind},
+    {L"cur", iconKind},
     {L"cxx", textKind},
+    {L"deb", arKind},
     {L"dib", bmpKind},
     {L"diff", textKind},
     {L"divx", riffKind},
@@ -105,6 +108,7 @@ constexpr SuffixOf kSuffixes[] = {
     {L"html", markupKind},
     {L"html", textKind},
     {L"ical", cardKind},
+    {L"ico", iconKind},
     {L"ics", cardKind},
     {L"ics", textKind},
     {L"ifb", cardKind},
@@ -180,6 +184,7 @@ constexpr SuffixOf kSuffixes[] = {
     {L"opus", oggKind},
     {L"orf", tiffKind},
     {L"ost", pstKind},
+    {L"otf", fontKind},
     {L"otp", zipKind},
     {L"ots", zipKind},
     {L"ott", zipKind},
@@ -247,6 +252,7 @@ constexpr SuffixOf kSuffixes[] = {
     {L"ts", mpegTransportKind},
     {L"ts", textKind},
     {L"tsv", textKind},
+    {L"ttf", fontKind},
     {L"txt", textKind},
     {L"txz", xzKind},
     {L"url", textKind},
@@ -267,6 +273,8 @@ constexpr SuffixOf kSuffixes[] = {
     {L"whl", zipKind},
     {L"wma", asfKind},
     {L"wmv", asfKind},
+    {L"woff", fontKind},
+    {L"woff2", fontKind},
     {L"xhtml", markupKind},
     {L"xhtml", textKind},
     {L"xls", compoundFileKind},

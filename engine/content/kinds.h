@@ -43,5 +43,8 @@ namespace kova {
 [[nodiscard]] const ContentKind& peKind();
 [[nodiscard]] const ContentKind& elfKind();
 [[nodiscard]] const ContentKind& pstKind();
+[[nodiscard]] const ContentKind& fontKind();
+[[nodiscard]] const ContentKind& iconKind();
+[[nodiscard]] const ContentKind& arKind();
 
 } // namespace kova

@@ -81,6 +81,35 @@ bool applyTrueFixups(std::span<uint8> record) {
     return true;
 }
 
+std::optional<IndexEntry> IndexEntry::decode(std::span<const uint8> bytes) {
+    constexpr std::size_t kValue = 0x10;
+    constexpr std::size_t kName = 0x52;
+    constexpr uint32 kDirectory = 0x10000000;
+    constexpr std::size_t kSubnodeBytes = 8;
+    if (bytes.size() < kShortest)
+        return std::nullopt;
+    IndexEntry entry;
+    entry.length = readLe<uint16>(bytes, 0x08);
+    const std::size_t nameBytes = std::size_t{2} * readLe<uint8>(bytes, 0x50);
+    const std::size_t valueBytes = kName - kValue + nameBytes;
+    const std::size_t wanted = (kValue + valueBytes + kStep - 1) / kStep * kStep;
+    const bool hasSubnode = (readLe<uint16>(bytes, 0x0C) & 1) != 0;
+    if (nameBytes == 0 || readLe<uint16>(bytes, 0x0A) != valueBytes ||
+        entry.length != wanted + (hasSubnode ? kSubnodeBytes : 0) || entry.length > bytes.size())
+        return std::nullopt;
+    entry.reference = readLe<uint64>(bytes, 0x00);
+    entry.parent = readLe<uint64>(bytes, kValue);
+    entry.creationTime = readLe<int64>(bytes, 0x18);
+    entry.modificationTime = readLe<int64>(bytes, 0x20);
+    entry.size = readLe<int64>(bytes, 0x40);
+    entry.isDirectory = (readLe<uint32>(bytes, 0x48) & kDirectory) != 0;
+    entry.nameSpace = readLe<uint8>(bytes, 0x51);
+    entry.name = bytes.subspan(kName, nameBytes);
+    const bool isPlausible = entry.nameSpace <= FileNameValue::Win32AndDos && entry.size >= 0 &&
+                             sequenceOf(entry.reference) != 0 && sequenceOf(entry.parent) != 0;
+    return isPlausible ? std::optional(entry) : std::nullopt;
+}
+
 AttributeHeader::AttributeHeader(std::span<const uint8> record, std::size_t offset) {
     if (offset >= record.size())
         fail();

@@ -4,6 +4,7 @@
 #include "engine/types.h"
 
 #include <cstddef>
+#include <optional>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -102,6 +103,27 @@ struct IndexBlock {
     static constexpr std::size_t kSignature = 0x00;   ///< "INDX"
     static constexpr std::size_t kVcn = 0x10;         ///< u64, of the block in its index
     static constexpr std::size_t kHeaderBytes = 0x18; ///< Up to the header of its entries.
+};
+
+/// An entry of a folder's index: which file has a name in it.
+struct IndexEntry {
+    /// Entries begin at multiples of this, in blocks as in records.
+    static constexpr std::size_t kStep = 8;
+    /// With a name of one character.
+    static constexpr std::size_t kShortest = 0x58;
+
+    uint64 reference = 0;        ///< 0x00, u64, record and sequence number of the file
+    uint64 parent = 0;           ///< 0x10, u64, those of the folder
+    int64 creationTime = 0;      ///< 0x18, FILETIME
+    int64 modificationTime = 0;  ///< 0x20, FILETIME
+    int64 size = 0;              ///< 0x40, i64, as of when the file was closed last
+    bool isDirectory = false;    ///< A bit of the attributes at 0x48, u32
+    uint8 nameSpace = 0;         ///< 0x51, u8
+    std::span<const uint8> name; ///< 0x52, UTF-16; its length in units is the u8 at 0x50
+    std::size_t length = 0;      ///< 0x08, u16, bytes of the entry
+
+    /// Decodes what may be an entry; nothing where its lengths do not agree, or it names no file.
+    static std::optional<IndexEntry> decode(std::span<const uint8> bytes);
 };
 
 /// Puts the fixups of a record or block of whole strides in place. False when they do not agree

@@ -106,7 +106,9 @@ std::set<uint64> ContentSearch::grids() const {
 }
 
 void ContentSearch::accept(PlacedSource& source, const MeasuredContent& content) {
-    ContentFind find{source.place(content.length), content};
+    ContentFind find;
+    find.place = source.place(content.length);
+    find.content = content;
     if (find.place.empty())
         return;
     taken_.add(find.place);
@@ -238,7 +240,9 @@ void ContentSearch::keepIncomplete(const Broken& broken) {
         ranOut || isSettled(broken))
         return;
     PlacedSource source(media_, space_, broken.start.position, &taken_);
-    ContentFind find{source.place(content.length), content};
+    ContentFind find;
+    find.place = source.place(content.length);
+    find.content = content;
     if (find.place.empty())
         return;
     taken_.add(find.place); // The sums of what is given out stay within the media.

@@ -6,10 +6,12 @@
 #include "engine/search/FreeSpace.h"
 #include "engine/search/KnownFiles.h"
 #include "engine/search/ZFoundByContent.h"
+#include "engine/search/nameFinds.h"
 #include "engine/search/remnants/ExFatRemnants.h"
 #include "engine/search/remnants/ExFatSetFinder.h"
 #include "engine/search/remnants/FatFolderFinder.h"
 #include "engine/search/remnants/FatRemnants.h"
+#include "engine/search/remnants/NtfsNameFinder.h"
 #include "engine/search/remnants/NtfsRecordFinder.h"
 #include "engine/search/remnants/NtfsRemnants.h"
 
@@ -90,13 +92,14 @@ void ZDeepSearch::scan(ZFileTree* tree) {
     const uint64 mediaBytes = media()->sectorSize() == 0 ? 0 : media()->sizeBytes();
     const FreeSpace space(today_.get(), mediaBytes, search_.whole, reserve);
     NtfsRecordFinder ntfs;
+    NtfsNameFinder names;
     FatFolderFinder fat;
     ExFatSetFinder exfat;
     ContentFinder starts;
     ContentSearch content(*media(), space);
     std::vector<BlockFinder*> finders;
     if (search_.remnants)
-        finders = {&ntfs, &fat, &exfat};
+        finders = {&ntfs, &names, &fat, &exfat};
     if (search_.content)
         finders.push_back(&starts);
     readAll(space, finders, [&] { content.measure(starts.take()); });
@@ -109,10 +112,17 @@ void ZDeepSearch::scan(ZFileTree* tree) {
     for (FormerVolume& former :
          ExFatRemnants(exfat, content.finds(), clusterLayout()).volumes(*media()))
         add(std::move(former), *tree, known);
+    markOlder(*tree);
     if (search_.content) {
         content.finish(known.space(), [this] { return setProgress(progress()); });
-        add({L"Found by content", std::make_unique<ZFoundByContent>(media(), content.take())},
-            *tree, known);
+        std::vector<ContentFind> finds = content.take();
+        auto named = nameFinds(*media(), names.names(), *tree, finds);
+        for (auto* some : {&named, &finds}) {
+            const wchar_t* const title =
+                some == &named ? L"Found by content, names from folders" : L"Found by content";
+            add({title, std::make_unique<ZFoundByContent>(media(), std::move(*some))}, *tree,
+                known);
+        }
     }
     setProgress(1.0);
 }
@@ -229,6 +239,43 @@ void ZDeepSearch::add(FormerVolume former, ZFileTree& tree, KnownFiles& known) {
     former_.push_back(std::move(former));
 }
 
+/// Of two files that lay in the same place the younger one is the likelier owner: the other one,
+/// of a former volume, is in doubt.
+void ZDeepSearch::markOlder(const ZFileTree& tree) {
+    struct Claim {
+        int64 created;
+        int64 id;
+        std::vector<ByteRange> place;
+    };
+
+    std::vector<Claim> claims;
+    for (const auto& [id, node] : tree.allNodes()) {
+        if (node.isDirectory || node.creationTime == 0)
+            continue;
+        if (auto place = placeOf(node); !place.empty())
+            claims.push_back({node.creationTime, id, std::move(place)});
+    }
+    std::sort(claims.begin(), claims.end(), [](const Claim& a, const Claim& b) {
+        return a.created != b.created ? a.created > b.created : a.id < b.id;
+    });
+    TakenSpace younger;
+    for (auto begin = claims.begin(); begin != claims.end();) {
+        const auto end = std::find_if(begin, claims.end(), [begin](const Claim& claim) {
+            return claim.created != begin->created;
+        });
+        for (auto claim = begin; claim != end; ++claim) {
+            const bool isOlder = std::ranges::any_of(claim->place, [&](const ByteRange& range) {
+                return younger.at(range.start) || younger.nextStart(range.start) < range.end();
+            });
+            if (isOlder && claim->id >> kVolumeShift > 0)
+                doubted_.insert(claim->id);
+        }
+        for (auto claim = begin; claim != end; ++claim)
+            younger.add(claim->place);
+        begin = end;
+    }
+}
+
 ZDeepSearch::Owner ZDeepSearch::ownerOf(const ZFileTreeNode& node) const {
     const auto volume = static_cast<std::size_t>(node.id < 0 ? 0 : node.id >> kVolumeShift);
     Owner owner{today_.get(), node};
@@ -264,7 +311,14 @@ FileState ZDeepSearch::assess(const ZFileTreeNode& node) {
     if (owner.volume == today_.get())
         return state;
     const std::vector<ByteRange> place = owner.volume->placeOf(owner.node);
-    return place.empty() ? state : stateOf(place);
+    if (!place.empty()) {
+        const FileState held = stateOf(place);
+        if (held.taken > 0 || state.kind == FileState::Kind::Unknown)
+            return held;
+    }
+    if (state.kind == FileState::Kind::Whole && doubted_.contains(node.id))
+        state.kind = FileState::Kind::Uncertain;
+    return state;
 }
 
 /// How much of a place live files hold now.

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -67,11 +68,13 @@ private:
                  const std::function<void()>& looked);
     KnownFiles knownFiles(const ZFileTree& tree);
     void add(FormerVolume former, ZFileTree& tree, KnownFiles& known);
+    void markOlder(const ZFileTree& tree);
     [[nodiscard]] FileState stateOf(const std::vector<ByteRange>& place) const;
 
     std::unique_ptr<ZVolume> today_;
     SearchOptions search_;
     std::vector<FormerVolume> former_;
+    std::unordered_set<int64> doubted_; ///< Ids of files that younger ones may have overwritten.
     Status status_;
 };
 

@@ -27,38 +27,55 @@ void ZFoundByContent::scan(ZFileTree* tree) {
     root.isDirectory = true;
     tree->insert(root);
     for (std::size_t i = 0; i < finds_.size(); ++i) {
-        const MeasuredContent& content = finds_[i].content;
-        const bool isWhole = content.state == ContentState::Whole;
+        const ContentFind& find = finds_[i];
         ZFileTreeNode node;
         node.id = kFirstFile + static_cast<int64>(i);
-        node.parentId =
-            folder(*tree, (isWhole ? L"" : L"Incomplete/") + contentFolder(*content.type));
-        node.name = numberText(i + 1);
-        if (!content.title.empty())
-            node.name += L" " + content.title;
-        node.name += L"." + std::wstring(content.type->suffix);
-        node.size = static_cast<int64>(content.length);
-        node.modificationTime = content.date;
-        node.creationTime = content.date;
+        node.size = static_cast<int64>(find.content.length);
+        if (find.name.empty()) {
+            nameByContent(*tree, find.content, i + 1, node);
+        } else {
+            node.name = find.name;
+            node.parentId = kRoot;
+            for (const std::wstring& name : find.folders)
+                node.parentId = folder(*tree, node.parentId, name);
+            node.creationTime = find.creationTime;
+            node.modificationTime = find.modificationTime;
+        }
         tree->insert(std::move(node));
     }
 }
 
-/// The id of a folder, which is made with those above it when it is not there.
-int64 ZFoundByContent::folder(ZFileTree& tree, const std::wstring& path) {
-    const auto known = folders_.find(path);
-    if (known != folders_.end())
+/// A place among those of its type, and a number.
+void ZFoundByContent::nameByContent(ZFileTree& tree, const MeasuredContent& content,
+                                    std::size_t number, ZFileTreeNode& node) {
+    node.parentId = kRoot;
+    if (content.state != ContentState::Whole)
+        node.parentId = folder(tree, kRoot, L"Incomplete");
+    const std::wstring path = contentFolder(*content.type);
+    const auto slash = path.find(L'/');
+    node.parentId = folder(tree, node.parentId, path.substr(0, slash));
+    node.parentId = folder(tree, node.parentId, path.substr(slash + 1));
+    node.name = numberText(number);
+    if (!content.title.empty())
+        node.name += L" " + content.title;
+    node.name += L"." + std::wstring(content.type->suffix);
+    node.modificationTime = content.date;
+    node.creationTime = content.date;
+}
+
+/// The id of a folder, which is made when it is not there.
+int64 ZFoundByContent::folder(ZFileTree& tree, int64 parent, const std::wstring& name) {
+    const auto [known, isNew] =
+        folders_.try_emplace({parent, name}, kRoot + 1 + static_cast<int64>(folders_.size()));
+    if (!isNew)
         return known->second;
-    const auto slash = path.rfind(L'/');
     ZFileTreeNode node;
-    node.parentId = slash == std::wstring::npos ? kRoot : folder(tree, path.substr(0, slash));
-    node.name = path.substr(slash == std::wstring::npos ? 0 : slash + 1);
+    node.parentId = parent;
+    node.name = name;
     node.isDirectory = true;
-    node.id = kRoot + 1 + static_cast<int64>(folders_.size());
-    folders_.emplace(path, node.id);
-    const int64 id = node.id;
+    node.id = known->second;
     tree.insert(std::move(node));
-    return id;
+    return known->second;
 }
 
 const ContentFind* ZFoundByContent::find(int64 id) const {

@@ -5,11 +5,13 @@
 
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace kova {
 
-/// The files that a search has found by their content, in folders by kind, as a volume.
+/// The files that a search has found by their content, as a volume: in the folders that
+/// they were in where that is known, else in folders by kind.
 class ZFoundByContent : public ZVolume {
 public:
     /// `media` is not owned and outlives this.
@@ -26,10 +28,12 @@ public:
 
 private:
     [[nodiscard]] const ContentFind* find(int64 id) const;
-    int64 folder(ZFileTree& tree, const std::wstring& path);
+    void nameByContent(ZFileTree& tree, const MeasuredContent& content, std::size_t number,
+                       ZFileTreeNode& node);
+    int64 folder(ZFileTree& tree, int64 parent, const std::wstring& name);
 
     std::vector<ContentFind> finds_;
-    std::map<std::wstring, int64> folders_; ///< Ids by path.
+    std::map<std::pair<int64, std::wstring>, int64> folders_; ///< Ids by parent and name.
 };
 
 } // namespace kova

@@ -107,5 +107,27 @@ TEST(ContentSearch, PutsPiecesTogether) {
     EXPECT_EQ(found.count(L"JPEG"), 1U);
 }
 
+/// Characters are everywhere; only what begins and ends as a file does is one.
+TEST(ContentSearch, CallsNoPieceOfSomethingElseAWholeText) {
+    std::string lines;
+    while (lines.size() < 3 * kCluster)
+        lines += "a line of text\n";
+    const std::vector<uint8> text(lines.begin(), lines.end());
+    Drive drive;
+    drive.put(text, 0, 1000); // A text by itself.
+    std::vector<uint8> headed(text.begin(), text.begin() + 700);
+    headed.resize(2 * kCluster, 1);
+    drive.put(headed);                // What begins with characters.
+    drive.put(text, 0, 900);          // What ends with them.
+    drive.put(text, 0, 3 * kCluster); // What goes on elsewhere.
+    drive.put(std::vector<uint8>(kCluster, 1));
+    const auto found = drive.search();
+    EXPECT_EQ(found.size(), 2U);
+    const auto whole = found.find(L"Text");
+    ASSERT_NE(whole, found.end());
+    EXPECT_EQ(whole->second.size(), 1000U);
+    EXPECT_EQ(found.count(L"-Text"), 1U);
+}
+
 } // namespace
 } // namespace kova::test

@@ -108,5 +108,44 @@ INSTANTIATE_TEST_SUITE_P(Formats, FormattedNtfs,
                                          Format{"Smaller", 8192, 4096}, Format{"NoMore", 4096, 0}),
                          [](const auto& parameter) { return parameter.param.name; });
 
+/// The records are gone, what the root folder says of its files is left.
+TEST(NtfsNames, NamesByItsFoldersWhatContentFinds) {
+    const TempDir folder;
+    const std::filesystem::path path = folder / "image";
+    tools::makeNtfs(path, kVolumeBytes, "-p 0 -H 0 -S 0 -c 4096");
+    std::map<std::wstring, std::string> expected;
+    for (unsigned i = 0; i < 20; ++i) {
+        // The last two are of one size, so that nothing tells them apart.
+        const unsigned lines = 200 + std::min(i, 18U);
+        const std::string name = "letter " + std::to_string(i) + ".txt";
+        std::string content;
+        for (unsigned line = 0; line < lines; ++line)
+            content += std::to_string(1000 + i) + " times hello\n";
+        std::ofstream(folder / "content", std::ios::binary) << content;
+        tools::run("ntfscp -f -q " + forShell(path) + " " + forShell(folder / "content") + " '" +
+                   name + "'");
+        if (lines < 218)
+            expected[L"Found by content, names from folders/" +
+                     std::wstring(name.begin(), name.end())] = content;
+    }
+    std::string bytes = tools::contentOf(path);
+    for (std::size_t at = 0; at < bytes.size(); at += 1024) {
+        if (bytes.compare(at, 4, "FILE") == 0)
+            std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(at), 1024, '\0');
+    }
+    std::fill_n(bytes.begin(), 512, '\0');
+    std::fill_n(bytes.end() - 512, 512, '\0');
+    TestMedia media({bytes.begin(), bytes.end()});
+    std::size_t named = 0;
+    for (const auto& [name, file] : foundOn(media, nullptr)) {
+        const auto one = expected.find(name);
+        EXPECT_TRUE(one == expected.end() ? name.starts_with(L"Text/")
+                                          : one->second == file.content);
+        named += one == expected.end() ? 0U : 1U;
+    }
+    // The name between two blocks of the index stood in the folder's record.
+    EXPECT_GE(named, expected.size() - 1);
+}
+
 } // namespace
 } // namespace kova::test
