@@ -35,6 +35,20 @@ std::optional<ByteRange> TakenSpace::at(uint64 byte) const {
     return ByteRange{range->first, range->second - range->first};
 }
 
+uint64 TakenSpace::overlap(const std::vector<ByteRange>& place) const {
+    uint64 bytes = 0;
+    for (const ByteRange& range : place) {
+        uint64 at = range.start;
+        while (at < range.end()) {
+            const auto held = this->at(at);
+            const uint64 end = std::min(range.end(), held ? held->end() : nextStart(at));
+            bytes += held ? end - at : 0;
+            at = end;
+        }
+    }
+    return bytes;
+}
+
 uint64 TakenSpace::nextStart(uint64 byte) const {
     const auto after = ends_.upper_bound(byte);
     return after == ends_.end() ? std::numeric_limits<uint64>::max() : after->first;

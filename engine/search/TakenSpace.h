@@ -17,6 +17,9 @@ public:
     /// The stretch that holds the byte, joined with those that touch it; nothing when none does.
     [[nodiscard]] std::optional<ByteRange> at(uint64 byte) const;
 
+    /// How many bytes of a place belong to them.
+    [[nodiscard]] uint64 overlap(const std::vector<ByteRange>& place) const;
+
     /// Where the first stretch behind `byte` begins, the greatest number without one.
     [[nodiscard]] uint64 nextStart(uint64 byte) const;
 

@@ -30,6 +30,8 @@ namespace {
 constexpr uint64 kRequestBytes = uint64{4} << 20;
 /// The pass takes this share of the progress.
 constexpr double kPassShare = 0.9;
+/// Where no file system tells.
+constexpr uint64 kUsualCluster = 4096;
 /// Bytes behind an MFT that may be held for its growth.
 constexpr uint64 kMftReserve = uint64{4} << 20;
 
@@ -239,8 +241,7 @@ void ZDeepSearch::add(FormerVolume former, ZFileTree& tree, KnownFiles& known) {
     former_.push_back(std::move(former));
 }
 
-/// Of two files that lay in the same place the younger one is the likelier owner: the other one,
-/// of a former volume, is in doubt.
+/// Notes how much of each file of a former volume lies where a younger file does, deleted or not.
 void ZDeepSearch::markOlder(const ZFileTree& tree) {
     struct Claim {
         int64 created;
@@ -264,11 +265,10 @@ void ZDeepSearch::markOlder(const ZFileTree& tree) {
             return claim.created != begin->created;
         });
         for (auto claim = begin; claim != end; ++claim) {
-            const bool isOlder = std::ranges::any_of(claim->place, [&](const ByteRange& range) {
-                return younger.at(range.start) || younger.nextStart(range.start) < range.end();
-            });
-            if (isOlder && claim->id >> kVolumeShift > 0)
-                doubted_.insert(claim->id);
+            if (claim->id >> kVolumeShift == 0)
+                continue;
+            if (const uint64 bytes = younger.overlap(claim->place); bytes > 0)
+                overwritten_.emplace(claim->id, bytes);
         }
         for (auto claim = begin; claim != end; ++claim)
             younger.add(claim->place);
@@ -316,8 +316,12 @@ FileState ZDeepSearch::assess(const ZFileTreeNode& node) {
         if (held.taken > 0 || state.kind == FileState::Kind::Unknown)
             return held;
     }
-    if (state.kind == FileState::Kind::Whole && doubted_.contains(node.id))
-        state.kind = FileState::Kind::Uncertain;
+    if (const auto bytes = overwritten_.find(node.id); bytes != overwritten_.end()) {
+        const uint64 cluster = clusterLayout().bytes == 0 ? kUsualCluster : clusterLayout().bytes;
+        state.kind = FileState::Kind::Partly;
+        state.clusters = (static_cast<uint64>(node.size) + cluster - 1) / cluster;
+        state.taken = std::min(state.clusters, (bytes->second + cluster - 1) / cluster);
+    }
     return state;
 }
 

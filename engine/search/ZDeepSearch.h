@@ -5,7 +5,7 @@
 
 #include <memory>
 #include <string>
-#include <unordered_set>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -74,7 +74,8 @@ private:
     std::unique_ptr<ZVolume> today_;
     SearchOptions search_;
     std::vector<FormerVolume> former_;
-    std::unordered_set<int64> doubted_; ///< Ids of files that younger ones may have overwritten.
+    /// By the ids of files of former volumes: bytes of them where younger files lie.
+    std::unordered_map<int64, uint64> overwritten_;
     Status status_;
 };
 
