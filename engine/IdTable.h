@@ -2,6 +2,8 @@
 
 #include "engine/types.h"
 
+#include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <limits>
 #include <utility>
@@ -17,6 +19,12 @@ namespace kova {
 template <typename Value>
 class IdTable {
 public:
+    /// Before the first id: makes room for so many at once.
+    void reserve(std::size_t count) {
+        if (slots_.empty())
+            slots_.resize(std::bit_ceil(std::max(kFewestSlots, count + count / 3 + 1)));
+    }
+
     /// The value of `id`, null when it has none.
     [[nodiscard]] Value* find(int64 id) {
         if (slots_.empty())

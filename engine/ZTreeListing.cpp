@@ -19,6 +19,7 @@ struct Level {
 
 ZTreeListing::ZTreeListing(const ZFileTree& tree) : lostFolder_(makeLostFolder(tree.rootId)) {
     entries_.reserve(tree.allNodes().size() + 1);
+    places_.reserve(tree.allNodes().size() + 1);
     addContent(tree, kNoParent, kNone);
     // An empty file may carry the root's id. In the root folder itself it stands in no list.
     const ZFileTreeNode* root = tree.find(tree.rootId);

@@ -20,6 +20,9 @@ public:
     /// Only those of the entries marked in `counted`, by index, unless it is empty.
     explicit FileSums(const kova::ZTreeListing& listing, const std::vector<bool>& counted = {});
 
+    /// Made of no listing.
+    [[nodiscard]] bool isEmpty() const { return before_.empty(); }
+
     [[nodiscard]] FileSum in(const std::vector<kova::ZTreeListing::Range>& ranges) const;
 
 private:

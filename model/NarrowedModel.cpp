@@ -1,5 +1,7 @@
 #include "model/NarrowedModel.h"
 
+#include <algorithm>
+
 using kova::ZTreeListing;
 
 NarrowedModel::NarrowedModel(kova::ZFileTree* shown, const ZTreeListing& listing, QObject* parent)
@@ -8,23 +10,25 @@ NarrowedModel::NarrowedModel(kova::ZFileTree* shown, const ZTreeListing& listing
 void NarrowedModel::show(const std::vector<bool>& marked) {
     beginResetModel();
     rows_.clear();
+    rows_.reserve(static_cast<std::size_t>(std::count(marked.begin(), marked.end(), true)));
     top_ = {};
     for (std::size_t i = 0; i < marked.size(); ++i) {
         if (!marked[i])
             continue;
-        places_[i] = rows_.size();
-        rows_.push_back({i});
-        rows_.back().row = above(rows_.back()).children++;
+        places_[i] = static_cast<std::uint32_t>(rows_.size());
+        Row row{static_cast<std::uint32_t>(i)};
+        row.row = above(row).children++;
+        rows_.push_back(row);
     }
-    std::size_t next = static_cast<std::size_t>(top_.children);
+    auto next = static_cast<std::uint32_t>(top_.children);
     for (Row& row : rows_) {
         row.firstChild = next;
-        next += static_cast<std::size_t>(row.children);
+        next += static_cast<std::uint32_t>(row.children);
     }
     children_.resize(rows_.size());
     for (std::size_t place = 0; place < rows_.size(); ++place)
         children_[above(rows_[place]).firstChild + static_cast<std::size_t>(rows_[place].row)] =
-            place;
+            static_cast<std::uint32_t>(place);
     endResetModel();
 }
 

@@ -4,12 +4,13 @@
 #include "model/FileModel.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 /// The part of a tree that a search has found, as an item view shows it: some entries of its
 /// listing with the folders above them, in their order.
 ///
-/// The listing outlives the model. It has all that the tree's root leads to.
+/// The listing outlives the model. It has all that the tree's root leads to, and nothing else.
 class NarrowedModel : public FileModel {
     Q_OBJECT
 
@@ -31,18 +32,18 @@ public:
 
 private:
     struct Row {
-        std::size_t entry; ///< In the listing.
-        int row = 0;       ///< Among its siblings that are shown.
+        std::uint32_t entry; ///< In the listing.
+        int row = 0;         ///< Among its siblings that are shown.
         int children = 0;
-        std::size_t firstChild = 0; ///< In `children_`.
+        std::uint32_t firstChild = 0; ///< In `children_`.
     };
 
     [[nodiscard]] const Row& rowOf(const QModelIndex& index) const;
     [[nodiscard]] Row& above(const Row& row);
 
     const kova::ZTreeListing& listing_;
-    Row top_{};                         ///< Stands for the root.
-    std::vector<Row> rows_;             ///< In the order of the listing.
-    std::vector<std::size_t> children_; ///< Indices into `rows_`, siblings side by side.
-    std::vector<std::size_t> places_;   ///< By entry that is shown: its index in `rows_`.
+    Row top_{};                           ///< Stands for the root.
+    std::vector<Row> rows_;               ///< In the order of the listing.
+    std::vector<std::uint32_t> children_; ///< Indices into `rows_`, siblings side by side.
+    std::vector<std::uint32_t> places_;   ///< By entry that is shown: its index in `rows_`.
 };

@@ -79,6 +79,7 @@ void FoundFiles::clear() {
     shown_ = {};
     kept_ = {};
     open_ = {};
+    pattern_.reset();
     sums_ = {};
     shownSums_ = {};
     emit selectionChanged();
@@ -129,6 +130,7 @@ void FoundFiles::endSearch() {
     const std::size_t found = entryOf(view_.currentIndex());
     setModel(*all_);
     narrowed_.reset();
+    pattern_.reset();
     const auto rowOf = [this](std::size_t entry) {
         return all_->indexOf(*listing_->entries()[entry].node);
     };
@@ -146,16 +148,20 @@ void FoundFiles::endSearch() {
 /// Marks what matches to be shown, and the folders above. Returns how many match.
 int64 FoundFiles::mark(const NamePattern& pattern) {
     const auto& entries = listing_->entries();
-    shown_.assign(entries.size(), false);
+    // Who types on narrows down: then only what is shown has to be looked at.
+    std::vector<bool> before(entries.size());
+    before.swap(shown_);
+    const bool isNarrower = pattern_ && pattern.narrows(*pattern_);
+    pattern_.emplace(pattern);
+    shownSums_ = {};
     int64 matches = 0;
     for (std::size_t i = 0; i < entries.size(); ++i) {
-        if (!pattern.matches(entries[i].node->name))
+        if ((isNarrower && !before[i]) || !pattern.matches(entries[i].node->name))
             continue;
         ++matches;
         for (std::size_t at = i; at != ZTreeListing::kNone && !shown_[at]; at = entries[at].parent)
             shown_[at] = true;
     }
-    shownSums_ = FileSums(*listing_, shown_);
     return matches;
 }
 
@@ -172,9 +178,12 @@ void FoundFiles::keepOpenFolders() {
 
 /// Takes over what is selected among the rows shown; what is not shown stays as it is.
 void FoundFiles::keepSelection() {
-    kept_.resize(listing_->entries().size());
+    if (!isSearching())
+        kept_.clear();
     for (std::size_t i = 0; i < kept_.size(); ++i)
-        kept_[i] = kept_[i] && isSearching() && !shown_[i];
+        kept_[i] = kept_[i] && !shown_[i];
+    if (kept_.empty() && view_.selectionModel()->hasSelection())
+        kept_.resize(listing_->entries().size());
     forEachSelectedRow([this](std::size_t entry) { kept_[entry] = true; });
 }
 
@@ -256,5 +265,9 @@ FileSum FoundFiles::sumOf(const std::vector<Range>& ranges) const {
 }
 
 FileSum FoundFiles::shownSumOf(const std::vector<Range>& ranges) const {
-    return (isSearching() ? shownSums_ : sums_).in(ranges);
+    if (!isSearching())
+        return sums_.in(ranges);
+    if (shownSums_.isEmpty())
+        shownSums_ = FileSums(*listing_, shown_);
+    return shownSums_.in(ranges);
 }

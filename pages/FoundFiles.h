@@ -10,6 +10,7 @@
 #include <QTreeView>
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 /// What a view shows of a scanned tree: all of it, or what a search has found in it. Keeps what is
@@ -81,8 +82,9 @@ private:
     // During a search:
     std::unique_ptr<NarrowedModel> narrowed_; ///< Null outside of one.
     std::vector<bool> shown_;                 ///< By entry.
-    FileSums shownSums_;                      ///< Of these alone.
-    std::vector<bool> kept_;                  ///< Rows that were selected, by entry.
+    std::optional<NamePattern> pattern_;      ///< What they match.
+    std::vector<bool> kept_;     ///< Rows that were selected, by entry; empty when none was.
+    mutable FileSums shownSums_; ///< Of what is shown; made when it is first asked for.
 
     // To go back to at its end:
     std::vector<std::size_t> open_; ///< Entries of folders.

@@ -4,6 +4,7 @@
 #include "model/texts.h"
 #include "ui_RecoveryWidget.h"
 #include "workers/recoveryTexts.h"
+#include "workers/stateTexts.h"
 
 #include <QDir>
 #include <QEvent>
@@ -37,6 +38,7 @@ RecoveryWidget::RecoveryWidget(QWidget* parent)
     missing_.heading = tr("Missing or incomplete:");
     overwritten_.heading = tr("Overwritten in part:");
     encrypted_.heading = tr("Encrypted:");
+    doubtful_.heading = tr("Complete, but doubtful:");
     refreshTimer_.setSingleShot(true);
     refreshTimer_.setInterval(kRefreshInterval);
     connect(ui->btnCancel, &QPushButton::clicked, this, &RecoveryWidget::cancel);
@@ -135,9 +137,10 @@ void RecoveryWidget::showOutcome(const RecoveryOutcome& outcome) {
     showRemarks();
 }
 
-/// Lists the kinds apart, each below its heading, where there are several.
+/// Lists the kinds apart, each below its heading, where there are several or a list alone would
+/// look like one of failures.
 void RecoveryWidget::showRemarks() {
-    const Remarks* const all[] = {&missing_, &overwritten_, &encrypted_};
+    const Remarks* const all[] = {&missing_, &overwritten_, &encrypted_, &doubtful_};
     const auto kindsThere =
         std::count_if(std::begin(all), std::end(all),
                       [](const Remarks* remarks) { return !remarks->lines.isEmpty(); });
@@ -147,7 +150,7 @@ void RecoveryWidget::showRemarks() {
             continue;
         QStringList lines = remarks->lines;
         const auto named = static_cast<uint>(lines.size());
-        if (kindsThere > 1)
+        if (kindsThere > 1 || remarks == &doubtful_)
             lines.prepend(remarks->heading);
         if (remarks->count > named)
             lines.append(tr("... and %1 more").arg(remarks->count - named));
@@ -168,16 +171,20 @@ void RecoveryWidget::fileStarted(const QString& path, uint number, uint totalFil
 }
 
 void RecoveryWidget::fileReported(const RecoveredFile& file) {
-    const QString remark = remarkOn(file);
+    QString remark = remarkOn(file);
+    const bool isDoubtful = remark.isEmpty();
+    if (isDoubtful)
+        remark = doubtAbout(file.state);
     if (remark.isEmpty())
         return;
-    Remarks& remarks = remarksFor(file);
+    Remarks& remarks = isDoubtful ? doubtful_ : remarksFor(file);
     remarks.count += file.isFolder ? 0 : 1;
     scheduleRefresh();
     if (remarks.lines.size() >= kMostNamed)
         return;
     remarks.lines.append(QStringLiteral("%1: %2").arg(shownPath(file.path), remark));
-    newLines_.append(remarks.lines.constLast());
+    if (!isDoubtful) // These come at the end.
+        newLines_.append(remarks.lines.constLast());
 }
 
 RecoveryWidget::Remarks& RecoveryWidget::remarksFor(const RecoveredFile& file) {

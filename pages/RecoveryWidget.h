@@ -85,5 +85,6 @@ private:
     Remarks missing_;
     Remarks overwritten_;
     Remarks encrypted_;
+    Remarks doubtful_;     ///< Complete, as far as can be told.
     QStringList newLines_; ///< Not shown yet.
 };

@@ -12,6 +12,7 @@
 #include "platform/Folder.h"
 #include "ui_ResultFrame.h"
 #include "workers/scanTexts.h"
+#include "workers/stateTexts.h"
 #include "workers/writeTrial.h"
 
 #include <QCursor>
@@ -193,6 +194,7 @@ void ResultFrame::cleanup() {
     files_.clear();
     ui->lblFailure->hide();
     ui->lblGaps->hide();
+    ui->lblState->hide();
     ui->horSplitter->show();
     found_.reset();
 }
@@ -370,8 +372,28 @@ void ResultFrame::stopRecovery() {
 }
 
 void ResultFrame::onItemClicked(QModelIndex index) {
+    if (!isRecovering())
+        showState(index);
     if (prepareForPreview(index))
         previewFile(getPreviewType(previewName));
+}
+
+/// Says how much of what is clicked is still its own.
+void ResultFrame::showState(const QModelIndex& index) {
+    const auto* model = qobject_cast<const FileModel*>(ui->tree->model());
+    const kova::ZFileTreeNode* node = model == nullptr ? nullptr : model->nodeFromIndex(index);
+    QString words;
+    if (node != nullptr && !node->isDirectory && hasVolume()) {
+        const BusyCursor busy;
+        const ReadingTime limited(*found_.media());
+        try {
+            words = stateInWords(found_.volume()->assess(*node));
+        } catch (...) {
+            words.clear(); // It took too long, or could not be told.
+        }
+    }
+    ui->lblState->setText(words);
+    ui->lblState->setVisible(!words.isEmpty());
 }
 
 bool ResultFrame::prepareForPreview(QModelIndex index) {

@@ -110,6 +110,7 @@ private:
 
     void search();
     void showSum();
+    void showState(const QModelIndex& index);
     /// What is selected, less what the user does not mean; without ranges when there is nothing.
     [[nodiscard]] RecoveryList askForSelection();
     [[nodiscard]] bool askForRoom(const QString& directory, const RecoveryList& list);

@@ -146,6 +146,10 @@ TEST_F(RecoveryWidgetTest, SaysWhatIsMissingAndFindsRoomForIt) {
     file.state = {};
     file.report.encrypted = true;
     page->fileReported(file);
+    file.path = QStringLiteral("/out/somewhere.png");
+    file.report = {};
+    file.state.kind = kova::FileState::Kind::Uncertain;
+    page->fileReported(file);
     RecoveryOutcome outcome;
     outcome.end = RecoveryOutcome::End::OutputFull;
     outcome.files = 9;
@@ -161,7 +165,9 @@ TEST_F(RecoveryWidgetTest, SaysWhatIsMissingAndFindsRoomForIt) {
                              "Overwritten in part:\n"
                              "half.jpg: other files have been written over 3 of its 9 clusters\n\n"
                              "Encrypted:\n"
-                             "secret.doc: encrypted: only who has the key can open it"));
+                             "secret.doc: encrypted: only who has the key can open it\n\n"
+                             "Complete, but doubtful:\n"
+                             "somewhere.png: where it lay is a guess"));
     EXPECT_EQ(label("lblFile"), QStringLiteral("2 complete, 7 not recovered"));
     EXPECT_EQ(label("lblNotes"),
               QStringLiteral("The output drive is full.\n2 complete files saved in /out."));

@@ -83,8 +83,11 @@ public:
         return !fails;
     }
 
+    kova::FileState assess(const ZFileTreeNode& /*node*/) override { return state; }
+
     std::counting_semaphore<> gate{0};
     bool fails = false;
+    kova::FileState state;
 
 private:
     bool& alive_;
@@ -227,7 +230,9 @@ TEST_P(SampleResults, ShowsTheTreeAndRecoversAllOfIt) {
     }));
     EXPECT_EQ(progressLabel("lblSubtitle"), QStringLiteral("Completed"));
     const auto* missing = progress->findChild<QPlainTextEdit*>(QStringLiteral("txtFailed"));
-    const int named = missing->isVisible() ? missing->blockCount() : 0;
+    const QString failures =
+        missing->toPlainText().section(QStringLiteral("Complete, but doubtful:"), 0, 0);
+    const auto named = failures.split(QLatin1Char('\n'), Qt::SkipEmptyParts).size();
     EXPECT_GE(named, fails);
     EXPECT_LE(named, fails + others); // Whether they are others' an engine may not know.
     std::multiset<QString> written = contentsBelow(answer);
@@ -628,6 +633,23 @@ TEST_F(SearchTest, SpaceIsAClick) {
     EXPECT_EQ(shownPreview(), QStringLiteral("pageNoPreview"));
     QTest::keyClicks(view(), QStringLiteral("f w"));
     EXPECT_EQ(clicks.size(), 1) << "a blank within a name";
+}
+
+TEST_F(ResultFrameTest, SaysWhatStateTheClickedFileIsIn) {
+    GatedVolume& volume = openGated();
+    volume.gate.release(2);
+    const auto* line = child<QLabel>("lblState");
+    using Kind = kova::FileState::Kind;
+    volume.state = {Kind::Partly, 40, 12};
+    click(view()->model()->index(0, 0));
+    EXPECT_EQ(line->text(),
+              QStringLiteral("12 of 40 clusters belong to other files now: expect damage."));
+    EXPECT_TRUE(line->isVisible());
+    volume.state = {Kind::Whole, 40, 0};
+    click(view()->model()->index(1, 0));
+    EXPECT_EQ(line->text(), QStringLiteral("Nothing has been written over this file."));
+    page->cleanup();
+    EXPECT_FALSE(line->isVisible());
 }
 
 TEST_F(ResultFrameTest, AsksWhenTheOutputHasNotThatMuchRoom) {
