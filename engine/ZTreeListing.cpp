@@ -28,20 +28,22 @@ ZTreeListing::ZTreeListing(const ZFileTree& tree) : lostFolder_(makeLostFolder(t
     addLost(tree);
 }
 
+/// Returns the new entry, `kNone` when the node has one already.
 std::size_t ZTreeListing::add(const ZFileTreeNode& node, std::size_t parent) {
+    std::size_t& place = places_[node.id];
+    if (place != 0)
+        return kNone;
     const std::size_t index = entries_.size();
+    place = index + 1;
     entries_.push_back(
         {&node, parent, index + 1, parent == kNone ? 0 : entries_[parent].depth + 1});
-    places_[node.id] = index + 1;
     return index;
 }
 
 void ZTreeListing::addWithContent(const ZFileTree& tree, const ZFileTreeNode& node,
                                   std::size_t parent) {
-    if (indexOf(node.id) != kNone)
-        return;
     const std::size_t index = add(node, parent);
-    if (node.isDirectory && node.id != tree.rootId)
+    if (index != kNone && node.isDirectory && node.id != tree.rootId)
         addContent(tree, node.id, index);
 }
 
@@ -64,10 +66,8 @@ void ZTreeListing::addContent(const ZFileTree& tree, int64 folderId, std::size_t
             continue;
         }
         const ZFileTreeNode* node = tree.find((*level.ids)[level.next++]);
-        if (node == nullptr || indexOf(node->id) != kNone)
-            continue;
-        const std::size_t index = add(*node, level.parent);
-        if (node->isDirectory && node->id != tree.rootId)
+        const std::size_t index = node == nullptr ? kNone : add(*node, level.parent);
+        if (index != kNone && node->isDirectory && node->id != tree.rootId)
             goInto(node->id, index);
     }
 }

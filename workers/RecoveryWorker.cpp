@@ -271,7 +271,7 @@ void RecoveryWorker::Run::extract(const ZFileTreeNode& node, OutputStream& strea
     if (!extracted || file.unreadableSectors > 0 || file.report.unreadableBytes > 0 ||
         file.report.reason != kova::ExtractReport::Reason::None || stream.writtenEnd() < node.size)
         file.problem = Problem::Unreadable;
-    if (file.unreadableSectors > 0 || (file.problem && isSourceGone()))
+    if (media_ != nullptr && (file.unreadableSectors > 0 || (file.problem && isSourceGone())))
         file.detail = toQString(media_->errorText());
 }
 
