@@ -44,7 +44,9 @@ void compare(benchmark::State& state, double limit, const std::function<void()>&
     state.counters["limit"] = limit;
     state.counters["baseline_ms"] = median(baselines) * 1000;
     if (ratio > limit)
-        state.SkipWithError(("slower than the limit: ratio " + std::to_string(ratio)).c_str());
+        state.SkipWithError(("slower than the limit: ratio " + std::to_string(ratio) + ", " +
+                             std::to_string(median(baselines) * 1000) + " ms against")
+                                .c_str());
 }
 
 } // namespace kova::bench

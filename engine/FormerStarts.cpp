@@ -29,8 +29,7 @@ const FormerStarts::Kinds& FormerStarts::kindsOf(std::wstring_view name) {
         .first->second;
 }
 
-void FormerStarts::add(std::wstring_view name, Start start) {
-    start.kinds = &kindsOf(name);
+void FormerStarts::add(const Start& start) {
     starts_.push_back(start);
     isSorted_ = false;
 }
@@ -41,7 +40,8 @@ void FormerStarts::addFolder(uint32 cluster) {
     start.clusters = 1;
     start.isInOnePiece = true;
     start.remains = Remains::There;
-    add({}, start);
+    start.kinds = &kindsOf({});
+    add(start);
 }
 
 /// Of those that share a cluster, the likeliest to lie there still comes first, and stays alone.

@@ -28,7 +28,7 @@ public:
         uint32 cluster = 0;
         uint32 clusters = 0;          ///< That all of it took.
         int64 created = 0;            ///< In any unit that grows with time; 0: not known.
-        const Kinds* kinds = nullptr; ///< Never null.
+        const Kinds* kinds = nullptr; ///< As `kindsOf` gives them.
         bool isInOnePiece = false;    ///< The clusters follow each other for certain.
         bool isScattered = false;     ///< They do not, for certain.
         Remains remains = Remains::NotLookedAt;
@@ -39,7 +39,10 @@ public:
     FormerStarts& operator=(const FormerStarts&) = delete;
     ~FormerStarts() = default;
 
-    void add(std::wstring_view name, Start start);
+    /// Makes room for so many.
+    void reserve(std::size_t count) { starts_.reserve(count); }
+
+    void add(const Start& start);
 
     /// A cluster of a folder that still holds the folder's entries.
     void addFolder(uint32 cluster);
@@ -54,6 +57,7 @@ public:
     /// `created`: one that begins before them, and lies in pieces of which nobody knows where.
     [[nodiscard]] bool mayBeOverwritten(uint32 cluster, int64 created);
 
+    /// The reference stays valid.
     [[nodiscard]] const Kinds& kindsOf(std::wstring_view name);
 
 private:

@@ -359,7 +359,10 @@ std::vector<const ContentKind*> kindsForSuffix(std::wstring_view suffix) {
 }
 
 Fit fits(std::wstring_view suffix, std::span<const uint8> first) {
-    const auto kinds = kindsForSuffix(suffix);
+    return fits(kindsForSuffix(suffix), first);
+}
+
+Fit fits(std::span<const ContentKind* const> kinds, std::span<const uint8> first) {
     bool canTell = !kinds.empty();
     for (const ContentKind* kind : kinds) {
         if (kind->begins(first) != Certainty::No)

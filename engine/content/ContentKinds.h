@@ -24,8 +24,11 @@ struct RecognisedContent {
 /// suffixes that are not known, or promise nothing.
 [[nodiscard]] std::vector<const ContentKind*> kindsForSuffix(std::wstring_view suffix);
 
-/// Whether a file with this suffix may begin with these bytes. They cannot tell when the suffix is
-/// not known or when they are too few.
+/// Whether a file of one of these kinds may begin with these bytes. They cannot tell when there are
+/// no kinds or when they are too few.
+[[nodiscard]] Fit fits(std::span<const ContentKind* const> kinds, std::span<const uint8> first);
+
+/// The same for a file with this suffix.
 [[nodiscard]] Fit fits(std::wstring_view suffix, std::span<const uint8> first);
 
 } // namespace kova

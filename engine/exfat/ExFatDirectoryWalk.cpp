@@ -87,16 +87,20 @@ void ExFatDirectoryWalk::walk(Folder folder) {
     Piece piece;
     uint64 pieceBytes = kLeastPiece;
     bool ended = false;
-    std::vector<uint8> entries = std::move(folder.rest);
+    std::size_t held = folder.rest.size();
+    buffer_.resize(std::max(buffer_.size(), held));
+    std::copy(folder.rest.begin(), folder.rest.end(), buffer_.begin());
     while (!ended && !stopped_ && nextPiece(folder, piece)) {
         const auto now = static_cast<std::size_t>(std::min(pieceBytes, piece.bytes - piece.read));
-        const std::size_t before = entries.size();
-        entries.resize(before + now);
-        const auto fresh = std::span(entries).subspan(before);
+        buffer_.resize(std::max(buffer_.size(), held + now));
+        const auto entries = std::span(buffer_).first(held + now);
+        const auto fresh = entries.subspan(held);
         volume_.readCluster(piece.first, piece.read, fresh);
         piece.read += now;
         pieceBytes = std::min(2 * pieceBytes, kMostPiece);
-        ended = takeEntries(folder, entries, looksClean(fresh), true);
+        const auto left = takeEntries(folder, entries, looksClean(fresh), true, ended);
+        std::copy(left.begin(), left.end(), buffer_.begin());
+        held = left.size();
         advance(0);
     }
     const double share = folder.share / static_cast<double>(subfolders_.size() + 1);
@@ -113,7 +117,7 @@ void ExFatDirectoryWalk::walk(Folder folder) {
         return;
     if (folder.lastCluster == 0) // Nothing of it was there.
         return;
-    folder.rest = std::move(entries);
+    folder.rest.assign(buffer_.begin(), buffer_.begin() + static_cast<std::ptrdiff_t>(held));
     folder.share = 0;
     torn_.push_back(std::move(folder));
 }
@@ -152,15 +156,13 @@ bool ExFatDirectoryWalk::nextPiece(Folder& folder, Piece& piece) {
     return piece.bytes != 0;
 }
 
-/// Takes the sets out of `entries`, but for one that goes on behind them; true when the folder
-/// ends here.
-bool ExFatDirectoryWalk::takeEntries(Folder& folder, std::vector<uint8>& entries, bool isClean,
-                                     bool goesOn) {
+/// Takes the sets that `left` holds, but for one that goes on behind it, which is returned.
+/// `ended`: the folder does here.
+std::span<const uint8> ExFatDirectoryWalk::takeEntries(Folder& folder, std::span<const uint8> left,
+                                                       bool isClean, bool goesOn, bool& ended) {
     ExFatSetParser::Wanted wanted;
     wanted.liveFiles = folder.isDeleted;
     wanted.damaged = isClean; // What has been written over looks like many things.
-    std::span<const uint8> left = entries;
-    bool ended = false;
     while (left.size() >= kEntryBytes && !ended) {
         ended = isClean && DirectoryEntry(left.data()).type() == DirectoryEntry::kEnd;
         if (ended)
@@ -170,13 +172,12 @@ bool ExFatDirectoryWalk::takeEntries(Folder& folder, std::vector<uint8>& entries
             break;
         left = left.subspan(result.entries * kEntryBytes);
         if (result.file)
-            takeFile(folder, std::move(*result.file));
+            takeFile(folder, *result.file);
     }
-    entries.erase(entries.begin(), entries.end() - static_cast<std::ptrdiff_t>(left.size()));
-    return ended;
+    return left;
 }
 
-void ExFatDirectoryWalk::takeFile(Folder& folder, ExFatFile file) {
+void ExFatDirectoryWalk::takeFile(Folder& folder, ExFatFile& file) {
     const StreamEntry& stream = file.stream;
     if (!file.hasFileEntry && continues(stream.firstCluster, {}))
         file.file.attributes |= exfat::FileEntry::kDirectory; // Its content says what it was.
@@ -204,16 +205,9 @@ void ExFatDirectoryWalk::takeFile(Folder& folder, ExFatFile file) {
     place.dataLength = stream.dataLength;
     place.validLength = std::min(stream.validLength, stream.dataLength);
     place.creationTime = node.creationTime;
+    if (!isFolder)
+        place.kinds = &volume_.starts_.kindsOf(node.name);
     node.id = volume_.places_.add(place);
-    if (!isFolder && volume_.places_.knownClusters(place) != 0) {
-        FormerStarts::Start start;
-        start.cluster = place.firstCluster;
-        start.clusters = static_cast<uint32>(geometry_.clustersFor(place.dataLength));
-        start.created = place.creationTime;
-        start.isInOnePiece = place.noFatChain;
-        start.isScattered = !place.noFatChain && start.clusters > 1;
-        volume_.starts_.add(node.name, start);
-    }
     if (stream.dataLength != 0 && geometry_.contains(stream.firstCluster)) {
         const uint64 end =
             stream.firstCluster + (place.noFatChain ? geometry_.clustersFor(stream.dataLength) : 1);
@@ -251,8 +245,10 @@ void ExFatDirectoryWalk::store(ZFileTreeNode node) {
     const int64 id = node.id;
     int64 parentId = node.parentId;
     tree_.insert(std::move(node));
-    if (tree_.find(id) == nullptr)
+    if (tree_.filter && tree_.find(id) == nullptr)
         return; // The filter does not want it.
+    if (std::exchange(lastParent_, parentId) == parentId)
+        return;
     for (auto above = waiting_.find(parentId); above != waiting_.end();
          above = waiting_.find(parentId)) {
         parentId = above->second.parentId;
@@ -272,7 +268,8 @@ std::optional<ExFatDirectoryWalk::Folder> ExFatDirectoryWalk::mend(Folder& torn)
     if (!next)
         next = searchFrom(uint64{torn.lastCluster} + 1, torn);
     if (!next) {
-        takeEntries(torn, torn.rest, true, false);
+        bool ended = false;
+        takeEntries(torn, torn.rest, true, false, ended);
         if (subfolders_.empty())
             return std::nullopt;
         // Only to have them walked.

@@ -7,6 +7,7 @@
 #include <deque>
 #include <optional>
 #include <queue>
+#include <span>
 #include <unordered_map>
 #include <vector>
 
@@ -55,8 +56,9 @@ private:
     std::optional<Folder> takeFolder();
     void walk(Folder folder);
     bool nextPiece(Folder& folder, Piece& piece);
-    bool takeEntries(Folder& folder, std::vector<uint8>& entries, bool isClean, bool goesOn);
-    void takeFile(Folder& folder, ExFatFile file);
+    std::span<const uint8> takeEntries(Folder& folder, std::span<const uint8> left, bool isClean,
+                                       bool goesOn, bool& ended);
+    void takeFile(Folder& folder, ExFatFile& file);
     void takeSubfolder(Folder& folder, const ExFatFile& file, ZFileTreeNode node);
     void store(ZFileTreeNode node);
 
@@ -77,7 +79,9 @@ private:
     std::deque<Folder> torn_;
     /// Live folders under which nothing has been found yet.
     std::unordered_map<int64, ZFileTreeNode> waiting_;
+    int64 lastParent_ = kNoParent;   ///< Of what was stored last: it waits no more.
     std::vector<bool> read_;         ///< By cluster: read as part of a folder.
+    std::vector<uint8> buffer_;      ///< What is being read of a folder.
     std::vector<Folder> subfolders_; ///< Of the folder being walked.
     double progress_ = 0;
     bool stopped_ = false;

@@ -4,6 +4,7 @@
 #include "format/FileTime.h"
 
 #include <algorithm>
+#include <bit>
 #include <string_view>
 #include <utility>
 
@@ -158,15 +159,20 @@ StreamEntry StreamEntry::decode(DirectoryEntry entry) {
 }
 
 uint16 setChecksum(std::span<const uint8> set) {
-    uint32 sum = 0;
-    for (std::size_t i = 0; i < set.size(); ++i) {
-        if (i == kSetChecksum || i == kSetChecksum + 1)
-            continue;
-        const bool isType = i % DirectoryEntry::kBytes == 0;
-        const uint32 byte = isType ? set[i] | uint32{DirectoryEntry::kInUse} : set[i];
-        sum = ((sum >> 1 | sum << 15) + byte) & 0xFFFFU;
+    uint16 sum = 0;
+    const auto add = [&sum](uint8 byte) { sum = static_cast<uint16>(std::rotr(sum, 1) + byte); };
+    for (std::size_t at = 0; at < set.size(); at += DirectoryEntry::kBytes) {
+        const auto entry = set.subspan(at, std::min(DirectoryEntry::kBytes, set.size() - at));
+        add(entry[0] | DirectoryEntry::kInUse);
+        std::size_t from = 1;
+        if (at == 0) {
+            add(entry[1]);
+            from = kSetChecksum + sizeof(uint16);
+        }
+        for (const uint8 byte : entry.subspan(from))
+            add(byte);
     }
-    return static_cast<uint16>(sum);
+    return sum;
 }
 
 TableEntry TableEntry::decode(DirectoryEntry entry) {

@@ -142,7 +142,7 @@ inline constexpr std::size_t kNameUnits = 15;
     return loadLe<char16_t>(entry.bytes() + 2 + 2 * index);
 }
 
-/// The checksum of an entry set as it was while in use.
+/// The checksum of an entry set, whole entries, as it was while in use.
 [[nodiscard]] uint16 setChecksum(std::span<const uint8> set);
 
 /// The entry of the root directory for the allocation bitmap or the up-case table.

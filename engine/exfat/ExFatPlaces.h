@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/ClusterRanges.h"
+#include "engine/FormerStarts.h"
 #include "engine/IdTable.h"
 #include "engine/exfat/ExFatGeometry.h"
 
@@ -15,13 +16,15 @@ struct ExFatPlace {
     bool noFatChain = false; ///< Its clusters follow each other.
     /// It went with its folder: that its clusters are in use may be its own doing.
     bool isInUse = false;
+    bool inDoubt = false; ///< Another one that was made at the same moment claims some of them.
     /// Of the clusters known to have been its own, those on which a file lay that was made later,
     /// before it was deleted too: what they hold is that file's.
     uint64 takenLater = 0;
-    bool inDoubt = false; ///< Another one that was made at the same moment claims some of them.
     uint64 dataLength = 0;
     uint64 validLength = 0; ///< Bytes that were written, at most `dataLength`.
     int64 creationTime = 0; ///< FILETIME.
+    /// What a file's name promises; null for a folder.
+    const FormerStarts::Kinds* kinds = nullptr;
 };
 
 /// The places of all nodes of a scan, and the ids by which they are found.
@@ -37,6 +40,9 @@ public:
 
     /// Keeps a place and returns its id.
     int64 add(const ExFatPlace& place);
+
+    /// All of them, in the order in which they were added.
+    [[nodiscard]] const std::vector<ExFatPlace>& all() const { return places_; }
 
     /// The place of a node, null when there is none.
     [[nodiscard]] const ExFatPlace* find(int64 id) const;

@@ -171,17 +171,35 @@ ExFatExtents ZExFatVolume::extentsOf(const ExFatPlace& place) {
     return {place, geometry_, table_, bitmap_, places_.claimed()};
 }
 
+/// Where all began that has been found, put together when it is first asked for.
+FormerStarts& ZExFatVolume::starts() {
+    for (; startedPlaces_ < places_.all().size(); ++startedPlaces_) {
+        const ExFatPlace& place = places_.all()[startedPlaces_];
+        if (place.kinds == nullptr || places_.knownClusters(place) == 0)
+            continue;
+        FormerStarts::Start start;
+        start.cluster = place.firstCluster;
+        start.clusters = static_cast<uint32>(geometry_.clustersFor(place.dataLength));
+        start.created = place.creationTime;
+        start.kinds = place.kinds;
+        start.isInOnePiece = place.noFatChain;
+        start.isScattered = !place.noFatChain && start.clusters > 1;
+        starts_.add(start);
+    }
+    return starts_;
+}
+
 PieceFinder ZExFatVolume::pieceFinder() {
-    return {*media(), clusterLayout(), starts_,
+    return {*media(), clusterLayout(), starts(),
             [this](uint64 cluster) { return bitmap_.freeRunAt(cluster, geometry_.lastCluster); }};
 }
 
 /// Whether other deleted files may have been written over its clusters, or lie among them.
 bool ZExFatVolume::isContested(const ExFatPlace& place, const ExFatExtents& extents) {
     return extents.isGuess() || place.takenLater != 0 || place.inDoubt ||
-           starts_.mayBeOverwritten(place.firstCluster, place.creationTime) ||
+           starts().mayBeOverwritten(place.firstCluster, place.creationTime) ||
            std::any_of(extents.runs().begin(), extents.runs().end(), [this](const ClusterRun& run) {
-               return starts_.anyInside(run.first, run.count);
+               return starts().anyInside(run.first, run.count);
            });
 }
 

@@ -65,6 +65,7 @@ private:
     void loadUpcase(const exfat::TableEntry& entry);
     [[nodiscard]] std::vector<uint8> readChain(uint32 first, uint64 bytes);
     [[nodiscard]] ExFatExtents extentsOf(const ExFatPlace& place);
+    [[nodiscard]] FormerStarts& starts();
     [[nodiscard]] PieceFinder pieceFinder();
     [[nodiscard]] bool isContested(const ExFatPlace& place, const ExFatExtents& extents);
     [[nodiscard]] ExFatExtents weighedExtentsOf(const ExFatPlace& place, const std::wstring& name,
@@ -82,7 +83,8 @@ private:
     ExFatBitmap bitmap_;
     ExFatUpcase upcase_;
     ExFatPlaces places_;
-    FormerStarts starts_; ///< Of what a scan has found.
+    FormerStarts starts_;           ///< Of what a scan has found; see `starts`.
+    std::size_t startedPlaces_ = 0; ///< Places of which `starts_` knows already.
 };
 
 } // namespace kova

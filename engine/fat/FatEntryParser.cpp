@@ -252,8 +252,10 @@ std::wstring FatEntryParser::textOf(std::span<const uint8> bytes, bool lower) co
         text = platform::wideFromSystemCodePage(bytes, platform::CodePage::Oem)
                    .value_or(std::wstring(bytes.size(), L'\uFFFD'));
     } else {
-        text.reserve(FatDirectoryEntry::kNameLength + 1);
-        text.assign(bytes.begin(), bytes.end());
+        if (bytes.size() > FatDirectoryEntry::kExtensionLength)
+            text.reserve(FatDirectoryEntry::kNameLength + 1); // What comes behind it fits too.
+        for (const uint8 byte : bytes)
+            text.push_back(byte);
     }
     if (lower)
         std::transform(text.begin(), text.end(), text.begin(), lowered);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/FormerStarts.h"
 #include "engine/ZFileTreeNode.h"
 #include "engine/fat/FatPlace.h"
 
@@ -12,6 +13,7 @@ struct FatFound {
     uint32 recorded = 0; ///< First cluster as its entry says.
     uint32 folder = 0;   ///< Index of the folder that holds it.
     FatPlace place;
+    const FormerStarts::Kinds* kinds = nullptr; ///< By the suffix of its name. Never null.
     bool isRename = false; ///< The file or directory lives on under another name.
 };
 

@@ -4,7 +4,6 @@
 #include "engine/fat/FatEntryParser.h"
 
 #include <algorithm>
-#include <string_view>
 #include <utility>
 
 namespace kova {
@@ -16,11 +15,6 @@ constexpr uint32 kMostBytes = 64 * 1024;
 
 /// So many times farther than the nearest place another one has to be for that to be clear.
 constexpr uint32 kClearlyFarther = 4;
-
-std::wstring_view suffixOf(std::wstring_view name) {
-    const std::size_t dot = name.rfind(L'.');
-    return dot == std::wstring_view::npos ? std::wstring_view() : name.substr(dot + 1);
-}
 
 } // namespace
 
@@ -76,7 +70,7 @@ uint32 FatPlaceFinder::findFolder(uint32 recorded, uint32 parent) {
     return best;
 }
 
-void FatPlaceFinder::run(std::vector<FatFound>& found, const std::vector<FatFolder>& folders,
+void FatPlaceFinder::run(std::deque<FatFound>& found, const std::vector<FatFolder>& folders,
                          const std::vector<FatFolderItem>& items) {
     found_ = &found;
     items_ = &items;
@@ -126,7 +120,7 @@ void FatPlaceFinder::placeFolder(const FatFolder& folder, bool checkedOnes) {
             FatFound& found = (*found_)[item.found];
             neighbours.after = after[i];
             if (found.place.first == 0 && !found.isRename && isHighWordLost(found.recorded) &&
-                kindsForSuffix(suffixOf(found.node.name)).empty() != checkedOnes)
+                found.kinds->empty() != checkedOnes)
                 place(found, item, neighbours);
         }
         if (const uint32 place = placeOf(item); place != 0) {
@@ -136,42 +130,42 @@ void FatPlaceFinder::placeFolder(const FatFolder& folder, bool checkedOnes) {
     }
 }
 
-/// The free places, the most likely first as far as that is known without reading.
-std::vector<FatPlaceFinder::Candidate>
-FatPlaceFinder::candidatesOf(const FatFound& found, uint32 clusters, Neighbours neighbours) const {
-    std::vector<Candidate> candidates;
+/// Finds the free places.
+void FatPlaceFinder::findCandidates(const FatFound& found, uint32 clusters, Neighbours neighbours) {
+    candidates_.clear();
     forEachCandidate(found.recorded, [&](uint32 cluster) {
         if (cluster > volume_.geometry().lastMediaCluster || !volume_.table_.isFree(cluster))
             return;
         Candidate candidate;
         candidate.cluster = cluster;
-        candidate.hasRoom = volume_.use_.freeFrom(cluster) >= clusters;
+        candidate.hasRoom = clusters <= 1 || volume_.use_.freeFrom(cluster) >= clusters;
         candidate.isClaimed = volume_.use_.isDeletedStart(cluster);
         candidate.distance =
             std::max(cluster, neighbours.before) - std::min(cluster, neighbours.before);
         candidate.isInOrder = cluster >= neighbours.before && candidate.distance < kHighWordStep &&
                               (neighbours.after <= neighbours.before || cluster < neighbours.after);
-        candidates.push_back(candidate);
+        constexpr int kHeaviest = 15;
+        candidate.rank = static_cast<uint64>(kHeaviest - candidate.weight()) << 32U;
+        candidate.rank += candidate.distance;
+        candidates_.push_back(candidate);
     });
-    std::stable_sort(
-        candidates.begin(), candidates.end(), [](const Candidate& a, const Candidate& b) {
-            const int weightOfA = a.weight();
-            const int weightOfB = b.weight();
-            return weightOfA != weightOfB ? weightOfA > weightOfB : a.distance < b.distance;
-        });
-    return candidates;
 }
 
 void FatPlaceFinder::place(FatFound& found, const FatFolderItem& item, Neighbours neighbours) {
-    std::vector<Candidate> candidates = candidatesOf(found, item.clusters, neighbours);
-    const std::wstring_view suffix = suffixOf(found.node.name);
+    findCandidates(found, item.clusters, neighbours);
     uint32 readsLeft = std::max<uint32>(kMostBytes / volume_.geometry().bytesPerSector, 1);
     Candidate* best = nullptr;
     Candidate* second = nullptr;
-    for (Candidate& candidate : candidates) {
+    for (auto next = candidates_.begin(); next != candidates_.end(); ++next) {
+        // Mostly the likeliest is it, and the others need no order.
+        std::iter_swap(next, std::min_element(next, candidates_.end(),
+                                              [](const Candidate& a, const Candidate& b) {
+                                                  return a.rank < b.rank;
+                                              }));
+        Candidate& candidate = *next;
         if (readsLeft > 0) {
             --readsLeft;
-            candidate.fit = contentFit(suffix, candidate.cluster);
+            candidate.fit = contentFit(*found.kinds, candidate.cluster);
         }
         if (candidate.fit == Fit::No)
             continue;
@@ -187,11 +181,11 @@ void FatPlaceFinder::place(FatFound& found, const FatFolderItem& item, Neighbour
     }
     if (best == nullptr) {
         // A suffix may promise what the file is not; its neighbours leave just this gap for it.
-        const auto fitsGap = std::ranges::find_if(candidates, [&](const Candidate& candidate) {
+        const auto fitsGap = std::ranges::find_if(candidates_, [&](const Candidate& candidate) {
             return neighbours.isFile && candidate.distance == 0 && candidate.isInOrder &&
                    candidate.hasRoom && !candidate.isClaimed;
         });
-        if (fitsGap == candidates.end())
+        if (fitsGap == candidates_.end())
             return;
         best = &*fitsGap;
     }
@@ -204,16 +198,16 @@ void FatPlaceFinder::place(FatFound& found, const FatFolderItem& item, Neighbour
     volume_.use_.addDeleted(best->cluster);
 }
 
-/// Whether a file with this suffix may begin here. Nothing but zeros begins no file that is worth
-/// a place.
-Fit FatPlaceFinder::contentFit(std::wstring_view suffix, uint32 cluster) {
+/// Whether a file of one of these kinds may begin here. Nothing but zeros begins no file that is
+/// worth a place.
+Fit FatPlaceFinder::contentFit(const FormerStarts::Kinds& kinds, uint32 cluster) {
     const FatGeometry& geometry = volume_.geometry();
     buffer_.resize(geometry.bytesPerSector);
     volume_.readSectors(static_cast<uint64>(geometry.sectorOf(cluster)), 1, geometry.bytesPerSector,
                         buffer_.data());
     if (std::all_of(buffer_.begin(), buffer_.end(), [](uint8 byte) { return byte == 0; }))
         return Fit::No;
-    return fits(suffix, buffer_);
+    return fits(kinds, buffer_);
 }
 
 } // namespace kova

@@ -5,6 +5,7 @@
 #include "engine/fat/FatFound.h"
 #include "engine/fat/ZFatVolume.h"
 
+#include <deque>
 #include <functional>
 #include <span>
 #include <vector>
@@ -23,7 +24,7 @@ public:
     explicit FatPlaceFinder(ZFatVolume& volume) : volume_(volume) {}
 
     /// Sets the places of all that was found in these folders.
-    void run(std::vector<FatFound>& found, const std::vector<FatFolder>& folders,
+    void run(std::deque<FatFound>& found, const std::vector<FatFolder>& folders,
              const std::vector<FatFolderItem>& items);
 
     /// Where a deleted directory begins: it says so itself, in its first two entries. `parent` is
@@ -60,6 +61,7 @@ private:
         bool isClaimed = false; ///< Another deleted file began here for sure.
         bool isInOrder = false; ///< It lies between its neighbours.
         uint32 distance = 0;    ///< From where its neighbours let it be expected.
+        uint64 rank = 0;        ///< Less is likelier, before anything is read.
         Fit fit = Fit::CannotTell;
 
         /// More is likelier. What content says outweighs all else.
@@ -84,14 +86,14 @@ private:
     [[nodiscard]] const Dots& dotsOf(uint32 cluster);
     void placeFolder(const FatFolder& folder, bool checkedOnes);
     void place(FatFound& found, const FatFolderItem& item, Neighbours neighbours);
-    [[nodiscard]] std::vector<Candidate> candidatesOf(const FatFound& found, uint32 clusters,
-                                                      Neighbours neighbours) const;
-    [[nodiscard]] Fit contentFit(std::wstring_view suffix, uint32 cluster);
+    void findCandidates(const FatFound& found, uint32 clusters, Neighbours neighbours);
+    [[nodiscard]] Fit contentFit(const FormerStarts::Kinds& kinds, uint32 cluster);
 
     ZFatVolume& volume_;
-    std::vector<FatFound>* found_ = nullptr;
+    std::deque<FatFound>* found_ = nullptr;
     const std::vector<FatFolderItem>* items_ = nullptr;
     IdTable<Dots> dots_;
+    std::vector<Candidate> candidates_; ///< Of the file being placed.
     std::vector<uint8> buffer_;
 };
 

@@ -211,6 +211,7 @@ void FatSurvey::addFound(uint32 folder, bool isLost) {
         tellInUtc(found.node, localTimes_);
     found.recorded = parser_.firstCluster();
     found.folder = folder;
+    found.kinds = &volume_.starts_.kindsOf(found.node.name);
     found.place.created = parser_.entry().creationStamp();
     if (volume_.geometry_.isDataCluster(found.recorded)) {
         found.place.first = found.recorded;
@@ -322,7 +323,8 @@ void FatSurvey::addStart(const FatFound& found, uint32 clusters) {
     start.clusters = clusters;
     start.created = found.place.created;
     start.isScattered = volume_.use_.freeFrom(start.cluster) < clusters;
-    volume_.starts_.add(found.node.name, start);
+    start.kinds = found.kinds;
+    volume_.starts_.add(start);
 }
 
 /// Of two deleted files that claim the same clusters the younger one is the likelier owner.
@@ -334,6 +336,8 @@ void FatSurvey::markDoubts() {
     };
 
     std::vector<Claim> claims;
+    claims.reserve(items_.size());
+    volume_.starts_.reserve(items_.size());
     for (const FatFolderItem& item : items_) {
         if (item.found == FatFolderItem::kLive)
             continue;
@@ -379,6 +383,7 @@ void FatSurvey::store() {
     }
     std::vector<bool> usedIds(std::size_t{volume_.geometry_.lastCluster} + 1);
     int64 nextId = ZFatVolume::kFirstOwnId;
+    volume_.places_.reserve(found_.size());
     std::vector<uint32> folderOf(found_.size());
     for (uint32 folder = FatFolder::kRoot + 1; folder < folders_.size(); ++folder)
         folderOf[folders_[folder].found] = folder;

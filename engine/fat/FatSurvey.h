@@ -7,6 +7,7 @@
 #include "engine/fat/ZFatVolume.h"
 #include "platform/LocalTime.h"
 
+#include <deque>
 #include <span>
 #include <vector>
 
@@ -53,8 +54,8 @@ private:
     FatEntryParser parser_;
     platform::LocalTimes localTimes_;
     std::vector<uint8> buffer_;
-    std::vector<bool> read_; ///< By cluster: read as part of a directory.
-    std::vector<FatFound> found_;
+    std::vector<bool> read_;          ///< By cluster: read as part of a directory.
+    std::deque<FatFound> found_;      ///< Large, and many: they are not moved as they become more.
     std::vector<FatFolder> folders_;  ///< Live ones first, each before what is in it.
     std::vector<uint32> lostFolders_; ///< Still to be walked, in order.
     std::vector<FatFolderItem> items_;
