@@ -11,6 +11,7 @@
 #include <cstring>
 #include <iterator>
 #include <limits>
+#include <map>
 #include <utility>
 
 namespace kova {
@@ -29,6 +30,11 @@ constexpr uint32 kLargestRecord = 1U << 16;
 constexpr std::size_t kMostMftRuns = std::size_t{1} << 20;
 /// What a volume may ask to be read beyond twice what it holds.
 constexpr uint64 kSpendingSlack = uint64{64} << 20;
+/// Most folders whose indexes are read to find names: each may take a disk's arm elsewhere.
+constexpr uint32 kMostIndexes = 2000;
+/// Ids from here on are of folders that have no record any more: no record number is as large, and
+/// hardly a file has so many streams.
+constexpr int64 kFirstFormerFolder = (int64{1} << 54) + (int64{1} << 40);
 /// Record numbers are counted in 32 bits.
 constexpr uint64 kMostRecords = std::numeric_limits<uint32>::max();
 /// What is taken for the size of a volume that does not tell.
@@ -452,6 +458,91 @@ void ZNtfsVolume::separateStrangers(ZFileTree& tree, int64 folder, uint16 sequen
     }
 }
 
+/// The folder that a file's record names, by record and sequence number; 0 when it does not.
+uint64 ZNtfsVolume::folderOf(int64 id) {
+    try {
+        ZMftRecord record(this, id & static_cast<int64>(ntfs::kRecordNumberMask));
+        if (record.fileName().empty() || record.parentSequence() == 0)
+            return 0;
+        return static_cast<uint64>(record.parentReference()) | uint64{record.parentSequence()}
+                                                                   << ntfs::kSequenceShift;
+    } catch (...) {
+        return 0;
+    }
+}
+
+/// Puts what has lost its folder to another one of the same record back together, under the name
+/// that the folder had.
+void ZNtfsVolume::nameFormerFolders(ZFileTree& tree) {
+    std::map<uint64, std::vector<int64>> contents;
+    NtfsFolderNames names;
+    for (const int64 id : tree.childIds(kLostFolder)) {
+        const uint64 folder = id < 0 ? 0 : folderOf(id);
+        if (folder == 0)
+            continue;
+        contents[folder].push_back(id);
+        names.want(folder);
+    }
+    if (contents.empty())
+        return;
+    lookForNames(names);
+    int64 nextId = kFirstFormerFolder;
+    for (const auto& [reference, name] : names.names()) {
+        if (name.text.empty())
+            continue;
+        ZFileTreeNode folder;
+        folder.id = nextId++;
+        folder.parentId = kLostFolder;
+        folder.name = name.text;
+        folder.isDirectory = true;
+        folder.creationTime = name.creationTime;
+        folder.modificationTime = name.modificationTime;
+        const int64 folderId = folder.id;
+        tree.insert(std::move(folder));
+        for (const int64 id : contents[reference]) {
+            ZFileTreeNode node = *tree.find(id);
+            node.parentId = folderId;
+            tree.insert(std::move(node));
+        }
+    }
+}
+
+/// Looks for the names of folders in all others.
+void ZNtfsVolume::lookForNames(NtfsFolderNames& names) {
+    constexpr uint32 kReportEvery = 1024;
+    uint32 indexesLeft = kMostIndexes;
+    startSpending();
+    media()->setFlags(1, 0);
+    const ZCustomMedia::ReadWindow window(*media());
+    for (uint32 number = 0; number < recordCount_ && !names.isDone() && indexesLeft > 0; ++number) {
+        if (number % kReportEvery == 0 && !setProgress(progress()))
+            break;
+        try {
+            indexesLeft -= lookInFolder(number, names) ? 1U : 0U;
+        } catch (...) { // NOLINT(bugprone-empty-catch): one folder less that tells
+        }
+    }
+    media()->setFlags(0, 0);
+}
+
+/// Whether it has an index beside its record.
+bool ZNtfsVolume::lookInFolder(int64 number, NtfsFolderNames& names) {
+    constexpr int64 kMostIndex = int64{16} << 20;
+    ntfs::RecordBuffer buffer;
+    readMftRecord(number, buffer, true);
+    if ((readLe<uint16>(buffer, RecordHeader::kFlags) & RecordHeader::kDirectory) == 0)
+        return false;
+    names.lookInRecord(buffer);
+    ZMftRecord record(this, number);
+    NtfsStream index;
+    if (!record.findStream(ntfs::kIndexAllocation, L"$I30", index) || !index.isKnown)
+        return false;
+    ZMemoryStream content;
+    static_cast<void>(NtfsContentReader(*this, record, index).read(content, kMostIndex));
+    names.lookInIndex(content.bytes());
+    return true;
+}
+
 ClusterLayout ZNtfsVolume::clusterLayout() const {
     return {0, bytesPerCluster_, std::min(totalClusters_, heldBytes() / bytesPerCluster_)};
 }
@@ -505,6 +596,8 @@ void ZNtfsVolume::scan(ZFileTree* tree) {
         separateStrangers(*tree, folder.record, folder.sequence, folder.inUse);
     collectOrphans(*tree, [&](int64 id) { return processRecord(*tree, id, true); });
     walk_.reset();
+    if (scanOptions().wholeFiles)
+        nameFormerFolders(*tree);
     setProgress(1.0);
 }
 

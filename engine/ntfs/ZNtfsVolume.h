@@ -2,6 +2,7 @@
 
 #include "engine/ZVolume.h"
 #include "engine/ntfs/FileStates.h"
+#include "engine/ntfs/NtfsFolderNames.h"
 #include "engine/ntfs/NtfsLayout.h"
 #include "engine/ntfs/NtfsStream.h"
 #include "engine/ntfs/VolumeBitmap.h"
@@ -112,6 +113,10 @@ private:
     bool describeFile(ZMftRecord& record, ZFileTreeNode& node);
     void insertStreams(ZFileTree& tree, ZMftRecord& record, const ZFileTreeNode& file);
     void separateStrangers(ZFileTree& tree, int64 folder, uint16 sequence, bool inUse);
+    void nameFormerFolders(ZFileTree& tree);
+    void lookForNames(NtfsFolderNames& names);
+    bool lookInFolder(int64 number, NtfsFolderNames& names);
+    [[nodiscard]] uint64 folderOf(int64 id);
 
     bool findStreamOf(ZMftRecord& record, int64 id, NtfsStream& stream) const;
     bool extractToday(int64 id, ZStream& out);

@@ -353,9 +353,36 @@ TEST_F(NtfsToday, AFolderWhoseRecordIsAnotherOnesNow) {
     builder.put(24, reused, true)
         .put(25, freed)
         .deletedFile(26, 24, u"stranger", "1")
-        .deletedFile(27, 25, u"own", "2");
+        .deletedFile(27, 25, u"own", "2")
+        .deletedFile(28, 29, u"orphan", "3"); // Nothing tells of its folder.
+    // An index of another folder still has the entry of what had the record before.
+    std::vector<uint8> block(kCluster);
+    std::copy_n("INDX\x28\0\x09", 7, block.begin());
+    const std::u16string name = u"old folder";
+    uint8* const entry = &block[2000];
+    storeLe<uint64>(entry, 24 | uint64{1} << 48);
+    storeLe<uint16>(entry + 8, static_cast<uint16>((0x52 + 2 * name.size() + 7) / 8 * 8));
+    storeLe<uint16>(entry + 10, static_cast<uint16>(0x42 + 2 * name.size()));
+    storeLe<uint64>(entry + 0x10, 30 | uint64{1} << 48);
+    storeLe<uint32>(entry + 0x48, 0x10000000);
+    entry[0x50] = static_cast<uint8>(name.size());
+    entry[0x51] = 1;
+    for (std::size_t i = 0; i < name.size(); ++i)
+        storeLe<char16_t>(entry + 0x52 + 2 * i, name[i]);
+    RecordBuilder above = builder.newRecord();
+    above.flags(3)
+        .standardInformation(1)
+        .fileName(5, u"above")
+        .nonResident(ntfs::kIndexAllocation, {{0, lcn + 20, 1}},
+                     {.dataSize = kCluster, .name = u"$I30"});
+    builder.putClusters(lcn + 20, block).put(30, above, true);
     Today today(builder);
-    EXPECT_THAT(today.tree.childIds(kLostFolder), ElementsAre(26));
+    const auto lost = today.tree.childIds(kLostFolder);
+    ASSERT_EQ(lost.size(), 2U);
+    EXPECT_EQ(lost[0], 28);
+    EXPECT_EQ(today.tree.find(lost[1])->name, L"old folder");
+    EXPECT_THAT(today.tree.childIds(lost[1]), ElementsAre(26));
+    EXPECT_EQ(today.content(26), "1");
     EXPECT_THAT(today.tree.childIds(25), ElementsAre(27));
     EXPECT_EQ(today.tree.find(24), nullptr);
 }
