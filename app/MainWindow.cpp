@@ -105,6 +105,9 @@ void MainWindow::initPages() {
     connect(scanFrame, &ScanFrame::finished, resultFrame, &ResultFrame::init);
     connect(scanFrame, &ScanFrame::finished, this, &MainWindow::onNextClicked);
     connect(scanFrame, &ScanFrame::finished, this, &MainWindow::onScanEnded);
+    connect(scanFrame, &ScanFrame::searchOffered, this, &MainWindow::updateView);
+    connect(scanFrame, &ScanFrame::searchBegun, this, &MainWindow::updateView);
+    connect(resultFrame, &ResultFrame::searchRequested, this, &MainWindow::searchWholeDrive);
     connect(resultFrame, &ResultFrame::showOverlay, this, &MainWindow::showModalFrame);
     connect(this, &MainWindow::startScan, scanFrame, &ScanFrame::startScan);
     connect(ui->btnRecover, &QPushButton::clicked, resultFrame, &ResultFrame::recoverSelectedFiles);
@@ -115,13 +118,13 @@ void MainWindow::initPages() {
 void MainWindow::updateView() {
     const QWidget* const page = pageStack->currentWidget();
     const int index = pageStack->currentIndex();
-    const bool scanning = page == scanFrame;
-    ui->btnNext->setEnabled(index != pageStack->count() - 1 && !scanning);
-    ui->btnBack->setEnabled(index != 0 && !scanning);
+    const bool onScan = page == scanFrame;
+    ui->btnNext->setEnabled(index != pageStack->count() - 1 && !onScan);
+    ui->btnBack->setEnabled(index != 0 && (!onScan || scanFrame->offersSearch()));
 
     if (page == resultFrame)
         growForResults();
-    else if ((windowFlags() & kMinMaxHints) == kMinMaxHints)
+    else if (!onScan && (windowFlags() & kMinMaxHints) == kMinMaxHints)
         shrinkToWizard();
     ui->stackButtons->setCurrentIndex(page == resultFrame ? ResultsFace : WizardFace);
     focusPage();
@@ -189,12 +192,22 @@ void MainWindow::onNextClicked() {
 }
 
 void MainWindow::onBackClicked() {
+    scanFrame->dropOffer();
     pageStack->setCurrentIndex(pageStack->currentIndex() - 1);
     updateView();
 }
 
+void MainWindow::searchWholeDrive() {
+    if (resultFrame->isRecovering() || !resultFrame->hasVolume())
+        return;
+    pageStack->setCurrentWidget(scanFrame);
+    // Returns when the search has ended and the results page is shown again.
+    scanFrame->search(resultFrame->takeResults());
+}
+
 /// Without results there is only the way back.
 void MainWindow::onScanEnded() {
+    resultFrame->offerSearch(scanFrame->searchDuration());
     const QString reason = scanFrame->failureReason();
     ui->btnRecover->setEnabled(reason.isEmpty());
     if (reason.isEmpty())
@@ -237,8 +250,13 @@ void MainWindow::resizeEvent(QResizeEvent* event) {
 
 void MainWindow::closeEvent(QCloseEvent* event) {
     const QWidget* const page = pageStack->currentWidget();
-    if (page == scanFrame) {
-        closing_ = ask(this, tr("Scanning is in progress. Are you sure you want to quit?")) ==
+    if (page == scanFrame && !scanFrame->isRunning()) {
+        closing_ = true; // There is nothing to lose.
+    } else if (page == scanFrame) {
+        closing_ = ask(this, scanFrame->isSearching()
+                                 ? tr("The drive is being searched. What was found will be lost. "
+                                      "Are you sure you want to quit?")
+                                 : tr("Scanning is in progress. Are you sure you want to quit?")) ==
                    QMessageBox::Yes;
         if (closing_)
             scanFrame->stop();

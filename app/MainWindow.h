@@ -64,6 +64,7 @@ protected:
 private:
     void initPages();
     void onScanEnded();
+    void searchWholeDrive();
     void shrinkToWizard();
     void growForResults();
     void changeFlags(Qt::WindowFlags flags);

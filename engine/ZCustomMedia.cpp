@@ -177,6 +177,7 @@ ZCustomMedia::Filled ZCustomMedia::fill(uint64 sector, std::span<uint8> bytes) {
 
 /// One request to the device; what it gives up to the first bad sector is kept in `bytes`.
 int64 ZCustomMedia::request(uint64 sector, std::span<uint8> bytes) {
+    ++requests_;
     if (readHook_)
         readHook_();
     const int64 got = isGone_ ? -1 : readDevice(sector * sectorSize_, bytes);

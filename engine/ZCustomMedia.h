@@ -82,6 +82,9 @@ public:
     /// Sectors that the device refused to give since `open`.
     [[nodiscard]] uint64 unreadableSectors() const { return unreadableSectors_; }
 
+    /// Requests made to the device since `open`, that under way too.
+    [[nodiscard]] uint64 deviceRequests() const { return requests_; }
+
     /// Why the last open or device read failed, and the system's own words.
     [[nodiscard]] virtual platform::Error error() const { return error_; }
 
@@ -163,6 +166,7 @@ private:
 
     uint64 position_ = 0; ///< In sectors.
     uint64 unreadableSectors_ = 0;
+    uint64 requests_ = 0;
     std::function<void()> readHook_;
 
     bool windowOn_ = false;

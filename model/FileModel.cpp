@@ -19,6 +19,12 @@ const kova::ZFileTreeNode* FileModel::nodeFromIndex(const QModelIndex& index) co
                            : rootNode;
 }
 
+QModelIndex FileModel::find(kova::int64 id) const {
+    const kova::ZFileTreeNode* node = tree->find(id);
+    const int row = node == nullptr ? -1 : tree->rowOf(id);
+    return row < 0 || node == rootNode ? QModelIndex() : createIndex(row, 0, node);
+}
+
 QModelIndex FileModel::index(int row, int column, const QModelIndex& parent) const {
     if (!hasIndex(row, column, parent))
         return {};

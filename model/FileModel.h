@@ -36,6 +36,9 @@ public:
     /// The row of a node of the tree that has one.
     [[nodiscard]] virtual QModelIndex indexOf(const kova::ZFileTreeNode& node) const;
 
+    /// The row of the node with an id, invalid when there is none.
+    [[nodiscard]] QModelIndex find(kova::int64 id) const;
+
 private:
     [[nodiscard]] QVariant text(const kova::ZFileTreeNode& node, int column) const;
     [[nodiscard]] QPixmap icon(const kova::ZFileTreeNode& node) const;

@@ -92,6 +92,7 @@ ResultFrame::ResultFrame(QWidget* parent)
         ui->edtSearch->selectAll();
     });
     connect(ui->horSplitter, &QSplitter::splitterMoved, this, &ResultFrame::onHorSplitterMoved);
+    connect(ui->btnSearch, &QPushButton::clicked, this, &ResultFrame::searchRequested);
 
     recoverAction_ = new QAction(tr("Recover the file(s)..."), this);
     asTextAction_ = new QAction(tr("as text"), this);
@@ -121,6 +122,7 @@ void ResultFrame::init(kova::ZVolume* volume, kova::ZFileTree* tree) {
     if (hasVolume() || found_.tree() != nullptr)
         cleanup();
     found_ = ScannedVolume(volume, tree);
+    ui->wgtSearch->hide();
     if (hasVolume()) {
         ui->lblFailure->hide();
         ui->horSplitter->show();
@@ -136,6 +138,24 @@ void ResultFrame::init(kova::ZVolume* volume, kova::ZFileTree* tree) {
     files_.show(*tree);
     ui->edtSearch->setEnabled(true);
     header_->fitColumns();
+    if (takenTree_ == tree)
+        place_.applyTo(*ui->tree);
+    takenTree_ = nullptr;
+}
+
+ScannedVolume ResultFrame::takeResults() {
+    ui->edtSearch->clear(); // Shows all again, as it was before.
+    place_ = TreePlace(*ui->tree);
+    takenTree_ = found_.tree();
+    ScannedVolume results = std::move(found_);
+    cleanup();
+    return results;
+}
+
+void ResultFrame::offerSearch(const std::optional<QString>& duration) {
+    const QString words = duration.value_or(QString());
+    ui->lblSearchTime->setText(words.isEmpty() ? words : tr("Takes %1").arg(words));
+    ui->wgtSearch->setVisible(duration.has_value());
 }
 
 /// A list with gaps looks like any other.
@@ -195,6 +215,7 @@ void ResultFrame::cleanup() {
     ui->lblFailure->hide();
     ui->lblGaps->hide();
     ui->lblState->hide();
+    ui->wgtSearch->hide();
     ui->horSplitter->show();
     found_.reset();
 }

@@ -2,6 +2,7 @@
 
 #include "pages/FoundFiles.h"
 #include "pages/PreviewType.h"
+#include "pages/TreePlace.h"
 #include "workers/RecoveryList.h"
 #include "workers/RecoveryRun.h"
 #include "workers/ScannedVolume.h"
@@ -14,6 +15,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -56,6 +58,14 @@ public:
     /// Its page is still told how far it came.
     void stopRecovery();
 
+    /// Gives away what it shows, so that more can be added to it. Given that back with `init`, it
+    /// shows it as it does now: the same rows open and selected.
+    [[nodiscard]] ScannedVolume takeResults();
+
+    /// Offers to search the whole drive, which takes as long as `duration` says; empty: nobody
+    /// knows. Nothing: does not offer it. Holds until the next `init` or `cleanup`.
+    void offerSearch(const std::optional<QString>& duration);
+
     /// A dialog of the desktop unless set.
     void setDirectoryChooser(DirectoryChooser chooser);
 
@@ -78,6 +88,9 @@ public slots:
 
 signals:
     void showOverlay(QWidget* w);
+
+    /// The whole drive is to be searched.
+    void searchRequested();
 
 private slots:
     void customContextMenuRequested(QPoint pos);
@@ -133,7 +146,9 @@ private:
     QAction* asImageAction_;
 
     ScannedVolume found_;
-    FoundFiles files_; ///< In its tree.
+    FoundFiles files_;                           ///< In its tree.
+    const kova::ZFileTree* takenTree_ = nullptr; ///< What `place_` was taken from; not owned.
+    TreePlace place_;
 
     QString previewName; ///< Of the file that was asked for last.
     QModelIndex lastPreviewedIndex;

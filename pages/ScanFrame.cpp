@@ -3,17 +3,23 @@
 #include "model/ExtensionFilter.h"
 #include "model/texts.h"
 #include "workers/ScanSession.h"
+#include "workers/SearchRun.h"
+#include "workers/scanTexts.h"
 
 #include "ui_ScanFrame.h"
 
 #include <QCoreApplication>
+#include <QEventLoop>
 #include <QThread>
+#include <QTimer>
 
 #include <chrono>
 #include <cmath>
 #include <utility>
 
 namespace {
+
+constexpr std::chrono::milliseconds kRefreshInterval{100};
 
 /// Lets the window work while the scan has the thread.
 ///
@@ -91,10 +97,27 @@ QString reasonFor(char letter, const ScanSession& session) {
     return {};
 }
 
+/// As the search has gone until now; empty while that tells little.
+QString timeLeft(const SearchRun::Status& status) {
+    constexpr double kTelling = 0.01;
+    constexpr std::chrono::seconds kSettled{2};
+    if (status.progress < kTelling || status.elapsed < kSettled)
+        return {};
+    const std::chrono::duration<double> elapsed = status.elapsed;
+    return durationText(std::chrono::ceil<std::chrono::seconds>(elapsed / status.progress *
+                                                                (1.0 - status.progress)));
+}
+
 } // namespace
 
 ScanFrame::ScanFrame(QWidget* parent) : QWidget(parent), ui(std::make_unique<Ui::ScanFrame>()) {
     ui->setupUi(this);
+    connect(ui->btnSearch, &QPushButton::clicked, this, &ScanFrame::runSearch);
+    connect(ui->btnStopSearch, &QPushButton::clicked, this, [this] {
+        if (search_ != nullptr)
+            search_->finish();
+        ui->btnStopSearch->setEnabled(false);
+    });
 }
 
 ScanFrame::~ScanFrame() = default;
@@ -103,12 +126,15 @@ void ScanFrame::startScan(char volumeLetter) {
     if (std::exchange(isRunning_, true))
         return;
     stopRequested = false;
+    searchDuration_.reset();
+    dropOffer();
     EventPump pump;
-    ScanSession session(kova::ScanOptions::today(), [&](double value) {
+    session_ = std::make_unique<ScanSession>(kova::ScanOptions::today(), [&](double value) {
         progressChanged(value);
         pump.run();
         return !stopRequested;
     });
+    ScanSession& session = *session_;
     statusChanged(QStringLiteral("Preparing"));
     if (session.open(volumeLetter) && session.prepare()) {
         if (!allowed.isEmpty() || !denied.isEmpty())
@@ -119,18 +145,115 @@ void ScanFrame::startScan(char volumeLetter) {
         statusChanged(QStringLiteral("Scanning"));
         session.scan();
     }
+    if (session.canSearch() && session.end() != ScanSession::End::Removed && !stopRequested)
+        searchDuration_ = durationText(session.forecast().duration);
     if (session.hasScanned() && session.end() != ScanSession::End::BrokenOff)
         progressChanged(1.0);
     reason_ = reasonFor(volumeLetter, session);
+    session.setWatcher({});
+    if (session.canSearch() && !session.hasScanned() && !stopRequested) {
+        offerSearch();
+        return;
+    }
     const QString status = session.volume() == nullptr ? reason_ : QStringLiteral("Completed");
     statusChanged(stopRequested ? QStringLiteral("Cancelled") : status);
+    handOver();
+}
+
+void ScanFrame::handOver() {
     isRunning_ = false;
-    const auto [volume, tree] = session.take().release();
+    const auto [volume, tree] = session_->take().release();
+    session_.reset();
     emit finished(volume, tree);
+}
+
+void ScanFrame::offerSearch() {
+    statusChanged(reason_);
+    ui->progressBar->hide();
+    QString offer = tr("All of it can be searched all the same: for what former file systems say, "
+                       "and for files by their content.");
+    if (searchDuration_ && !searchDuration_->isEmpty())
+        offer += QLatin1Char(' ') + tr("This takes %1.").arg(*searchDuration_);
+    ui->lblSearch->setText(offer);
+    ui->lblSearch->show();
+    ui->btnSearch->show();
+    isRunning_ = false;
+    emit searchOffered();
+}
+
+void ScanFrame::dropOffer() {
+    session_.reset();
+    ui->lblSearch->hide();
+    ui->btnSearch->hide();
+    ui->progressBar->show();
+}
+
+void ScanFrame::search(ScannedVolume found) {
+    if (isRunning_)
+        return;
+    session_ = std::make_unique<ScanSession>(kova::ScanOptions::today(), std::move(found));
+    runSearch();
+}
+
+void ScanFrame::runSearch() {
+    if (session_ == nullptr || std::exchange(isRunning_, true))
+        return;
+    reason_.clear();
+    searchDuration_.reset();
+    stopRequested = false;
+    ui->btnSearch->hide();
+    ui->progressBar->show();
+    ui->lblSearch->show();
+    ui->btnStopSearch->setEnabled(true);
+    ui->btnStopSearch->show();
+    emit searchBegun();
+    {
+        QEventLoop loop;
+        SearchRun run(*session_, {}, [&loop] {
+            QMetaObject::invokeMethod(&loop, &QEventLoop::quit, Qt::QueuedConnection);
+        });
+        search_ = &run;
+        QTimer refresh;
+        connect(&refresh, &QTimer::timeout, this, [this, &run] { showSearch(run); });
+        refresh.start(kRefreshInterval);
+        showSearch(run);
+        loop.exec(); // Ends early when the program does.
+        search_ = nullptr;
+    }
+    ui->btnStopSearch->hide();
+    ui->lblSearch->hide();
+    progressChanged(1.0);
+    const bool wasStopped = session_->end() == ScanSession::End::Stopped;
+    statusChanged(wasStopped ? QStringLiteral("Cancelled") : QStringLiteral("Completed"));
+    handOver();
+}
+
+void ScanFrame::showSearch(const SearchRun& run) {
+    const SearchRun::Status status = run.status();
+    progressChanged(status.progress);
+    statusChanged(status.isReading ? tr("Searching") : tr("Putting together what was found"));
+    QStringList lines;
+    if (status.toSearch > 0 && status.isReading) {
+        QString line = tr("%1 of %2")
+                           .arg(formatSize(static_cast<kova::int64>(status.searched)),
+                                formatSize(static_cast<kova::int64>(status.toSearch)));
+        const QString left = timeLeft(status);
+        lines += left.isEmpty() ? line : tr("%1, %2 left").arg(line, left);
+    }
+    QStringList kinds;
+    for (const auto& [kind, count] : status.found) {
+        if (count > 0)
+            kinds += tr("%1: %2").arg(toQString(kind)).arg(count);
+    }
+    if (!kinds.isEmpty())
+        lines += tr("Found so far: %1").arg(kinds.join(QStringLiteral(", ")));
+    ui->lblSearch->setText(lines.join(QLatin1Char('\n')));
 }
 
 void ScanFrame::stop() {
     stopRequested = true;
+    if (search_ != nullptr)
+        search_->breakOff();
 }
 
 void ScanFrame::installFilter(QSet<QString> allowedSuffixes, QSet<QString> deniedSuffixes) {

@@ -2,9 +2,15 @@
 
 #include "engine/openVolume.h"
 #include "engine/recognizeVolume.h"
-#include "engine/search/ZDeepSearch.h"
 
 #include <utility>
+
+namespace {
+
+/// Longer than this a search that is to end waits for no answer of the drive, nor does a forecast.
+constexpr std::chrono::seconds kMostWaiting{5};
+
+} // namespace
 
 /// Lets what uses the drive be watched as long as it lives.
 class ScanSession::Watched {
@@ -32,6 +38,9 @@ ScanSession::ScanSession(const kova::ScanOptions& options, Watcher watcher)
     found_.setMedia(std::make_unique<kova::ZCustomMedia>());
     found_.setTree(std::make_unique<kova::ZFileTree>());
 }
+
+ScanSession::ScanSession(const kova::ScanOptions& options, ScannedVolume found)
+    : options_(options), found_(std::move(found)) {}
 
 bool ScanSession::open(char letter) {
     const Watched watched(*this);
@@ -132,25 +141,59 @@ bool ScanSession::search(const kova::SearchOptions& options) {
     std::unique_ptr<kova::ZVolume> today = found_.takeVolume();
     if (!hasScanned())
         today.reset();
-    found_.setVolume(std::make_unique<kova::ZDeepSearch>(&media(), std::move(today), options));
+    auto search = std::make_unique<kova::ZDeepSearch>(&media(), std::move(today), options);
+    search_ = search.get();
+    found_.setVolume(std::move(search));
     end_ = End::Done;
-    // Stopped, a search still makes files of what it has found: the engine is told, and ends.
-    isSearching_ = true;
     const bool reachedEnd = scan();
-    isSearching_ = false;
-    return reachedEnd;
+    search_ = nullptr;
+    return reachedEnd && (!isFinishing_ || endWith(End::Stopped));
+}
+
+kova::SearchForecast ScanSession::forecast() {
+    const auto end = std::chrono::steady_clock::now() + kMostWaiting;
+    media().setReadHook([this, end] {
+        if (std::chrono::steady_clock::now() > end)
+            throw StopRequest();
+        onRead();
+    });
+    kova::SearchForecast forecast;
+    try {
+        forecast = kova::forecastSearch(media(), hasScanned() ? volume() : nullptr);
+    } catch (...) {
+        forecast = {}; // It would take too long to tell.
+    }
+    media().setReadHook({});
+    return forecast;
 }
 
 void ScanSession::onRead() {
-    if (!onProgress(progress_) && !isSearching_)
+    onProgress(progress_);
+    if (stopped_ || !mayReadOn())
         throw StopRequest();
+}
+
+/// A search that is to end reads on only for the files that it makes, and waits for no drive that
+/// hangs.
+bool ScanSession::mayReadOn() {
+    if (search_ == nullptr || !isFinishing_)
+        return true;
+    if (search_->isReading() || isHanging_)
+        return false;
+    const auto now = std::chrono::steady_clock::now();
+    if (lastRequest_ != media().deviceRequests()) {
+        lastRequest_ = media().deviceRequests();
+        lastRequestBegun_ = now;
+    }
+    isHanging_ = now - lastRequestBegun_ > kMostWaiting;
+    return !isHanging_;
 }
 
 bool ScanSession::onProgress(double value) {
     progress_ = value;
     if (!stopped_ && watcher_ && !watcher_(value))
         stopped_ = true;
-    return !stopped_;
+    return !stopped_ && !isFinishing_;
 }
 
 bool ScanSession::endWith(End end) {

@@ -1,16 +1,20 @@
 #pragma once
 
+#include "engine/search/SearchForecast.h"
 #include "engine/search/SearchOptions.h"
+#include "engine/search/ZDeepSearch.h"
 #include "workers/ScannedVolume.h"
 
+#include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
 
 /// One scan of one drive: opens it, chooses its engine, fills a tree and says how that ended.
 ///
-/// `open`, then `prepare`, then `scan`, each once and only after the one before has succeeded, in
-/// the thread that made the session. Nothing is thrown.
+/// `open`, then `prepare`, then `scan`, each once and only after the one before has succeeded, by
+/// one thread at a time. Nothing is thrown.
 class ScanSession {
 public:
     enum class End {
@@ -34,9 +38,16 @@ public:
     using Watcher = std::function<bool(double progress)>;
 
     explicit ScanSession(const kova::ScanOptions& options, Watcher watcher);
+
+    /// Goes on with what an earlier session has given away, as if it had scanned it.
+    ScanSession(const kova::ScanOptions& options, ScannedVolume found);
+
     ScanSession(const ScanSession&) = delete;
     ScanSession& operator=(const ScanSession&) = delete;
     ~ScanSession() = default;
+
+    /// Replaces the watcher; not while anything runs.
+    void setWatcher(Watcher watcher) { watcher_ = std::move(watcher); }
 
     /// Each returns whether one can go on; if not, `end` tells why.
     bool open(char letter);
@@ -46,7 +57,20 @@ public:
     /// Searches the whole drive for what its file system does not lead to, and adds it to the tree.
     /// After `scan`, however that ended, or after `open` or `prepare` have found a drive without a
     /// file system that can be used. From then on `volume` gives out what was found too.
+    ///
+    /// Its watcher's answer false breaks it off: the drive is read no more. `finishSearch` ends it
+    /// softly.
     bool search(const kova::SearchOptions& options);
+
+    /// Lets a running search make files of what it has found until now, and end. By any thread.
+    void finishSearch() { isFinishing_ = true; }
+
+    /// While a search runs, and in its thread; null otherwise.
+    [[nodiscard]] const kova::ZDeepSearch* runningSearch() const { return search_; }
+
+    /// What a search of the drive would take, told in no more than a few seconds, whatever the
+    /// drive does. Where `canSearch`.
+    [[nodiscard]] kova::SearchForecast forecast();
 
     /// Whether there is a drive to search.
     [[nodiscard]] bool canSearch() const {
@@ -82,6 +106,7 @@ private:
     class Watched;
 
     void onRead();
+    [[nodiscard]] bool mayReadOn();
     bool onProgress(double value);
     void watchProgress();
     bool initialise();
@@ -97,5 +122,9 @@ private:
     End end_ = End::Done;
     double progress_ = 0.0;
     bool stopped_ = false;
-    bool isSearching_ = false;
+    kova::ZDeepSearch* search_ = nullptr; ///< While it runs; it is the volume.
+    std::atomic<bool> isFinishing_{false};
+    kova::uint64 lastRequest_ = 0; ///< The one that the finishing search waits for.
+    std::chrono::steady_clock::time_point lastRequestBegun_;
+    bool isHanging_ = false; ///< The drive did not answer it in time.
 };

@@ -144,6 +144,14 @@ void ContentSearch::finish(const TakenSpace& known, const std::function<bool()>&
     });
 }
 
+void ContentSearch::countInto(std::vector<std::pair<std::wstring, uint64>>& counts) {
+    for (; counted_ < finds_.size(); ++counted_) {
+        const std::wstring folder = contentFolder(*finds_[counted_].content.type);
+        ++families_[folder.substr(0, folder.find(L'/'))];
+    }
+    counts.insert(counts.end(), families_.begin(), families_.end());
+}
+
 std::vector<ContentFind> ContentSearch::take() {
     return std::move(finds_);
 }

@@ -7,7 +7,10 @@
 #include "engine/search/TakenSpace.h"
 
 #include <functional>
+#include <map>
 #include <set>
+#include <string>
+#include <utility>
 #include <vector>
 
 namespace kova {
@@ -34,6 +37,9 @@ public:
 
     [[nodiscard]] const std::vector<ContentFind>& finds() const { return finds_; }
 
+    /// Appends how many whole files of each family it has.
+    void countInto(std::vector<std::pair<std::wstring, uint64>>& counts);
+
 private:
     using Start = ContentFinder::Start;
 
@@ -59,6 +65,8 @@ private:
     ZCustomMedia& media_;
     const FreeSpace& space_;
     std::vector<ContentFind> finds_;
+    std::map<std::wstring, uint64> families_; ///< How many of the first `counted_` finds.
+    std::size_t counted_ = 0;
     std::vector<Broken> broken_;
     std::vector<Start> weak_; ///< Told by little; looked at last.
     TakenSpace taken_;        ///< By whole files.

@@ -104,19 +104,35 @@ void ZDeepSearch::scan(ZFileTree* tree) {
         finders = {&ntfs, &names, &fat, &exfat};
     if (search_.content)
         finders.push_back(&starts);
-    readAll(space, finders, [&] { content.measure(starts.take()); });
+    isReading_ = true;
+    readAll(space, finders, [&] {
+        content.measure(starts.take());
+        status_.found.clear();
+        for (const BlockFinder* finder : finders) {
+            if (finder != &starts)
+                status_.found.emplace_back(finder->name(), finder->found());
+        }
+        content.countInto(status_.found);
+    });
+    isReading_ = false;
 
     KnownFiles known = knownFiles(*tree);
-    for (FormerVolume& former : NtfsRemnants(ntfs, ownRecords).volumes(*media()))
-        add(std::move(former), *tree, known);
-    for (FormerVolume& former : FatRemnants(fat, clusterLayout()).volumes(*media()))
-        add(std::move(former), *tree, known);
-    for (FormerVolume& former :
-         ExFatRemnants(exfat, content.finds(), clusterLayout()).volumes(*media()))
-        add(std::move(former), *tree, known);
+    const auto addAll = [&](const auto& remnants) {
+        try {
+            for (FormerVolume& former : remnants.volumes(*media()))
+                add(std::move(former), *tree, known);
+        } catch (...) { // What the others have found stays.
+        }
+    };
+    addAll(NtfsRemnants(ntfs, ownRecords));
+    addAll(FatRemnants(fat, clusterLayout()));
+    addAll(ExFatRemnants(exfat, content.finds(), clusterLayout()));
     markOlder(*tree);
     if (search_.content) {
-        content.finish(known.space(), [this] { return setProgress(progress()); });
+        try {
+            content.finish(known.space(), [this] { return setProgress(progress()); });
+        } catch (...) { // The drive gives no more; what is whole stays.
+        }
         std::vector<ContentFind> finds = content.take();
         auto named = nameFinds(*media(), names.names(), *tree, finds);
         for (auto* some : {&named, &finds}) {
@@ -137,9 +153,9 @@ std::vector<ByteRange> ZDeepSearch::placeOfMft() const {
     return today_->placeOf(mft);
 }
 
-/// Reads the drive and shows it to the finders, which look while the next stretch is read. False
-/// when it was stopped.
-bool ZDeepSearch::readAll(const FreeSpace& space, const std::vector<BlockFinder*>& finders,
+/// Reads the drive and shows it to the finders, which look while the next stretch is read. Ends
+/// early when it is asked to stop, or the drive goes away.
+void ZDeepSearch::readAll(const FreeSpace& space, const std::vector<BlockFinder*>& finders,
                           const std::function<void()>& looked) {
     const uint32 sectorBytes = media()->sectorSize();
     const uint64 mediaBytes = space.mediaBytes();
@@ -153,34 +169,34 @@ bool ZDeepSearch::readAll(const FreeSpace& space, const std::vector<BlockFinder*
             one.get();
         looking.clear();
         looked();
-        status_.found.clear();
-        for (const BlockFinder* finder : finders)
-            status_.found.emplace_back(finder->name(), finder->found());
     };
     constexpr uint64 kMost = kRequestBytes + BlockFinder::kLookAhead;
-    for (auto area = space.next(0, kMost); area; area = space.next(status_.searched, kMost)) {
-        const auto sectors = static_cast<uint32>(area->length / sectorBytes);
+    const auto isGone = [this] { return media()->error() == platform::Error::DeviceGone; };
+    const auto readOn = [&](const ByteRange& area) {
+        const auto sectors = static_cast<uint32>(area.length / sectorBytes);
         read.resize(static_cast<std::size_t>(sectors) * sectorBytes);
-        media()->seek(area->start / sectorBytes);
+        media()->seek(area.start / sectorBytes);
         media()->read(read.data(), sectors);
         finish();
         std::swap(shown, read);
         const auto fresh = static_cast<std::size_t>(std::min<uint64>(shown.size(), kRequestBytes));
         for (BlockFinder* finder : finders)
             looking.push_back(
-                std::async(std::launch::async, [&shown, finder, start = area->start, fresh] {
+                std::async(std::launch::async, [&shown, finder, start = area.start, fresh] {
                     finder->look(start, shown, fresh);
                 }));
-        status_.searched = area->start + std::max<uint64>(fresh, sectorBytes);
+        status_.searched = area.start + std::max<uint64>(fresh, sectorBytes);
         const double share = static_cast<double>(std::min(status_.searched, mediaBytes)) /
                              static_cast<double>(mediaBytes);
-        if (!setProgress(share * kPassShare)) {
-            finish();
-            return false;
-        }
+        return setProgress(share * kPassShare);
+    };
+    try {
+        auto area = space.next(0, kMost);
+        while (area && !isGone() && readOn(*area))
+            area = space.next(status_.searched, kMost);
+        finish();
+    } catch (...) { // The read hook wants no more of the drive.
     }
-    finish();
-    return true;
 }
 
 /// The files that a tree holds before anything is added.
@@ -199,6 +215,7 @@ void ZDeepSearch::add(FormerVolume former, ZFileTree& tree, KnownFiles& known) {
     if (former_.size() == kMostVolumes)
         return;
     ZFileTree own;
+    own.filter = tree.filter; // No folders for what is not wanted.
     former.volume->scan(&own);
     std::vector<int64> files;
     for (const auto& [id, node] : own.allNodes()) {

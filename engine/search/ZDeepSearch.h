@@ -42,7 +42,7 @@ public:
     bool init() override;
 
     /// Searches, and adds to `tree` what has been found. A false answer of the progress callback
-    /// ends the reading.
+    /// ends the reading; so does what the media's read hook throws.
     void scan(ZFileTree* tree) override;
 
     bool extract(const ZFileTreeNode& node, ZStream* out) override;
@@ -55,6 +55,9 @@ public:
     /// May be asked while `scan` runs, from its callback.
     [[nodiscard]] const Status& status() const { return status_; }
 
+    /// Whether the drive is still being read from end to end, and not yet made files of.
+    [[nodiscard]] bool isReading() const { return isReading_; }
+
 private:
     /// The volume that a node belongs to, and the node as that volume knows it.
     struct Owner {
@@ -64,7 +67,7 @@ private:
 
     [[nodiscard]] Owner ownerOf(const ZFileTreeNode& node) const;
     [[nodiscard]] std::vector<ByteRange> placeOfMft() const;
-    bool readAll(const FreeSpace& space, const std::vector<BlockFinder*>& finders,
+    void readAll(const FreeSpace& space, const std::vector<BlockFinder*>& finders,
                  const std::function<void()>& looked);
     KnownFiles knownFiles(const ZFileTree& tree);
     void add(FormerVolume former, ZFileTree& tree, KnownFiles& known);
@@ -77,6 +80,7 @@ private:
     /// By the ids of files of former volumes: bytes of them where younger files lie.
     std::unordered_map<int64, uint64> overwritten_;
     Status status_;
+    bool isReading_ = false;
 };
 
 } // namespace kova

@@ -6,6 +6,7 @@
 #include "pages/ScanFrame.h"
 #include "pages/SourceFrame.h"
 #include "platform/Drives.h"
+#include "tests/platform/Tools.h"
 #include "tests/support/Answers.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestMedia.h"
@@ -21,6 +22,7 @@
 #include <QJsonObject>
 #include <QLabel>
 #include <QListWidget>
+
 #include <QProcess>
 #include <QRadioButton>
 #include <QScreen>
@@ -129,6 +131,10 @@ protected:
     }
 
     ResultFrame* resultFrame() { return window->findChild<ResultFrame*>(); }
+
+    static QPushButton* searchButton(const QWidget* on) {
+        return on->findChild<QPushButton*>(QStringLiteral("btnSearch"));
+    }
 
     ScanFrame* scanFrame() { return window->findChild<ScanFrame*>(); }
 
@@ -476,14 +482,10 @@ TEST_F(MainWindowTest, ClosingEndsARecoveryBeforeFreeingWhatItReads) {
 }
 
 TEST_F(MainWindowTest, AScanThatCannotStartCanOnlyGoBack) {
-    const QString image = QString::fromStdString((images / "noise.img").string());
-    QFile noise(image);
-    ASSERT_TRUE(noise.open(QIODevice::WriteOnly));
-    noise.write(QByteArray(1 << 20, 'x'));
-    noise.close();
-    attach(image);
+    attachSample(QStringLiteral("fat.img"));
     auto* source = window->findChild<SourceFrame*>();
     source->setProperty("volumeLetter", int(letter));
+    std::filesystem::remove(images / "fat.img");
     pages->setCurrentIndex(Formats);
     window->onNextClicked();
     ASSERT_EQ(page(), Results);
@@ -504,6 +506,155 @@ TEST_F(MainWindowTest, AScanThatCannotStartCanOnlyGoBack) {
     click("btnNext");
     EXPECT_EQ(page(), Results);
     EXPECT_TRUE(isEnabled("btnRecover"));
+}
+
+TEST_F(MainWindowTest, SearchesADriveWithoutFileSystemOnlyWhenAsked) {
+    const QString image = QString::fromStdString((images / "noise.img").string());
+    QFile noise(image);
+    ASSERT_TRUE(noise.open(QIODevice::WriteOnly));
+    noise.write(QByteArray(1 << 20, 'x'));
+    noise.close();
+    attach(image);
+    window->findChild<SourceFrame*>()->setProperty("volumeLetter", int(letter));
+    pages->setCurrentIndex(Formats);
+    click("btnNext");
+    ASSERT_EQ(page(), Scan);
+    EXPECT_TRUE(scanFrame()->offersSearch());
+    EXPECT_EQ(window->focusWidget(), searchButton(scanFrame()));
+    EXPECT_FALSE(isEnabled("btnNext"));
+    click("btnBack");
+    EXPECT_EQ(page(), Formats);
+    EXPECT_FALSE(scanFrame()->offersSearch());
+    click("btnNext");
+    ASSERT_EQ(page(), Scan);
+    const Answers answers(QMessageBox::No);
+    click("btnClose"); // Nothing is to be lost: nobody asks.
+    EXPECT_FALSE(window->isVisible());
+}
+
+/// A stick on which files were saved, which was then formatted, and got another file that was
+/// deleted.
+class FormattedStick : public MainWindowTest {
+protected:
+    static constexpr int kFiles = 30;
+
+    static QByteArray contentOf(int file) {
+        return QByteArray("file ") + QByteArray(700 * (file + 1), char('A' + file));
+    }
+
+    void save(const std::string& image, int file, const std::string& name) {
+        QFile content(QString::fromStdString((images / "content").string()));
+        ASSERT_TRUE(content.open(QIODevice::WriteOnly));
+        content.write(contentOf(file));
+        content.close();
+        platform::test::run("mcopy -i " + image + " " +
+                            platform::test::forShell(images / "content") + " '" + name + "'");
+    }
+
+    /// The files lie at the beginning, behind one that the newer file overwrites.
+    void make(std::uintmax_t bytes) {
+        const std::filesystem::path image = images / "stick.img";
+        platform::test::makeFat(image, bytes, "-F 32 -s 8");
+        const std::string path = platform::test::forShell(image);
+        platform::test::run("mmd -i " + path + " ::/Before");
+        save(path, kFiles, "::/Before/first.txt");
+        platform::test::run("mmd -i " + path + " ::/Holiday");
+        for (int i = 0; i < kFiles; ++i)
+            save(path, i, "::/Holiday/On the beach " + std::to_string(i) + ".dat");
+        platform::test::run("mkfs.fat -F 32 -s 8 " + path);
+        platform::test::run("mmd -i " + path + " ::/New");
+        save(path, kFiles, "::/New/The last.txt");
+        platform::test::run("mdel -i " + path + " '::/New/The last.txt'");
+        attach(QString::fromStdString(image.string()));
+        chooseDrive();
+        click("btnNext");
+        ASSERT_EQ(page(), Results);
+    }
+
+    /// Recovers everything and compares it.
+    void expectRecovered() {
+        auto* tree = child<QTreeView>("tree");
+        tree->selectAll();
+        click("btnRecover");
+        auto* progress = window->findChild<RecoveryWidget*>();
+        ASSERT_NE(progress, nullptr);
+        auto* result = progress->findChild<QStackedWidget*>(QStringLiteral("stackResult"));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return result->currentIndex() == 1; }, 60'000));
+        QTest::keyClick(window.get(), Qt::Key_Escape);
+        std::set<QString> recovered;
+        QDirIterator files(outputPath(), QDir::Files, QDirIterator::Subdirectories);
+        while (files.hasNext()) {
+            QFile file(files.next());
+            ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+            const QString name = files.fileName();
+            if (!name.startsWith(QStringLiteral("On the beach ")))
+                continue;
+            const int number = name.mid(13).chopped(4).toInt();
+            EXPECT_EQ(file.readAll(), contentOf(number)) << name.toStdString();
+            recovered.insert(name);
+        }
+        EXPECT_EQ(int(recovered.size()), kFiles);
+    }
+};
+
+TEST_F(FormattedStick, GrowsTheResultsAndLeavesThemAsTheyWere) {
+    make(300U << 20);
+    auto* tree = child<QTreeView>("tree");
+    ASSERT_EQ(tree->model()->rowCount(), 1);
+    tree->expand(tree->model()->index(0, 0));
+    const QModelIndex file = tree->model()->index(0, 0, tree->model()->index(0, 0));
+    tree->setCurrentIndex(file);
+    window->resize(900, 600);
+    auto* button = searchButton(resultFrame());
+    ASSERT_TRUE(button->isVisible());
+    EXPECT_EQ(child<QLabel>("lblSearchTime")->text(), QStringLiteral("Takes less than a minute"));
+
+    button->click();
+    ASSERT_EQ(page(), Results);
+    EXPECT_EQ(window->size(), QSize(900, 600));
+    EXPECT_FALSE(button->isVisible());
+    EXPECT_EQ(tree->model()->rowCount(), 2);
+    EXPECT_TRUE(tree->isExpanded(tree->model()->index(0, 0)));
+    const QModelIndexList selected = tree->selectionModel()->selectedRows();
+    ASSERT_EQ(selected.size(), 1);
+    EXPECT_EQ(selected.first().data().toString(), QStringLiteral("The last.txt"));
+    expectRecovered();
+}
+
+TEST_F(FormattedStick, StopsASearchAndShowsWhatItHasFound) {
+    make(std::uintmax_t{8} << 30); // Goes on long after the files.
+    bool asked = false;
+    QTimer watch;
+    QObject::connect(&watch, &QTimer::timeout, [&] {
+        const QString found = scanFrame()->findChild<QLabel*>(QStringLiteral("lblSearch"))->text();
+        if (asked || !found.contains(QStringLiteral("FAT folders: 1")))
+            return;
+        asked = true;
+        EXPECT_EQ(page(), Scan);
+        EXPECT_FALSE(isEnabled("btnBack"));
+        click("btnStopSearch");
+    });
+    watch.start(1);
+    searchButton(resultFrame())->click();
+    EXPECT_TRUE(asked);
+    ASSERT_EQ(page(), Results);
+    expectRecovered();
+}
+
+TEST_F(FormattedStick, ASearchCanBeLeft) {
+    make(std::uintmax_t{8} << 30);
+    Answers answers(QMessageBox::No);
+    QTimer::singleShot(300, window.get(), [&] {
+        ASSERT_TRUE(scanFrame()->isSearching());
+        click("btnClose");
+        EXPECT_TRUE(window->isVisible());
+        answers.press(QMessageBox::Yes);
+        click("btnClose");
+        answers.press(QMessageBox::No);
+    });
+    searchButton(resultFrame())->click(); // Ends at once.
+    EXPECT_EQ(answers.takeTexts().size(), 2);
+    EXPECT_FALSE(window->isVisible());
 }
 
 } // namespace

@@ -12,6 +12,7 @@
 
 #include <QLabel>
 #include <QProgressBar>
+#include <QPushButton>
 #include <QTimer>
 
 #include <gmock/gmock.h>
@@ -20,6 +21,7 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <memory>
 #include <set>
 
@@ -63,6 +65,17 @@ protected:
         for (const auto& [id, node] : tree->allNodes()) {
             if (node.isDirectory == directories)
                 result.insert(toQString(node.name));
+        }
+        return result;
+    }
+
+    /// What the files are that were found, by name.
+    [[nodiscard]] std::multimap<QString, std::vector<kova::uint8>> contents() {
+        std::multimap<QString, std::vector<kova::uint8>> result;
+        for (const auto& [id, node] : tree->allNodes()) {
+            kova::ZMemoryStream content;
+            if (!node.isDirectory && volume->extract(node, &content))
+                result.emplace(toQString(node.name), content.bytes());
         }
         return result;
     }
@@ -264,11 +277,6 @@ TEST_F(Refused, TheDriveIsGone) {
     EXPECT_NE(volume, nullptr);
 }
 
-TEST_F(Refused, ThereIsNoFileSystem) {
-    const Attached drive(std::vector<kova::uint8>(1U << 20));
-    expectRefused(drive.letter(), "no file system that Orvane knows");
-}
-
 TEST_F(Refused, TheRightsAreMissing) {
     const kova::test::TempDir folder;
     platform::test::makeFat(folder / "fat.img", 4U << 20);
@@ -306,9 +314,43 @@ TEST_F(ScanFrameTest, ADamagedVolumeEndsEmptyAndSaysWhy) {
     std::fill_n(bytes.begin() + 48, 8, kova::uint8{0x7F}); // Where the MFT lies.
     const Attached drive(bytes);
     page->startScan(drive.letter());
-    EXPECT_EQ(status.text(), QStringLiteral("Completed"));
-    EXPECT_TRUE(tree->allNodes().empty());
-    EXPECT_THAT(page->failureReason().toStdString(), testing::HasSubstr("damaged"));
+    EXPECT_TRUE(page->offersSearch());
+    EXPECT_THAT(status.text().toStdString(), testing::HasSubstr("damaged"));
+    EXPECT_EQ(scans, 0);
+}
+
+TEST_F(ScanFrameTest, ADriveWithoutItsFileSystemIsSearchedAsItIs) {
+    const Attached whole("ntfs.img");
+    page->startScan(whole.letter());
+    std::ifstream file(whole.path(), std::ios::binary);
+    std::vector<kova::uint8> bytes(std::istreambuf_iterator<char>(file), {});
+    const auto before = contents();
+    for (const auto end : {bytes.begin() + 8192, bytes.end()})
+        std::fill(end - 8192, end, kova::uint8{0}); // The boot sector and its copy.
+    const Attached drive(bytes);
+    page->startScan(drive.letter());
+    EXPECT_EQ(scans, 1);
+    ASSERT_TRUE(page->offersSearch());
+    EXPECT_THAT(status.text().toStdString(),
+                testing::HasSubstr("no file system that Orvane knows"));
+    EXPECT_TRUE(bar.isHidden());
+
+    page->findChild<QPushButton*>(QStringLiteral("btnSearch"))->click();
+    ASSERT_EQ(scans, 2);
+    EXPECT_EQ(page->failureReason(), QString());
+    EXPECT_FALSE(page->offersSearch());
+    EXPECT_FALSE(bar.isHidden());
+    const auto after = contents();
+    EXPECT_FALSE(before.empty());
+    for (const auto& [name, content] : before) {
+        const auto [first, last] = after.equal_range(name);
+        EXPECT_TRUE(std::any_of(first, last, [&](const auto& found) {
+            return found.second == content;
+        })) << name.toStdString();
+    }
+
+    page->startScan(whole.letter()); // As if nothing had happened.
+    EXPECT_EQ(contents(), before);
 }
 
 } // namespace
