@@ -17,16 +17,25 @@ constexpr std::size_t kPacket = 188;
 constexpr std::size_t kArrival = 4;
 constexpr std::size_t kPacketsAhead = 5;
 
+constexpr std::size_t kHeader = 4;
+/// What byte 3 says of an adaptation field and a payload: one of them is in every packet.
+constexpr uint8 kContents = 0x30;
+
+bool isHeader(uint8 sync, uint8 byte3) {
+    return sync == kSync && (byte3 & kContents) != 0;
+}
+
 /// Bytes before each packet, if `first` begins with packets in a row; fewer do when it is short.
 std::optional<std::size_t> leadOf(std::span<const uint8> first) {
     for (const std::size_t lead : {std::size_t{0}, kArrival}) {
         std::size_t packets = 0;
         std::size_t at = lead;
-        while (packets < kPacketsAhead && at < first.size() && first[at] == kSync) {
+        while (packets < kPacketsAhead && at + kHeader <= first.size() &&
+               isHeader(first[at], first[at + kHeader - 1])) {
             at += lead + kPacket;
             ++packets;
         }
-        if (packets == kPacketsAhead || (packets > 1 && at >= first.size()))
+        if (packets == kPacketsAhead || (packets > 1 && at + kHeader > first.size()))
             return lead;
     }
     return std::nullopt;
@@ -37,7 +46,11 @@ public:
     explicit PacketChain(std::size_t lead) : lead_(lead) {}
 
     uint64 frameAt(ContentReader& reader, uint64 at) override {
-        return reader.has(at + lead_, 1) && reader.byte(at + lead_) == kSync ? lead_ + kPacket : 0;
+        const uint64 header = at + lead_;
+        return reader.has(header, kHeader) &&
+                       isHeader(reader.byte(header), reader.byte(header + kHeader - 1))
+                   ? lead_ + kPacket
+                   : 0;
     }
 
 private:
