@@ -166,12 +166,17 @@ TEST(FatPlace, ContentTellsWhereAFileGoesOnBetweenOtherDeletedOnes) {
     add("inside.png", 2019, inside, {3});
     add("between.png", 2020, between, {2, 4, 5}); // It steps over the older one itself.
     add("unknown.dat", 2020, unknown, {9, 10});   // Its content tells nothing of it.
+    // What promises nothing steps over what is still there, too.
+    const std::string unchecked(std::size_t{2} * cluster, 'v');
+    add("there.png", 2020, pngOf('t', std::size_t{2} * cluster), {13, 14});
+    add("unchecked.dat", 2021, unchecked, {12, 15});
     add("pieces.png", 2021, pieces, {0, 1, 6, 7, 8, 11});
     FatScan scan = scanned(builder);
     EXPECT_EQ(scan.extract(scan.named(L"pieces.png")), pieces);
     EXPECT_EQ(scan.volume.extractReport().reason, ExtractReport::Reason::None);
     EXPECT_EQ(scan.volume.placeOf(scan.named(L"pieces.png")).size(), 3U);
     EXPECT_EQ(scan.extract(scan.named(L"between.png")), between);
+    EXPECT_EQ(scan.extract(scan.named(L"unchecked.dat")), unchecked);
     EXPECT_EQ(scan.extract(scan.named(L"inside.png")), inside);
     ZMemoryStream out;
     EXPECT_FALSE(scan.volume.extract(scan.named(L"gone.png"), &out));
