@@ -72,6 +72,10 @@ public:
     /// First bytes that it takes to say that a file is none of the kind.
     [[nodiscard]] virtual std::size_t bytesNeeded() const { return 16; }
 
+    /// Whether the rest of a file may look like a whole one, as it does where parts that begin
+    /// alike follow each other and nothing tells how many.
+    [[nodiscard]] virtual bool restLooksWhole() const { return false; }
+
     /// Bytes of the file that lie before what `begins` was given when it was an inner landmark
     /// that was found (a volume descriptor, which lies 32 KiB into an ISO image); 0 for nearly all.
     [[nodiscard]] virtual uint64 landmark(std::span<const uint8>) const { return 0; }

@@ -24,6 +24,10 @@ bool isSpace(int c) {
     return c == ' ' || c == '\t' || c == '\r' || c == '\n';
 }
 
+bool isWord(int c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+}
+
 char lower(uint8 c) {
     return static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c);
 }
@@ -203,28 +207,35 @@ private:
     /// Browsers forgive everything, so that a file is whole if it has its last tag, or ends.
     static void followHtml(ContentReader& reader, MeasuredContent& found) {
         const TextRun run = textRun(reader);
-        const uint64 closed = afterLastTag(reader);
+        const uint64 closed = endBehindTag(reader, run.end);
         found.title = title(reader);
         if (closed == 0)
             return run.tell(found);
-        found.endsAt(std::max(run.end, closed));
+        found.endsAt(closed);
     }
 
-    /// Behind the last "</html>" of the text; 0 for none.
-    static uint64 afterLastTag(ContentReader& reader) {
+    /// Where a text that ends at `textEnd` or before does so behind its last "</html>"; 0 without
+    /// one.
+    static uint64 endBehindTag(ContentReader& reader, uint64 textEnd) {
         constexpr auto kClosing = "</html>"sv;
         CharacterReader characters(reader, 0);
         std::size_t same = 0;
         uint64 after = 0;
+        bool isBehind = false; // The tag, with nothing but white space since.
         for (int c = characters.next(); c > 0; c = characters.next()) {
+            // Words are no part of a page any more: they were here before it.
+            if (isBehind && isWord(c))
+                return characters.at() - 1;
+            isBehind = isBehind && isSpace(c);
             const char letter = lower(static_cast<uint8>(c));
             same = letter == kClosing[same] ? same + 1 : (letter == '<' ? 1 : 0);
             if (same == kClosing.size()) {
                 after = characters.at();
                 same = 0;
+                isBehind = true;
             }
         }
-        return after;
+        return after == 0 ? 0 : std::max(after, textEnd);
     }
 
     static std::wstring title(ContentReader& reader) {

@@ -64,6 +64,8 @@ public:
         return Certainty::Structure;
     }
 
+    bool restLooksWhole() const override { return true; }
+
 protected:
     void follow(ContentReader& reader, MeasuredContent& found) const override {
         uint64 at = 0;

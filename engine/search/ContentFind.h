@@ -12,6 +12,7 @@ namespace kova {
 struct ContentFind {
     std::vector<ByteRange> place; ///< Where it lies, in its order.
     MeasuredContent content;      ///< Its length is that of the place.
+    bool mayBeRest = false;       ///< Of a file whose beginning lies elsewhere.
     /// What a folder says of it, if any does: its name, the folders from the outermost on, and its
     /// times as FILETIMEs.
     std::wstring name;

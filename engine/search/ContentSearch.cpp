@@ -48,8 +48,8 @@ void ContentSearch::measureOne(const Start& start) {
         return;
     PlacedSource source(media_, space_, start.position);
     const MeasuredContent content = start.kind->measure(source);
-    if (content.state == ContentState::Whole)
-        accept(source, content);
+    if (content.state == ContentState::Whole && accept(source, content))
+        finds_.back().mayBeRest = start.kind->restLooksWhole();
     if (content.state != ContentState::Incomplete)
         return;
     broken_.push_back({start, content});
@@ -105,14 +105,16 @@ std::set<uint64> ContentSearch::grids() const {
     return grids;
 }
 
-void ContentSearch::accept(PlacedSource& source, const MeasuredContent& content) {
+/// False when there is nothing to keep.
+bool ContentSearch::accept(PlacedSource& source, const MeasuredContent& content) {
     ContentFind find;
     find.place = source.place(content.length);
     find.content = content;
     if (find.place.empty())
-        return;
+        return false;
     taken_.add(find.place);
     finds_.push_back(std::move(find));
+    return true;
 }
 
 void ContentSearch::finish(const TakenSpace& known, const std::function<bool()>& goesOn) {
@@ -135,6 +137,10 @@ void ContentSearch::finish(const TakenSpace& known, const std::function<bool()>&
         keepIncomplete(broken);
     // Text begins at the start of a cluster or not at all.
     const std::set<uint64> grids = this->grids();
+    for (ContentFind& find : finds_) {
+        if (find.mayBeRest && !grids.contains(find.place.front().start % space_.unitBytes()))
+            find.content.breaks(find.content.length, find.content.length);
+    }
     for (const Start& start : weak_) {
         if (grids.contains(start.position % space_.unitBytes()) && goesOn())
             measureWeak(start);

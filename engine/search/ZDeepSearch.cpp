@@ -11,6 +11,7 @@
 #include "engine/search/remnants/ExFatSetFinder.h"
 #include "engine/search/remnants/FatFolderFinder.h"
 #include "engine/search/remnants/FatRemnants.h"
+#include "engine/search/remnants/FatTableFinder.h"
 #include "engine/search/remnants/NtfsNameFinder.h"
 #include "engine/search/remnants/NtfsRecordFinder.h"
 #include "engine/search/remnants/NtfsRemnants.h"
@@ -97,11 +98,12 @@ void ZDeepSearch::scan(ZFileTree* tree) {
     NtfsNameFinder names;
     FatFolderFinder fat;
     ExFatSetFinder exfat;
+    FatTableFinder tables;
     ContentFinder starts;
     ContentSearch content(*media(), space);
     std::vector<BlockFinder*> finders;
     if (search_.remnants)
-        finders = {&ntfs, &names, &fat, &exfat};
+        finders = {&ntfs, &names, &fat, &exfat, &tables};
     if (search_.content)
         finders.push_back(&starts);
     isReading_ = true;
@@ -125,8 +127,8 @@ void ZDeepSearch::scan(ZFileTree* tree) {
         }
     };
     addAll(NtfsRemnants(ntfs, ownRecords));
-    addAll(FatRemnants(fat, clusterLayout()));
-    addAll(ExFatRemnants(exfat, content.finds(), clusterLayout()));
+    addAll(FatRemnants(fat, tables, clusterLayout()));
+    addAll(ExFatRemnants(exfat, tables, content.finds(), clusterLayout()));
     markOlder(*tree);
     if (search_.content) {
         try {

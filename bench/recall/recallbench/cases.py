@@ -2,6 +2,7 @@
 
 import os
 import random
+import time
 from dataclasses import dataclass, replace
 from pathlib import Path
 
@@ -334,6 +335,7 @@ def _(work):
     exfat.format_volume(work.image, SIZE, 32 * KIB)
     exfat.fill(work.image, kept)
     for day, files in enumerate(rounds, 1):
+        time.sleep(exfat.CLOCK_STEP)
         exfat.fill(work.image, files, day)
         exfat.delete(work.image, files, kept, keep_chains=True)
     return aged(work, [file for files in rounds for file in files], kept, [])

@@ -8,6 +8,7 @@ from contextlib import contextmanager
 
 from .volume import Image, create, delete_tree, loop_device, mounted, run, write_tree
 
+CLOCK_STEP = 2  # seconds: what is made within one seems to be of the same time
 FAT_OFFSET_AT, FAT_LENGTH_AT, SECTOR_SHIFT_AT = 80, 84, 108
 
 

@@ -182,8 +182,9 @@ std::optional<Clusters> choose(ZCustomMedia& media, const std::vector<const Set*
 /// Makes the tree of one former volume.
 class Reading {
 public:
-    Reading(ZCustomMedia& media, Clusters clusters, const std::vector<const Set*>& sets)
-        : media_(media), clusters_(clusters), sets_(sets) {}
+    Reading(ZCustomMedia& media, Clusters clusters, const std::vector<const Set*>& sets,
+            const FatTableFinder& tables)
+        : media_(media), clusters_(clusters), sets_(sets), tables_(tables) {}
 
     std::vector<Item> items(std::vector<ByteRange>& held) {
         placeFolders(held);
@@ -271,7 +272,14 @@ private:
                                  ? mediaBytes
                                  : clusters_.positionOf(set.stream.firstCluster);
         item.isLost = start >= mediaBytes || mediaBytes - start < static_cast<uint64>(node.size);
-        if (!item.isLost)
+        if (item.isLost)
+            return item;
+        if (!set.stream.noFatChain())
+            item.place =
+                tables_.placeOf(media_, set.stream.firstCluster, static_cast<uint64>(node.size),
+                                clusters_.start, clusters_.bytes);
+        item.isChained = !item.place.empty();
+        if (!item.isChained)
             item.place.push_back({start, static_cast<uint64>(node.size)});
         return item;
     }
@@ -279,6 +287,7 @@ private:
     ZCustomMedia& media_;
     Clusters clusters_;
     const std::vector<const Set*>& sets_;
+    const FatTableFinder& tables_;
     std::unordered_map<uint32, int64> folderOf_; ///< By cluster with entries.
     std::vector<Item> items_;
 };
@@ -308,7 +317,7 @@ std::vector<FormerVolume> ExFatRemnants::volumes(ZCustomMedia& media) const {
             break;
         left = std::move(others);
         std::vector<ByteRange> held;
-        std::vector<Item> items = Reading(media, *clusters, own).items(held);
+        std::vector<Item> items = Reading(media, *clusters, own, tables_).items(held);
         settlePlaces(media, items, held);
         volumes.push_back({L"Found on the former exFAT volume",
                            std::make_unique<ZFormerFiles>(&media, std::move(items))});

@@ -55,8 +55,9 @@ std::optional<FatClusters> solve(const std::vector<Folder>& folders, const FatCl
 /// Reads one former volume out of its folders.
 class Reading {
 public:
-    Reading(ZCustomMedia& media, FatClusters clusters, std::vector<FatFolderBytes> folders)
-        : media_(media), clusters_(clusters), folders_(std::move(folders)) {
+    Reading(ZCustomMedia& media, FatClusters clusters, std::vector<FatFolderBytes> folders,
+            const FatTableFinder& tables)
+        : media_(media), clusters_(clusters), folders_(std::move(folders)), tables_(tables) {
         for (const FatFolderBytes& folder : folders_) {
             if (folder.isKnown)
                 known_.insert(folder.cluster);
@@ -113,8 +114,13 @@ private:
             const uint64 start =
                 cluster < FatClusters::kFirst ? mediaBytes : clusters_.positionOf(cluster);
             item.isLost = start >= mediaBytes || mediaBytes - start < item.validBytes;
-            if (!item.isLost)
-                item.place.push_back({start, item.validBytes});
+            if (!item.isLost) {
+                item.place = tables_.placeOf(media_, cluster, item.validBytes, clusters_.start,
+                                             clusters_.bytes);
+                item.isChained = !item.place.empty();
+                if (!item.isChained)
+                    item.place.push_back({start, item.validBytes});
+            }
         }
         items_.push_back(std::move(item));
     }
@@ -136,6 +142,7 @@ private:
     ZCustomMedia& media_;
     FatClusters clusters_;
     std::vector<FatFolderBytes> folders_;
+    const FatTableFinder& tables_;
     std::unordered_set<uint32> known_;                ///< Folders by their first cluster.
     std::unordered_map<uint32, ZFileTreeNode> names_; ///< Entries of folders, by their cluster.
     std::set<std::tuple<int64, std::wstring, uint32>> seen_;
@@ -168,7 +175,7 @@ std::vector<FormerVolume> FatRemnants::volumes(ZCustomMedia& media) const {
             for (const uint32 cluster : folder.clusters)
                 held.push_back({clusters->positionOf(cluster), clusters->bytes});
         }
-        std::vector<Item> items = Reading(media, *clusters, std::move(folders)).items();
+        std::vector<Item> items = Reading(media, *clusters, std::move(folders), tables_).items();
         settlePlaces(media, items, held);
         volumes.push_back({L"Found on the former FAT volume",
                            std::make_unique<ZFormerFiles>(&media, std::move(items))});

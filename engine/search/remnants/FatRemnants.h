@@ -2,6 +2,7 @@
 
 #include "engine/search/FormerVolume.h"
 #include "engine/search/remnants/FatFolderFinder.h"
+#include "engine/search/remnants/FatTableFinder.h"
 #include "engine/search/remnants/ZFormerFiles.h"
 
 #include <unordered_map>
@@ -15,8 +16,10 @@ namespace kova {
 /// cluster size and one start of the data; folders that agree make up a volume.
 class FatRemnants {
 public:
-    /// `found` outlives this; `today` is how today's FAT volume is cut, all 0 when there is none.
-    FatRemnants(const FatFolderFinder& found, ClusterLayout today) : found_(found), today_(today) {}
+    /// `found` and `tables` outlive this; `today` is how today's FAT volume is cut, all 0 when
+    /// there is none.
+    FatRemnants(const FatFolderFinder& found, const FatTableFinder& tables, ClusterLayout today)
+        : found_(found), tables_(tables), today_(today) {}
 
     /// The volumes, those with most folders first. `media` is not owned and outlives them.
     [[nodiscard]] std::vector<FormerVolume> volumes(ZCustomMedia& media) const;
@@ -25,6 +28,7 @@ private:
     using Folder = FatFolderFinder::Folder;
 
     const FatFolderFinder& found_;
+    const FatTableFinder& tables_;
     ClusterLayout today_;
 };
 

@@ -17,6 +17,7 @@ public:
         ZFileTreeNode node;           ///< Its id is its own, its parent's that of another item.
         std::vector<ByteRange> place; ///< In its order; empty when it has no content.
         uint64 validBytes = 0;        ///< What lies beyond is zero.
+        bool isChained = false;       ///< A table says where it lay.
         bool isDoubtful = false;      ///< Where it lay is a guess.
         bool isLost = false;          ///< What lies there is another file's.
     };

@@ -54,8 +54,12 @@ public:
     }
 
     void run() {
+        for (const Item& item : items_) {
+            if (item.isChained)
+                taken_.add(item.place);
+        }
         for (Item& item : items_) {
-            if (item.node.isDirectory || item.place.empty())
+            if (item.node.isDirectory || item.place.empty() || item.isChained)
                 continue;
             if (runsIntoAnother(item) || !isRight(item))
                 open_.push_back(&item);
