@@ -159,11 +159,16 @@ private:
     std::string root_;
 };
 
-/// Behind the white space at `at`.
+/// Behind the white space at `at`, or behind its first line break where something else follows,
+/// which was there before.
 uint64 afterSpace(ContentReader& reader, uint64 at) {
-    while (reader.has(at, 1) && isSpace(reader.byte(at)))
-        ++at;
-    return at;
+    uint64 line = 0;
+    while (reader.has(at, 1) && isSpace(reader.byte(at))) {
+        if (reader.byte(at++) == '\n' && line == 0)
+            line = at;
+    }
+    const bool isEnd = !reader.has(at, 1) || reader.byte(at) == 0;
+    return isEnd || line == 0 ? at : line;
 }
 
 class MarkupKind : public ContentKind {

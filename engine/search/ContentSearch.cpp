@@ -48,8 +48,8 @@ void ContentSearch::measureOne(const Start& start) {
         return;
     PlacedSource source(media_, space_, start.position);
     const MeasuredContent content = start.kind->measure(source);
-    if (content.state == ContentState::Whole && accept(source, content))
-        finds_.back().mayBeRest = start.kind->restLooksWhole();
+    if (content.state == ContentState::Whole)
+        accept(source, start, content);
     if (content.state != ContentState::Incomplete)
         return;
     broken_.push_back({start, content});
@@ -75,7 +75,7 @@ void ContentSearch::measureWeak(const Start& start) {
     if (goesOnInto(start.position))
         content.breaks(content.length, content.length);
     if (content.state == ContentState::Whole)
-        accept(source, content);
+        accept(source, start, content);
     else
         keepIncomplete({start, content});
 }
@@ -105,16 +105,16 @@ std::set<uint64> ContentSearch::grids() const {
     return grids;
 }
 
-/// False when there is nothing to keep.
-bool ContentSearch::accept(PlacedSource& source, const MeasuredContent& content) {
+void ContentSearch::accept(PlacedSource& source, const Start& start,
+                           const MeasuredContent& content) {
     ContentFind find;
     find.place = source.place(content.length);
     find.content = content;
+    find.mayBeRest = start.kind->restLooksWhole();
     if (find.place.empty())
-        return false;
+        return;
     taken_.add(find.place);
     finds_.push_back(std::move(find));
-    return true;
 }
 
 void ContentSearch::finish(const TakenSpace& known, const std::function<bool()>& goesOn) {
@@ -172,7 +172,7 @@ bool ContentSearch::retryAround(Broken& broken) {
     PlacedSource source(media_, space_, broken.start.position, &taken_);
     const MeasuredContent content = broken.start.kind->measure(source);
     if (content.state == ContentState::Whole) {
-        accept(source, content);
+        accept(source, broken.start, content);
         return true;
     }
     if (content.state == ContentState::Incomplete)
@@ -185,7 +185,7 @@ bool ContentSearch::joinPieces(Broken& broken) {
     PlacedSource source(media_, space_, broken.start.position, &taken_);
     while (joinNext(broken, source)) {
         if (broken.content.state == ContentState::Whole) {
-            accept(source, broken.content);
+            accept(source, broken.start, broken.content);
             return true;
         }
     }

@@ -53,7 +53,7 @@ private:
     void measureWeak(const Start& start);
     bool goesOnInto(uint64 position);
     [[nodiscard]] std::set<uint64> grids() const;
-    bool accept(PlacedSource& source, const MeasuredContent& content);
+    void accept(PlacedSource& source, const Start& start, const MeasuredContent& content);
     bool isSettled(const Broken& broken);
     bool retryAround(Broken& broken);
     bool joinPieces(Broken& broken);
