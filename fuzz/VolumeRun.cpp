@@ -5,6 +5,7 @@
 #include "engine/exfat/ZExFatVolume.h"
 #include "engine/fat/ZFatVolume.h"
 #include "engine/ntfs/ZNtfsVolume.h"
+#include "engine/search/ZDeepSearch.h"
 #include "tests/support/TestMedia.h"
 
 #include <cstdlib>
@@ -116,6 +117,15 @@ void runFat(std::span<const uint8> image) {
 
 void runExFat(std::span<const uint8> image) {
     run<ZExFatVolume>(image);
+}
+
+void runSearch(std::span<const uint8> image) {
+    test::TestMedia media({image.begin(), image.end()});
+    ZDeepSearch search(&media, nullptr);
+    ZFileTree tree;
+    search.scan(&tree);
+    listAll(tree);
+    extractAll(search, tree);
 }
 
 } // namespace kova::fuzz

@@ -14,4 +14,7 @@ void runNtfs(std::span<const uint8> image);
 void runFat(std::span<const uint8> image);
 void runExFat(std::span<const uint8> image);
 
+/// Searches the whole image for what is left of any volume, and does the same with what it finds.
+void runSearch(std::span<const uint8> image);
+
 } // namespace kova::fuzz

@@ -21,6 +21,7 @@ inline constexpr int64 kMftRecord = 0;
 inline constexpr int64 kRootRecord = 5;
 /// The volume's own files have the records before it, the root apart.
 inline constexpr int64 kFirstUserRecord = 24;
+inline constexpr int64 kVolumeRecord = 3;
 inline constexpr int64 kVolumeBitmapRecord = 6;
 /// Records below this lie in the first extent of the MFT, found without its run list.
 inline constexpr int64 kFirstMappedRecord = 16;
@@ -44,6 +45,7 @@ inline constexpr uint32 kAttributeList = 0x20;
 inline constexpr uint32 kFileName = 0x30;
 inline constexpr uint32 kData = 0x80;
 inline constexpr uint32 kIndexAllocation = 0xA0;
+inline constexpr uint32 kVolumeName = 0x60;
 inline constexpr uint32 kBitmap = 0xB0;
 inline constexpr uint32 kReparsePoint = 0xC0;
 inline constexpr uint32 kEndOfAttributes = 0xFFFFFFFF;

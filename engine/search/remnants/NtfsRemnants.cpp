@@ -1,5 +1,9 @@
 #include "engine/search/remnants/NtfsRemnants.h"
 
+#include "engine/ntfs/NtfsStream.h"
+#include "engine/ntfs/ZMftRecord.h"
+#include "format/WideText.h"
+
 #include <algorithm>
 #include <map>
 #include <unordered_map>
@@ -53,6 +57,18 @@ struct Volume {
         });
     }
 };
+
+/// The volume's label, empty where its record is gone or has none.
+std::wstring labelOf(ZNtfsVolume& volume) {
+    try {
+        ZMftRecord record(&volume, ntfs::kVolumeRecord);
+        NtfsStream label;
+        if (record.findStream(ntfs::kVolumeName, {}, label) && label.isResident)
+            return format::wideFromUtf16Le(label.value);
+    } catch (...) { // NOLINT(bugprone-empty-catch): without a label all else is the same
+    }
+    return {};
+}
 
 } // namespace
 
@@ -134,7 +150,9 @@ std::vector<FormerVolume> NtfsRemnants::volumes(ZCustomMedia& media) const {
         volume.geometry.start = startOf(volume.geometry);
         auto made = std::make_unique<ZFormerNtfsVolume>(&media, std::move(volume.geometry));
         made->init();
-        former.push_back({L"Found on the former NTFS volume", std::move(made)});
+        const std::wstring label = labelOf(*made);
+        former.push_back({L"Found on the former NTFS volume" + (label.empty() ? L"" : L" " + label),
+                          std::move(made)});
     }
     return former;
 }
