@@ -1,10 +1,16 @@
 #include "engine/ZVolume.h"
 
+#include "engine/PiecesSource.h"
+#include "engine/content/ContentKinds.h"
+
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <limits>
 #include <set>
+#include <span>
 #include <stdexcept>
+#include <string_view>
 #include <vector>
 
 namespace kova {
@@ -15,6 +21,21 @@ namespace {
 constexpr uint32 kMostPasses = 0x10000;
 constexpr double kPassStep = 0.01;
 constexpr double kPassesEnd = 0.99;
+
+/// Bytes that are looked at from either end of a file.
+constexpr std::size_t kBytesSeen = 4096;
+
+/// NTFS keeps such a file as who has the key would not see it.
+constexpr uint32 kEncryptedAttribute = 0x4000;
+
+bool isZero(std::span<const uint8> bytes) {
+    return std::all_of(bytes.begin(), bytes.end(), [](uint8 byte) { return byte == 0; });
+}
+
+std::wstring_view suffixOf(std::wstring_view name) {
+    const auto dot = name.rfind(L'.');
+    return dot == std::wstring_view::npos ? std::wstring_view{} : name.substr(dot + 1);
+}
 
 } // namespace
 
@@ -31,6 +52,30 @@ bool ZVolume::setProgress(double value) {
 
 FileState ZVolume::assess(const ZFileTreeNode& /*node*/) {
     return {};
+}
+
+FileState ZVolume::assessContent(const ZFileTreeNode& node) {
+    using Kind = FileState::Kind;
+    FileState state = assess(node);
+    if (media_ == nullptr || (state.kind != Kind::Whole && state.kind != Kind::Uncertain))
+        return state;
+    PiecesSource source(*media_, placeOf(node));
+    const uint64 unreadable = media_->unreadableSectors();
+    std::array<uint8, kBytesSeen> first{};
+    std::array<uint8, kBytesSeen> last{};
+    const std::span begins = std::span(first).first(source.read(0, first));
+    const uint64 size = source.size();
+    const std::span ends =
+        std::span(last).first(source.read(size - std::min<uint64>(size, kBytesSeen), last));
+    // Zeros stand for what cannot be read.
+    if (begins.empty() || media_->unreadableSectors() != unreadable)
+        return state;
+    if (isZero(begins) && isZero(ends))
+        state.kind = Kind::Erased;
+    else if ((node.attributes & kEncryptedAttribute) == 0 &&
+             fits(suffixOf(node.name), begins) == Fit::No)
+        state.kind = Kind::NotWhatItsNameSays;
+    return state;
 }
 
 ClusterLayout ZVolume::clusterLayout() const {

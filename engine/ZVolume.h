@@ -102,6 +102,10 @@ public:
     /// cannot tell. After `scan`; changes nothing.
     [[nodiscard]] virtual FileState assess(const ZFileTreeNode& node);
 
+    /// The same for a file that nothing seems to have been written over, after a look at its first
+    /// and last bytes: `Erased`, `NotWhatItsNameSays`, or what `assess` says. Reads from the media.
+    [[nodiscard]] FileState assessContent(const ZFileTreeNode& node);
+
     /// Where the clusters lie. After `init`.
     [[nodiscard]] virtual ClusterLayout clusterLayout() const;
 

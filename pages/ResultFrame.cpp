@@ -408,7 +408,7 @@ void ResultFrame::showState(const QModelIndex& index) {
         const BusyCursor busy;
         const ReadingTime limited(*found_.media());
         try {
-            words = stateInWords(found_.volume()->assess(*node));
+            words = stateInWords(found_.volume()->assessContent(*node));
         } catch (...) {
             words.clear(); // It took too long, or could not be told.
         }

@@ -234,7 +234,11 @@ void RecoveryWorker::Run::write(const ZFileTreeNode& node, OutputStream& stream,
         failToCreate(file);
         return;
     }
-    file.state = worker_.vol->assess(node);
+    try {
+        file.state = worker_.vol->assessContent(node);
+    } catch (...) {
+        file.state = {}; // What keeps it from reading is met again.
+    }
     extract(node, stream, file);
     file.writtenBytes = std::min(stream.writtenEnd(), std::max<int64>(node.size, 0));
     if (file.problem)

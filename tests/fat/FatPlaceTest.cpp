@@ -202,6 +202,39 @@ TEST(FatPlace, TellsTheTypesApartToTheCluster) {
     EXPECT_EQ(typeOf(65525), FatType::Fat32);
 }
 
+TEST(FatPlace, TellsWhatIsErasedOrOfAnotherKindByBothEnds) {
+    using Kind = FileState::Kind;
+    FatBuilder builder;
+    const std::string zeros(20'000, '\0');
+
+    const struct {
+        std::string name;
+        std::string content;
+        Kind kind;
+    } files[] = {
+        {"zeros.jpg", zeros, Kind::Erased},
+        {"zeros", zeros, Kind::Erased},
+        {"tail.jpg", zeros + "end", Kind::NotWhatItsNameSays},
+        {"tail", zeros + "end", Kind::Whole},
+        {"text.jpg", std::string(9'000, 'x'), Kind::NotWhatItsNameSays},
+        {"text.txt", std::string(9'000, 'x'), Kind::Whole},
+        {"head.pdf", "%PDF-1.4\n" + zeros, Kind::Whole},
+    };
+
+    for (const auto& [name, content, kind] : files)
+        builder.addFile(0, named(name, kDeleted), content);
+    FatScan scan = scanned(builder);
+    for (const auto& [name, content, kind] : files) {
+        const ZFileTreeNode& node = scan.named(std::wstring(name.begin(), name.end()));
+        EXPECT_EQ(scan.volume.assessContent(node).kind, kind) << name;
+        EXPECT_EQ(scan.volume.assess(node).kind, Kind::Whole) << name;
+    }
+    for (uint64 sector = 0; sector < scan.media.sizeBytes() / 512; ++sector)
+        scan.media.failSector(sector);
+    EXPECT_EQ(scan.volume.assessContent(scan.named(L"zeros")).kind, Kind::Whole)
+        << "zeros in the place of what cannot be read";
+}
+
 TEST(FatPlace, LooksAtNoReservedBits) {
     FatBuilder builder({.type = FatType::Fat32});
     const uint32 cluster = builder.addFile(0, named("gone", kDeleted), "free");
