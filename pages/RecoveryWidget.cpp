@@ -188,7 +188,7 @@ void RecoveryWidget::fileReported(const RecoveredFile& file) {
 }
 
 RecoveryWidget::Remarks& RecoveryWidget::remarksFor(const RecoveredFile& file) {
-    if (file.problem)
+    if (file.problem || file.isErased())
         return missing_;
     return file.isOverwritten() ? overwritten_ : encrypted_;
 }

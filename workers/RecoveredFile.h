@@ -36,5 +36,8 @@ struct RecoveredFile {
                state.kind == kova::FileState::Kind::Overwritten;
     }
 
-    [[nodiscard]] bool isComplete() const { return !problem && !isOverwritten(); }
+    /// Whether nothing but zeros was left of it.
+    [[nodiscard]] bool isErased() const { return state.kind == kova::FileState::Kind::Erased; }
+
+    [[nodiscard]] bool isComplete() const { return !problem && !isOverwritten() && !isErased(); }
 };

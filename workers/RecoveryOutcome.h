@@ -23,7 +23,7 @@ struct RecoveryOutcome {
 
     kova::uint32 files = 0;      ///< To be recovered.
     kova::uint32 complete = 0;   ///< Written in full, and no other file's data among it.
-    kova::uint32 incomplete = 0; ///< Written in part, or other files hold some of what they were.
+    kova::uint32 incomplete = 0; ///< Written in part, or not all of it is theirs any more.
     kova::uint32 failed = 0;     ///< Nothing of them was written, or it may not have arrived.
 
     kova::uint32 encrypted = 0;         ///< Of the complete and incomplete ones.

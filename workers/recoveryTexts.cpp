@@ -82,6 +82,8 @@ QString remarkOn(const RecoveredFile& file) {
                        .arg(counted(static_cast<kova::int64>(file.state.clusters), "cluster"));
     else if (file.isOverwritten() && file.report.reason != Reason::Overwritten)
         remarks += textOf(Reason::Overwritten);
+    if (file.isErased())
+        remarks += QStringLiteral("the drive has erased its content: only zeros are left");
     if (file.report.encrypted && file.writtenBytes > 0)
         remarks += QStringLiteral("encrypted: only who has the key can open it");
     return remarks.join(QStringLiteral("; "));

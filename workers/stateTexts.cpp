@@ -34,8 +34,6 @@ QString doubtAbout(const kova::FileState& state) {
     switch (state.kind) {
     case Kind::Uncertain:
         return QStringLiteral("where it lay is a guess");
-    case Kind::Erased:
-        return QStringLiteral("only zeros are left of it");
     case Kind::NotWhatItsNameSays:
         return QStringLiteral("its content is not of the kind that its name says");
     default:

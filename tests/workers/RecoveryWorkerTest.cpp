@@ -434,6 +434,7 @@ TEST_F(RecoveryWorkerTest, TellsFilesApartByWhatTheVolumeSaysOfThem) {
         {{}, {Kind::Whole, 2, 0}, ""},
         {{.encrypted = true}, {}, "encrypted"},
         {{}, {Kind::Partly, 5, 2}, "written over 2 of its 5 clusters"},
+        {{}, {Kind::Erased, 2, 0}, "only zeros"},
         {{.reason = Reason::InCloud}, {}, "in the cloud"},
         {{.reason = Reason::BeyondDevice, .unreadableBytes = 2}, {}, "beyond the end"},
     };
@@ -449,14 +450,14 @@ TEST_F(RecoveryWorkerTest, TellsFilesApartByWhatTheVolumeSaysOfThem) {
         volume.states[id] = c.state;
         volume.reports[id] = c.report;
     }
-    recover({1, 2, 3, 4, 5});
+    recover({1, 2, 3, 4, 5, 6});
     ASSERT_EQ(remarks.size(), std::size(cases));
     for (std::size_t i = 0; i < remarks.size(); ++i) {
         EXPECT_THAT(remarks[i], testing::HasSubstr(cases[i].remark));
         EXPECT_EQ(remarks[i].empty(), *cases[i].remark == '\0');
     }
     EXPECT_EQ(outcome.complete, 2U);
-    EXPECT_EQ(outcome.incomplete, 3U);
+    EXPECT_EQ(outcome.incomplete, 4U);
     EXPECT_EQ(outcome.encrypted, 1U);
     EXPECT_EQ(outcome.partlyOverwritten, 1U);
 }
