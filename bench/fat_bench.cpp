@@ -75,6 +75,8 @@ void fatLostPlaces(benchmark::State& state) {
             builder.allocate(4000); // Of files that live on.
         }
         test::FatEntry entry = entryNamed('E', file, ".PNG");
+        entry.creationDate = static_cast<uint16>(entry.creationDate + file / 5000);
+        entry.creationTime = static_cast<uint16>(file % 5000 / 30 << 5 | file % 30);
         entry.cluster = builder.allocate();
         builder.setFat(entry.cluster, 0);
         constexpr std::string_view kBegin("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16);

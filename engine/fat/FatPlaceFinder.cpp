@@ -130,30 +130,58 @@ void FatPlaceFinder::placeFolder(const FatFolder& folder, bool checkedOnes) {
     }
 }
 
+/// What is known of a cluster before it is read; nothing when it is not free.
+std::optional<FatPlaceFinder::Candidate>
+FatPlaceFinder::candidateAt(uint64 cluster, uint32 clusters, Neighbours neighbours) const {
+    if (cluster > volume_.geometry().lastMediaCluster ||
+        !volume_.table_.isFree(static_cast<uint32>(cluster)))
+        return std::nullopt;
+    Candidate candidate;
+    candidate.cluster = static_cast<uint32>(cluster);
+    candidate.hasRoom = clusters <= 1 || volume_.use_.freeFrom(candidate.cluster) >= clusters;
+    candidate.isClaimed = volume_.use_.isDeletedStart(candidate.cluster);
+    candidate.distance = std::max(candidate.cluster, neighbours.before) -
+                         std::min(candidate.cluster, neighbours.before);
+    candidate.isInOrder = cluster >= neighbours.before && candidate.distance < kHighWordStep &&
+                          (neighbours.after <= neighbours.before || cluster < neighbours.after);
+    constexpr int kHeaviest = 15;
+    candidate.rank = static_cast<uint64>(kHeaviest - candidate.weight()) << 32U;
+    candidate.rank += candidate.distance;
+    return candidate;
+}
+
+/// Places a file right behind its neighbour, as most lie, where nothing could be likelier.
+bool FatPlaceFinder::placeNext(FatFound& found, uint32 clusters, Neighbours neighbours) {
+    uint64 cluster = found.recorded;
+    if (cluster < neighbours.before)
+        cluster += (neighbours.before - cluster + kHighWordStep - 1) / kHighWordStep *
+                   uint64{kHighWordStep};
+    if (cluster < kFirstDataCluster)
+        return false;
+    const std::optional<Candidate> next = candidateAt(cluster, clusters, neighbours);
+    if (!next || !next->isInOrder || !next->hasRoom || next->isClaimed ||
+        contentFit(*found.kinds, next->cluster) != Fit::Yes)
+        return false;
+    found.place.first = next->cluster;
+    found.place.certainty = FatPlace::Certainty::Guessed;
+    volume_.use_.addDeleted(next->cluster);
+    return true;
+}
+
 /// Finds the free places.
 void FatPlaceFinder::findCandidates(const FatFound& found, uint32 clusters, Neighbours neighbours) {
     candidates_.clear();
     forEachCandidate(found.recorded, [&](uint32 cluster) {
-        if (cluster > volume_.geometry().lastMediaCluster || !volume_.table_.isFree(cluster))
-            return;
-        Candidate candidate;
-        candidate.cluster = cluster;
-        candidate.hasRoom = clusters <= 1 || volume_.use_.freeFrom(cluster) >= clusters;
-        candidate.isClaimed = volume_.use_.isDeletedStart(cluster);
-        candidate.distance =
-            std::max(cluster, neighbours.before) - std::min(cluster, neighbours.before);
-        candidate.isInOrder = cluster >= neighbours.before && candidate.distance < kHighWordStep &&
-                              (neighbours.after <= neighbours.before || cluster < neighbours.after);
-        constexpr int kHeaviest = 15;
-        candidate.rank = static_cast<uint64>(kHeaviest - candidate.weight()) << 32U;
-        candidate.rank += candidate.distance;
-        candidates_.push_back(candidate);
+        if (const std::optional<Candidate> candidate = candidateAt(cluster, clusters, neighbours))
+            candidates_.push_back(*candidate);
     });
 }
 
 void FatPlaceFinder::place(FatFound& found, const FatFolderItem& item, Neighbours neighbours) {
+    if (placeNext(found, item.clusters, neighbours))
+        return;
     findCandidates(found, item.clusters, neighbours);
-    uint32 readsLeft = std::max<uint32>(kMostBytes / volume_.geometry().bytesPerSector, 1);
+    uint32 readsLeft = kMostBytes / volume_.geometry().bytesPerSector - 1;
     Candidate* best = nullptr;
     Candidate* second = nullptr;
     for (auto next = candidates_.begin(); next != candidates_.end(); ++next) {

@@ -7,6 +7,7 @@
 
 #include <deque>
 #include <functional>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -86,6 +87,9 @@ private:
     [[nodiscard]] const Dots& dotsOf(uint32 cluster);
     void placeFolder(const FatFolder& folder, bool checkedOnes);
     void place(FatFound& found, const FatFolderItem& item, Neighbours neighbours);
+    [[nodiscard]] std::optional<Candidate> candidateAt(uint64 cluster, uint32 clusters,
+                                                       Neighbours neighbours) const;
+    bool placeNext(FatFound& found, uint32 clusters, Neighbours neighbours);
     void findCandidates(const FatFound& found, uint32 clusters, Neighbours neighbours);
     [[nodiscard]] Fit contentFit(const FormerStarts::Kinds& kinds, uint32 cluster);
 

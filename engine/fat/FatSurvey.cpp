@@ -193,6 +193,7 @@ void FatSurvey::takeEntry(uint32 folder) {
     if (!isLost && cluster != 0) {
         volume_.use_.addLive(cluster, entry.creationStamp());
         liveStamps_[cluster] = entry.creationStamp();
+        isLiveStamp_[entry.creationStamp()] = true;
     }
     const uint32 clusterBytes = volume_.geometry_.clusterBytes();
     const uint32 clusters =
@@ -308,7 +309,8 @@ bool FatSurvey::continues(std::span<const uint8> cluster) const {
 /// A file that was renamed or moved has left its old entry behind; it was not deleted.
 void FatSurvey::findRenames() {
     for (FatFound& found : found_) {
-        if (found.node.exists || found.place.created == 0)
+        if (found.node.exists || found.place.created == 0 ||
+            isLiveStamp_.find(found.place.created) == nullptr)
             continue;
         finder_.forEachCandidate(found.recorded, [&](uint32 cluster) {
             const uint32* const stamp = liveStamps_.find(cluster);

@@ -60,6 +60,7 @@ private:
     std::vector<uint32> lostFolders_; ///< Still to be walked, in order.
     std::vector<FatFolderItem> items_;
     IdTable<uint32> liveStamps_; ///< Creation stamps of what is live, by first cluster.
+    IdTable<bool> isLiveStamp_;  ///< By creation stamp: something live has it.
     uint64 searchBytesLeft_;     ///< That may be read to find where directories go on.
     bool isStopped_ = false;
 };
