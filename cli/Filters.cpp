@@ -19,6 +19,7 @@ const QString kTypes = QStringLiteral("types");
 const QString kName = QStringLiteral("name");
 const QString kMinSize = QStringLiteral("min-size");
 const QString kMaxSize = QStringLiteral("max-size");
+const QString kState = QStringLiteral("state");
 const QString kModifiedAfter = QStringLiteral("modified-after");
 const QString kModifiedBefore = QStringLiteral("modified-before");
 
@@ -93,6 +94,12 @@ void Filters::addOptions(QCommandLineParser& parser) {
         {kMinSize, QStringLiteral("Only files of at least this size: bytes, or 10K, 5M, 1G."),
          QStringLiteral("SIZE")},
         {kMaxSize, QStringLiteral("Only files of at most this size."), QStringLiteral("SIZE")},
+        {kState,
+         QStringLiteral("Only files in these states: whole, partly or overwritten (other files "
+                        "hold some or all of their place), uncertain (where they lay is a guess), "
+                        "unreadable, erased (only zeros are left), mismatched (not of the kind "
+                        "that the name says), unknown."),
+         QStringLiteral("STATE,...")},
         {kModifiedAfter,
          QStringLiteral("Only files modified then or later: 2024-05-31 or 2024-05-31T18:30, local "
                         "time, or UTC with a Z at the end."),
@@ -105,6 +112,8 @@ void Filters::addOptions(QCommandLineParser& parser) {
 Filters::Filters(const QCommandLineParser& parser) {
     if (parser.isSet(kTypes))
         types_ = parseTypes(parser.value(kTypes));
+    if (parser.isSet(kState))
+        states_ = States(parser.value(kState));
     if (parser.isSet(kName)) {
         name_.emplace(parser.value(kName));
         if (!name_->isValid())
@@ -121,7 +130,8 @@ Filters::Filters(const QCommandLineParser& parser) {
 }
 
 bool Filters::isNarrow() const {
-    return types_ || name_ || minSize_ || maxSize_ || modifiedAfter_ || modifiedBefore_;
+    return types_ || name_ || minSize_ || maxSize_ || modifiedAfter_ || modifiedBefore_ ||
+           !states_.isAny();
 }
 
 void Filters::install(kova::ZFileTree& tree) const {
@@ -129,7 +139,7 @@ void Filters::install(kova::ZFileTree& tree) const {
         tree.filter = [types = *types_](const auto& node) { return types.accepts(node); };
 }
 
-bool Filters::accepts(const kova::ZFileTreeNode& file) const {
+bool Filters::accepts(kova::ZVolume& volume, const kova::ZFileTreeNode& file) const {
     if ((minSize_ && file.size < *minSize_) || (maxSize_ && file.size > *maxSize_))
         return false;
     const bool timeMatters = modifiedAfter_ || modifiedBefore_;
@@ -138,7 +148,9 @@ bool Filters::accepts(const kova::ZFileTreeNode& file) const {
     if ((modifiedAfter_ && file.modificationTime < *modifiedAfter_) ||
         (modifiedBefore_ && file.modificationTime >= *modifiedBefore_))
         return false;
-    return !name_ || name_->matches(toQString(file.name));
+    if (name_ && !name_->matches(toQString(file.name)))
+        return false;
+    return states_.isAny() || states_.accepts(volume, file);
 }
 
 std::optional<int64> Filters::parseSize(const QString& text) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "cli/States.h"
 #include "engine/ZFileTree.h"
 #include "model/ExtensionFilter.h"
 
@@ -25,7 +26,7 @@ public:
     void install(kova::ZFileTree& tree) const;
 
     /// Whether a file passes all filters but that of `install`.
-    [[nodiscard]] bool accepts(const kova::ZFileTreeNode& file) const;
+    [[nodiscard]] bool accepts(kova::ZVolume& volume, const kova::ZFileTreeNode& file) const;
 
     /// A byte count with an optional suffix K, M, G or T (1024 each), as in "10K" and "5MB".
     [[nodiscard]] static std::optional<kova::int64> parseSize(const QString& text);
@@ -50,6 +51,7 @@ public:
 private:
     std::optional<ExtensionFilter> types_;
     std::optional<Glob> name_;
+    States states_;
     std::optional<kova::int64> minSize_;
     std::optional<kova::int64> maxSize_;
     std::optional<kova::int64> modifiedAfter_;

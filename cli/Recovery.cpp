@@ -3,6 +3,7 @@
 #include "cli/Interruption.h"
 #include "model/counted.h"
 #include "workers/recoveryTexts.h"
+#include "workers/stateTexts.h"
 
 #include <utility>
 
@@ -62,6 +63,13 @@ void Recovery::onReported(const RecoveredFile& file) {
     const QString text = remarkOn(file);
     if (!text.isEmpty())
         (file.isComplete() ? remarks_ : failures_).push_back({file.path, text});
+    const QString doubt = doubtAbout(file.state);
+    if (!file.isComplete() || doubt.isEmpty())
+        return;
+    ++doubtfulCount_;
+    // Most files whose place is a guess are right; there may be thousands.
+    if (file.state.kind != kova::FileState::Kind::Uncertain)
+        doubtful_.push_back({file.path, doubt});
 }
 
 void Recovery::stopIfAsked() {
@@ -81,8 +89,10 @@ void Recovery::report(Output& output) const {
     output.print(QStringLiteral("Recovered %1 to \"%2\"; %3 failed.")
                      .arg(counted(outcome_.complete, "file"), output_.path(),
                           QString::number(outcome_.incomplete + outcome_.failed)));
+    printStates(output);
     printRemarks(output, QStringLiteral("Failed:"), failures_);
     printRemarks(output, QStringLiteral("To be known:"), remarks_);
+    printRemarks(output, QStringLiteral("Doubtful:"), doubtful_);
     if (const uint left = outcome_.notAttempted(); left > 0)
         output.print(outcome_.end == End::Done
                          ? QStringLiteral("%1 left out with the folders that could not be created.")
@@ -101,6 +111,23 @@ void Recovery::report(Output& output) const {
         output.print(QStringLiteral("  ") + path);
     output.flush();
     printReasonForEnd();
+}
+
+/// Nothing while all is as it was.
+void Recovery::printStates(Output& output) const {
+    if (outcome_.partlyOverwritten + outcome_.erased + doubtfulCount_ == 0)
+        return;
+    output.print(QStringLiteral("%1 whole, %2 overwritten at least in part, %3 erased, %4 "
+                                "doubtful.")
+                     .arg(outcome_.complete - doubtfulCount_)
+                     .arg(outcome_.partlyOverwritten)
+                     .arg(outcome_.erased)
+                     .arg(doubtfulCount_));
+    if (doubtfulCount_ > doubtful_.size())
+        output.print(
+            QStringLiteral("Where %1 lay is a guess: look at what \"--state uncertain\" "
+                           "shows before you rely on it.")
+                .arg(counted(static_cast<kova::int64>(doubtfulCount_ - doubtful_.size()), "file")));
 }
 
 void Recovery::printReasonForEnd() const {

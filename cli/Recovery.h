@@ -41,6 +41,7 @@ private:
     void onReported(const RecoveredFile& file);
     void stopIfAsked();
     void showProgress();
+    void printStates(Output& output) const;
     void printReasonForEnd() const;
 
     Source& source_;
@@ -50,7 +51,9 @@ private:
 
     RecoveryOutcome outcome_;
     std::vector<Remark> failures_;
-    std::vector<Remark> remarks_; ///< On files that are complete.
+    std::vector<Remark> remarks_;  ///< On files that are complete.
+    std::vector<Remark> doubtful_; ///< Complete, but not what their names say.
+    uint doubtfulCount_ = 0;       ///< With those whose place was a guess.
     uint total_ = 0;
     uint processed_ = 0;
     QString lastName_;

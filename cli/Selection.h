@@ -10,7 +10,8 @@
 /// that lead to them, or, without filters, everything.
 class Selection {
 public:
-    Selection(const kova::ZTreeListing& listing, const Filters& filters);
+    /// `volume` has been scanned into the listing's tree.
+    Selection(const kova::ZTreeListing& listing, const Filters& filters, kova::ZVolume& volume);
 
     /// By index into the listing's entries. With an entry, its folder is in too.
     [[nodiscard]] bool contains(std::size_t index) const { return selected_[index]; }

@@ -72,7 +72,7 @@ ExitCode run(const QCommandLineParser& parser) {
     filters.install(source.tree());
     source.scan();
     const kova::ZTreeListing listing(source.tree());
-    RecoveryList list = picks.listOf(listing, Selection(listing, filters));
+    RecoveryList list = picks.listOf(listing, Selection(listing, filters, source.volume()));
     const QString warning = warningOfPromise(promisedBytes(list), source.drive().sizeBytes);
     if (!warning.isEmpty())
         printError(warning);

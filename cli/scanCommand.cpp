@@ -30,9 +30,9 @@ ExitCode run(const QCommandLineParser& parser) {
     source.scan();
 
     const kova::ZTreeListing listing(source.tree());
-    const Selection selection(listing, filters);
+    const Selection selection(listing, filters, source.volume());
     Output output;
-    ListingPrinter printer(listing, selection, output);
+    ListingPrinter printer(listing, selection, source.volume(), output);
     if (parser.isSet(kJson))
         printer.printJson();
     else if (parser.isSet(kList))
@@ -52,7 +52,9 @@ Command scanCommand() {
             "Shows the deleted files on SOURCE: a drive letter (\"D\" or \"D:\"), a device or a "
             "disk\n"
             "image. Nothing is ever written to it. Folders are shown for what was found in them;\n"
-            "a \"+\" marks what still exists. Files whose folder is unknown stand in \"Files with\n"
+            "a \"+\" marks what still exists, a letter before it how much of a file is still its "
+            "own.\n"
+            "Files whose folder is unknown stand in \"Files with\n"
             "unknown path\". On a terminal, control characters in names are shown as \uFFFD;\n"
             "--json gives every name as it is."),
         .examples =

@@ -32,6 +32,20 @@ bool isZero(std::span<const uint8> bytes) {
     return std::all_of(bytes.begin(), bytes.end(), [](uint8 byte) { return byte == 0; });
 }
 
+/// Places that are looked at before the inside of a file that begins and ends with zeros is held
+/// for zeros, too: what is padded at both ends is not erased.
+constexpr uint64 kPlacesSeen = 16;
+
+bool isZeroInside(PiecesSource& source) {
+    std::array<uint8, kBytesSeen> bytes{};
+    for (uint64 place = 1; place < kPlacesSeen; ++place) {
+        const std::size_t count = source.read(source.size() / kPlacesSeen * place, bytes);
+        if (!isZero(std::span(bytes).first(count)))
+            return false;
+    }
+    return true;
+}
+
 std::wstring_view suffixOf(std::wstring_view name) {
     const auto dot = name.rfind(L'.');
     return dot == std::wstring_view::npos ? std::wstring_view{} : name.substr(dot + 1);
@@ -70,7 +84,7 @@ FileState ZVolume::assessContent(const ZFileTreeNode& node) {
     // Zeros stand for what cannot be read.
     if (begins.empty() || media_->unreadableSectors() != unreadable)
         return state;
-    if (isZero(begins) && isZero(ends))
+    if (isZero(begins) && isZero(ends) && isZeroInside(source))
         state.kind = Kind::Erased;
     else if ((node.attributes & kEncryptedAttribute) == 0 &&
              fits(suffixOf(node.name), begins) == Fit::No)

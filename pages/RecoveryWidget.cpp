@@ -190,7 +190,7 @@ void RecoveryWidget::fileReported(const RecoveredFile& file) {
 RecoveryWidget::Remarks& RecoveryWidget::remarksFor(const RecoveredFile& file) {
     if (file.problem || file.isErased())
         return missing_;
-    return file.isOverwritten() ? overwritten_ : encrypted_;
+    return file.isComplete() ? encrypted_ : overwritten_;
 }
 
 QString RecoveryWidget::shownPath(const QString& path) const {

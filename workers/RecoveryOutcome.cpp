@@ -8,6 +8,7 @@ void RecoveryOutcome::add(const RecoveredFile& file) {
     incomplete += !file.isComplete() && isThere ? 1U : 0U;
     failed += !file.isComplete() && !isThere ? 1U : 0U;
     partlyOverwritten += file.isOverwritten() && isThere ? 1U : 0U;
+    erased += file.isErased() && isThere ? 1U : 0U;
     encrypted += file.report.encrypted && isThere ? 1U : 0U;
     gaveWay += file.gaveWay ? 1U : 0U;
     completeBytes += file.isComplete() ? static_cast<uint64>(file.writtenBytes) : 0U;
@@ -18,6 +19,7 @@ void RecoveryOutcome::doubt(const RecoveredFile& file) {
     (file.isComplete() ? complete : incomplete) -= 1;
     ++failed;
     partlyOverwritten -= file.isOverwritten() ? 1U : 0U;
+    erased -= file.isErased() ? 1U : 0U;
     encrypted -= file.report.encrypted ? 1U : 0U;
     completeBytes -= file.isComplete() ? static_cast<uint64>(file.writtenBytes) : 0U;
 }

@@ -28,6 +28,7 @@ struct RecoveryOutcome {
 
     kova::uint32 encrypted = 0;         ///< Of the complete and incomplete ones.
     kova::uint32 partlyOverwritten = 0; ///< Of the incomplete ones.
+    kova::uint32 erased = 0;            ///< Of the incomplete ones: only zeros came out.
 
     /// Files that were there already with the names of recovered ones, which got others.
     kova::uint32 gaveWay = 0;

@@ -68,6 +68,40 @@ TEST_F(RecoverTest, EverythingWithItsFolders) {
                                      Pair("Files with unknown path/in a file", "found")));
 }
 
+TEST_F(RecoverTest, TellsWhatWasWipedAndWhatContradictsItsName) {
+    const std::string pdf = "%PDF-1.4\n" + std::string(9000, 'p');
+    std::string wiped = pdf;
+    wiped.back() = 'w';
+    platform::test::makeFat(image, 4 << 20, "-F 12");
+    const std::string volume = kova::test::forShell(image);
+    const fs::path file = dir / "content";
+    for (const auto& [name, content] : std::map<std::string, std::string>{
+             {"good", pdf}, {"other", std::string(9000, 't')}, {"wiped", wiped}}) {
+        write(file, std::vector<uint8_t>(content.begin(), content.end()));
+        platform::test::run("mcopy -i " + volume + " " + kova::test::forShell(file) + " '::/The " +
+                            name + " one.pdf'");
+    }
+    platform::test::run("mdel -i " + volume + " '::/*.pdf'");
+    platform::test::overwrite(image, contentOf(image).find(wiped),
+                              std::vector<uint8_t>(wiped.size()));
+
+    const Result result = recover();
+    EXPECT_EQ(result.code, 1);
+    EXPECT_THAT(result.lines(),
+                ElementsAre(HasSubstr("Recovered 2 files"),
+                            "1 whole, 0 overwritten at least in part, 1 erased, 1 doubtful.",
+                            "Failed:", HasSubstr("The wiped one.pdf: the drive has erased"),
+                            "Doubtful:", HasSubstr("The other one.pdf: its content is not")));
+    EXPECT_EQ(contentOf(out / "The good one.pdf"), pdf);
+    for (const auto& [state, name] :
+         std::map<std::string, std::string>{{"erased", "wiped"}, {"mismatched, unknown", "other"}})
+        EXPECT_THAT(run({"scan", image.string(), "--list", "--state", state}).lines(),
+                    ElementsAre("The " + name + " one.pdf"));
+    EXPECT_EQ(run({"scan", image.string(), "--list", "--state", "whole"}).lines().size(), 3U)
+        << "its content is not looked at";
+    EXPECT_EQ(run({"scan", image.string(), "--state", "good"}).code, 2);
+}
+
 TEST_F(RecoverTest, FiltersLeaveOutFilesAndEmptyFolders) {
     makeTree();
     EXPECT_EQ(recover({"--types", "documents"}).code, 0);

@@ -80,7 +80,8 @@ TEST_F(ScanTest, JsonTellsEverythingAsItIs) {
                                        {"size", 17},
                                        {"created", "2021-06-18T13:31:02.1234567Z"},
                                        {"modified", "2021-06-18T13:31:02.1234568Z"},
-                                       {"accessed", "2021-06-18T13:31:02.1234570Z"}}));
+                                       {"accessed", "2021-06-18T13:31:02.1234570Z"},
+                                       {"state", "whole"}}));
     for (std::size_t i = 1; i <= 3; ++i)
         EXPECT_TRUE(objects[i]["created"].isNull()) << paths[i];
     const std::string lost = "Files with unknown path";
