@@ -1,5 +1,11 @@
 #include "decoder/picture/PictureDecoder.h"
 
+#include "decoder/picture/Bitmap.h"
+#include "decoder/picture/isKnownPicture.h"
+#ifdef ORVANE_HEIF
+#include "decoder/picture/decodeHeif.h"
+#endif
+
 #include <FreeImage.h>
 
 #include <algorithm>
@@ -34,7 +40,6 @@ constexpr int kScaleShift = 16;
 
 constexpr unsigned kThumbnailBits = 8 * kPixelBytes;
 
-using Bitmap = std::unique_ptr<FIBITMAP, decltype(&FreeImage_Unload)>;
 using Memory = std::unique_ptr<FIMEMORY, decltype(&FreeImage_CloseMemory)>;
 
 /// Whether the library has said, since this was last cleared, that it fails for want of memory or
@@ -153,6 +158,20 @@ Thumbnail toThumbnail(FIBITMAP* bitmap) {
     return made;
 }
 
+/// Of what the library does not know.
+Thumbnail decodeOther(std::span<const std::uint8_t> file) {
+#ifdef ORVANE_HEIF
+    Outcome outcome = Outcome::Unavailable;
+    if (auto picture = decodeHeif(file, kMostPixelBytes, outcome)) {
+        if (*picture == nullptr)
+            return failed(outcome);
+        const Bitmap small = scaledDown(*std::move(picture));
+        return small == nullptr ? failed(Outcome::Unavailable) : toThumbnail(small.get());
+    }
+#endif
+    return failed(isKnownPicture(file) ? Outcome::Unavailable : Outcome::Corrupted);
+}
+
 Thumbnail decodeFile(std::span<const std::uint8_t> file) {
     // The library takes no pointer to constant bytes, but reads only.
     const Memory input(
@@ -160,7 +179,7 @@ Thumbnail decodeFile(std::span<const std::uint8_t> file) {
         FreeImage_CloseMemory);
     const FREE_IMAGE_FORMAT format = FreeImage_GetFileTypeFromMemory(input.get(), 0);
     if (format == FIF_UNKNOWN)
-        return failed(Outcome::Corrupted);
+        return decodeOther(file);
     Bitmap whole = decodeWhole(format, input.get(), file.size());
     if (whole == nullptr)
         return failed(lacksMeans ? Outcome::Unavailable : Outcome::Corrupted);

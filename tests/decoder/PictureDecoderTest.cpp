@@ -86,7 +86,7 @@ TEST(PictureDecoderTest, EveryFormatShowsTheSamePicture) {
     for (const char* name : {"bmp", "ico", "j2k", "jp2", "mng", "pct", "pcx", "ppm", "psd", "ras",
                              "sgi", "tga", "tif", "xpm", "gif"})
         EXPECT_EQ(decode(fixture(std::string("small.") + name)).pixels, expected.pixels) << name;
-    for (const char* name : {"dds", "jng", "jpg", "pbm", "pgm", "xbm"}) {
+    for (const char* name : {"dds", "jng", "jpg", "pbm", "pgm", "xbm", "webp", "heic", "avif"}) {
         const Thumbnail made = decode(fixture(std::string("small.") + name));
         ASSERT_EQ(made.pixels.size(), expected.pixels.size()) << name;
         EXPECT_GT(likeness(made, expected), 0.8) << name;
@@ -148,6 +148,12 @@ TEST(PictureDecoderTest, WhatIsBeyondItsMeansIsNotCalledCorrupted) {
     sizeless[3] = 1;
     EXPECT_EQ(decode(sizeless).outcome, Outcome::Unavailable);
 
+    // Kinds without a codec here, and a damaged file of one that there is.
+    const Bytes heif = fixture("small.heic");
+    for (const Bytes& file : {Bytes{0x1A, 0x45, 0xDF, 0xA3, 0x9F},
+                              Bytes{0, 0, 0, 24, 'f', 't', 'y', 'p', 'i', 's', 'o', 'm'}})
+        EXPECT_EQ(decode(file).outcome, Outcome::Unavailable);
+    EXPECT_EQ(decode({heif.begin(), heif.begin() + 300}).outcome, Outcome::Corrupted);
     const Bytes png = fixture("small.png");
     EXPECT_EQ(decode({png.begin(), png.begin() + 60}).outcome, Outcome::Corrupted);
     EXPECT_EQ(decode({'t', 'e', 'x', 't'}).outcome, Outcome::Corrupted);

@@ -1,0 +1,53 @@
+#include "decoder/picture/isKnownPicture.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+#include <string_view>
+
+namespace picture {
+
+namespace {
+
+using namespace std::string_view_literals;
+
+struct Signature {
+    std::size_t offset;
+    std::string_view bytes;
+};
+
+constexpr Signature kSignatures[] = {
+    {8, "WEBP"sv},
+    {8, "AVI "sv},
+    {4, "ftyp"sv},             // HEIF, AVIF, MP4, QuickTime
+    {4, "moov"sv},             // older QuickTime
+    {4, "jP  \r\n\x87\n"sv},   // JPEG 2000
+    {0, "\xFF\x4F\xFF\x51"sv}, // its code stream
+    {0, "\xFF\x0A"sv},         // JPEG XL's code stream
+    {4, "JXL \r\n\x87\n"sv},
+    {0, "II\xBC\x01"sv},       // JPEG XR
+    {0, "\x76\x2F\x31\x01"sv}, // OpenEXR
+    {0, "FUJIFILMCCD-RAW"sv},
+    {0, "IIU\0"sv},            // raw, of Panasonic
+    {0, "IIRO"sv},             // raw, of Olympus
+    {0, "FOVb"sv},             // raw, of Sigma
+    {0, "\x1A\x45\xDF\xA3"sv}, // Matroska, WebM
+    {0, "\0\0\x01\xBA"sv},     // MPEG
+    {0, "\0\0\x01\xB3"sv},
+    {0, "FLV\x01"sv},
+    {0, "\x30\x26\xB2\x75\x8E\x66\xCF\x11"sv}, // Windows Media
+};
+
+} // namespace
+
+bool isKnownPicture(std::span<const std::uint8_t> file) {
+    return std::any_of(std::begin(kSignatures), std::end(kSignatures), [&](const Signature& kind) {
+        return file.size() >= kind.offset + kind.bytes.size() &&
+               std::equal(kind.bytes.begin(), kind.bytes.end(), &file[kind.offset],
+                          [](char known, std::uint8_t byte) {
+                              return static_cast<std::uint8_t>(known) == byte;
+                          });
+    });
+}
+
+} // namespace picture
