@@ -2,6 +2,9 @@
 
 #include "decoder/picture/Bitmap.h"
 #include "decoder/picture/isKnownPicture.h"
+#ifdef ORVANE_FILMS
+#include "decoder/picture/decodeFilm.h"
+#endif
 #ifdef ORVANE_HEIF
 #include "decoder/picture/decodeHeif.h"
 #endif
@@ -158,18 +161,27 @@ Thumbnail toThumbnail(FIBITMAP* bitmap) {
     return made;
 }
 
+Thumbnail shrunk(Bitmap picture, Outcome whyNone) {
+    if (picture == nullptr)
+        return failed(whyNone);
+    const Bitmap small = scaledDown(std::move(picture));
+    return small == nullptr ? failed(Outcome::Unavailable) : toThumbnail(small.get());
+}
+
 /// Of what the library does not know.
 Thumbnail decodeOther(std::span<const std::uint8_t> file) {
+    [[maybe_unused]] Outcome outcome = Outcome::Unavailable;
 #ifdef ORVANE_HEIF
-    Outcome outcome = Outcome::Unavailable;
-    if (auto picture = decodeHeif(file, kMostPixelBytes, outcome)) {
-        if (*picture == nullptr)
-            return failed(outcome);
-        const Bitmap small = scaledDown(*std::move(picture));
-        return small == nullptr ? failed(Outcome::Unavailable) : toThumbnail(small.get());
-    }
+    if (auto picture = decodeHeif(file, kMostPixelBytes, outcome))
+        return shrunk(*std::move(picture), outcome);
 #endif
-    return failed(isKnownPicture(file) ? Outcome::Unavailable : Outcome::Corrupted);
+    if (!isKnownPicture(file))
+        return failed(Outcome::Corrupted);
+#ifdef ORVANE_FILMS
+    return shrunk(decodeFilm(file, outcome), outcome);
+#else
+    return failed(Outcome::Unavailable);
+#endif
 }
 
 Thumbnail decodeFile(std::span<const std::uint8_t> file) {
@@ -186,8 +198,7 @@ Thumbnail decodeFile(std::span<const std::uint8_t> file) {
     // Its rows are from the bottom, which the library takes no notice of.
     if (format == FIF_PFM)
         FreeImage_FlipVertical(whole.get());
-    const Bitmap small = scaledDown(std::move(whole));
-    return small == nullptr ? failed(Outcome::Unavailable) : toThumbnail(small.get());
+    return shrunk(std::move(whole), Outcome::Unavailable);
 }
 
 } // namespace

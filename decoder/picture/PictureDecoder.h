@@ -7,9 +7,10 @@
 
 namespace picture {
 
-/// Decodes pictures of every format that FreeImage knows, and HEIF where the decoder is built with
-/// it. The bytes may be anything, and the library's decoders are not to be trusted with that: only
-/// a process with nothing to lose, and with bounded memory and time, calls this.
+/// Decodes pictures of every format that FreeImage knows, and HEIF and the first pictures of films
+/// where it is built with what they take. The bytes may be anything, and the library's decoders are
+/// not to be trusted with that: only a process with nothing to lose, and with bounded memory and
+/// time, calls this.
 class PictureDecoder {
 public:
     PictureDecoder();

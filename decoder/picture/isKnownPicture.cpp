@@ -38,16 +38,36 @@ constexpr Signature kSignatures[] = {
     {0, "\x30\x26\xB2\x75\x8E\x66\xCF\x11"sv}, // Windows Media
 };
 
+/// Packets of 188 bytes that begin with a sign; cameras put four bytes before each.
+bool isTransportStream(std::span<const std::uint8_t> file) {
+    constexpr std::uint8_t kSync = 0x47;
+    constexpr std::size_t kPacketBytes = 188;
+    constexpr std::size_t kPacketsLookedAt = 4;
+    for (const std::size_t before : {0U, 4U}) {
+        std::size_t packet = 0;
+        while (packet < kPacketsLookedAt) {
+            const std::size_t at = packet * (before + kPacketBytes) + before;
+            if (at >= file.size() || file[at] != kSync)
+                break;
+            ++packet;
+        }
+        if (packet == kPacketsLookedAt)
+            return true;
+    }
+    return false;
+}
+
 } // namespace
 
 bool isKnownPicture(std::span<const std::uint8_t> file) {
-    return std::any_of(std::begin(kSignatures), std::end(kSignatures), [&](const Signature& kind) {
-        return file.size() >= kind.offset + kind.bytes.size() &&
-               std::equal(kind.bytes.begin(), kind.bytes.end(), &file[kind.offset],
-                          [](char known, std::uint8_t byte) {
-                              return static_cast<std::uint8_t>(known) == byte;
-                          });
-    });
+    return isTransportStream(file) ||
+           std::any_of(std::begin(kSignatures), std::end(kSignatures), [&](const Signature& kind) {
+               return file.size() >= kind.offset + kind.bytes.size() &&
+                      std::equal(kind.bytes.begin(), kind.bytes.end(), &file[kind.offset],
+                                 [](char known, std::uint8_t byte) {
+                                     return static_cast<std::uint8_t>(known) == byte;
+                                 });
+           });
 }
 
 } // namespace picture

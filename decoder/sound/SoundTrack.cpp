@@ -1,5 +1,6 @@
 #include "decoder/sound/SoundTrack.h"
 
+#include "decoder/av/MemoryInput.h"
 #include "format/LittleEndian.h"
 
 extern "C" {
@@ -27,80 +28,19 @@ constexpr std::uint32_t kMaxPacketFrames = 1U << 20;
 constexpr int kMaxRate = 768000;
 constexpr int kMaxChannels = 64;
 constexpr int kMaxIdleReads = 100;
-constexpr int kInputBufferBytes = 1 << 15;
 
 // How the library says that sample frames are to be dropped: two 32-bit numbers at these bytes.
 constexpr std::size_t kSkipFront = 0;
 constexpr std::size_t kSkipBack = 4;
 constexpr std::size_t kSkipBytes = 8;
 
-/// Lets FFmpeg read a file that is in memory.
-class MemoryInput {
-public:
-    explicit MemoryInput(std::span<const std::uint8_t> bytes)
-        : bytes_(bytes),
-          context_(avio_alloc_context(static_cast<unsigned char*>(av_malloc(kInputBufferBytes)),
-                                      kInputBufferBytes, 0, this, &read, nullptr, &seek)) {}
-
-    MemoryInput(const MemoryInput&) = delete;
-    MemoryInput& operator=(const MemoryInput&) = delete;
-
-    ~MemoryInput() {
-        if (context_ != nullptr)
-            av_freep(static_cast<void*>(&context_->buffer));
-        avio_context_free(&context_);
-    }
-
-    [[nodiscard]] AVIOContext* context() const { return context_; }
-
-private:
-    static int read(void* self, std::uint8_t* buffer, int size) {
-        auto& input = *static_cast<MemoryInput*>(self);
-        const std::size_t count =
-            std::min(input.bytes_.size() - input.at_, static_cast<std::size_t>(std::max(size, 0)));
-        if (count == 0)
-            return AVERROR_EOF;
-        std::memcpy(buffer, input.bytes_.data() + input.at_, count);
-        input.at_ += count;
-        return static_cast<int>(count);
-    }
-
-    static std::int64_t seek(void* self, std::int64_t offset, int whence) {
-        auto& input = *static_cast<MemoryInput*>(self);
-        const auto size = static_cast<std::int64_t>(input.bytes_.size());
-        whence &= ~AVSEEK_FORCE;
-        if (whence == AVSEEK_SIZE)
-            return size;
-        std::int64_t base = 0;
-        if (whence == SEEK_CUR)
-            base = static_cast<std::int64_t>(input.at_);
-        else if (whence == SEEK_END)
-            base = size;
-        else if (whence != SEEK_SET)
-            return AVERROR(EINVAL);
-        if (offset < -base || offset > size - base)
-            return AVERROR(EINVAL);
-        input.at_ = static_cast<std::size_t>(base + offset);
-        return base + offset;
-    }
-
-    std::span<const std::uint8_t> bytes_;
-    std::size_t at_ = 0;
-    AVIOContext* context_;
-};
-
-int refuseOtherFiles(AVFormatContext* /*context*/, AVIOContext** /*file*/, const char* /*url*/,
-                     int /*flags*/, AVDictionary** /*options*/) {
-    return AVERROR(EACCES);
-}
-
-av::AvHandle<AVFormatContext> openContainer(const MemoryInput& input) {
+av::AvHandle<AVFormatContext> openContainer(const av::MemoryInput& input) {
     AVFormatContext* context = avformat_alloc_context();
     if (context == nullptr || input.context() == nullptr)
         return av::AvHandle<AVFormatContext>(context);
     context->pb = input.context();
     context->flags |= AVFMT_FLAG_CUSTOM_IO;
-    context->io_open = &refuseOtherFiles;
+    context->io_open = &av::refuseOtherFiles;
     context->format_whitelist = av_strdup(kContainers);
     context->codec_whitelist = av_strdup(kDecoders);
     // Frees the context when it fails.
@@ -139,7 +79,7 @@ bool countsFrames(const AVCodecParameters& parameters, AVRational timeBase) {
 } // namespace
 
 std::optional<SoundTrack> SoundTrack::load(std::span<const std::uint8_t> file) {
-    const MemoryInput input(file);
+    const av::MemoryInput input(file);
     const av::AvHandle<AVFormatContext> container = openContainer(input);
     if (!container)
         return std::nullopt;

@@ -86,7 +86,8 @@ TEST(PictureDecoderTest, EveryFormatShowsTheSamePicture) {
     for (const char* name : {"bmp", "ico", "j2k", "jp2", "mng", "pct", "pcx", "ppm", "psd", "ras",
                              "sgi", "tga", "tif", "xpm", "gif"})
         EXPECT_EQ(decode(fixture(std::string("small.") + name)).pixels, expected.pixels) << name;
-    for (const char* name : {"dds", "jng", "jpg", "pbm", "pgm", "xbm", "webp", "heic", "avif"}) {
+    for (const char* name :
+         {"dds", "jng", "jpg", "pbm", "pgm", "xbm", "webp", "heic", "avif", "mp4", "mpg"}) {
         const Thumbnail made = decode(fixture(std::string("small.") + name));
         ASSERT_EQ(made.pixels.size(), expected.pixels.size()) << name;
         EXPECT_GT(likeness(made, expected), 0.8) << name;
