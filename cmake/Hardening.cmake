@@ -10,6 +10,10 @@ if(NOT ORVANE_SANITIZE)
   # The sanitizers watch the same calls, and see more. Undefined first: compilers may preset it.
   add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3)
 endif()
-if(NOT WIN32) # There the linker makes images that are moved about and have no code in data, by itself.
+if(WIN32)
+  # What the checks call lies in a library of its own, which this adds. Images are moved about and have
+  # no code in data without being told.
+  add_link_options(-fstack-protector-strong)
+else()
   add_link_options(LINKER:-z,relro LINKER:-z,now)
 endif()
