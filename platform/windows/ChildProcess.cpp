@@ -127,6 +127,15 @@ Handle makeJob(const ChildLimits& limits) {
         SetInformationJobObject(job.get(), JobObjectExtendedLimitInformation, &information,
                                 sizeof information) == 0)
         return {};
+    // Nothing of the desktop either: other programs' windows, the clipboard, the session's end.
+    // What a system does not know of it is left out.
+    JOBOBJECT_BASIC_UI_RESTRICTIONS desktop{};
+    desktop.UIRestrictionsClass = JOB_OBJECT_UILIMIT_HANDLES | JOB_OBJECT_UILIMIT_READCLIPBOARD |
+                                  JOB_OBJECT_UILIMIT_WRITECLIPBOARD | JOB_OBJECT_UILIMIT_DESKTOP |
+                                  JOB_OBJECT_UILIMIT_GLOBALATOMS | JOB_OBJECT_UILIMIT_EXITWINDOWS |
+                                  JOB_OBJECT_UILIMIT_DISPLAYSETTINGS |
+                                  JOB_OBJECT_UILIMIT_SYSTEMPARAMETERS;
+    SetInformationJobObject(job.get(), JobObjectBasicUIRestrictions, &desktop, sizeof desktop);
     return job;
 }
 

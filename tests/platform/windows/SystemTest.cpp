@@ -1,6 +1,7 @@
 // What only this system has: drives of its own, long paths, times to the tick. Under Wine drive D
 // is the NTFS sample and E the FAT sample.
 
+#include "platform/ChildProcess.h"
 #include "platform/Device.h"
 #include "platform/Drives.h"
 #include "platform/windows/Volume.h"
@@ -11,6 +12,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <chrono>
 #include <utility>
 
 #include <windows.h>
@@ -89,6 +92,15 @@ TEST(WindowsDrives, AreReadRawToTheirEndAndNoFurther) {
     Device device;
     EXPECT_FALSE(device.open(L"\\\\.\\Q:"));
     EXPECT_EQ(device.error(), Error::NotFound);
+}
+
+TEST(WindowsChildProcess, TalksWithinItsJob) {
+    ChildProcess child;
+    ASSERT_TRUE(child.start(L"C:\\windows\\system32\\hostname.exe", {},
+                            {.memory = std::uint64_t{512} << 20, .cpuSeconds = 5}));
+    std::array<std::uint8_t, 1> said{};
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    EXPECT_EQ(child.read(said, deadline), said.size());
 }
 
 TEST(WindowsDevice, NamesOfWholeDevicesAreToldFromFiles) {
