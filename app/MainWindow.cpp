@@ -208,6 +208,7 @@ void MainWindow::searchWholeDrive() {
 /// Without results there is only the way back.
 void MainWindow::onScanEnded() {
     resultFrame->offerSearch(scanFrame->searchDuration());
+    QApplication::alert(this); // A scan takes long enough to do something else meanwhile.
     const QString reason = scanFrame->failureReason();
     ui->btnRecover->setEnabled(reason.isEmpty());
     if (reason.isEmpty())

@@ -107,7 +107,10 @@ void PreviewPane::fitPicture() {
     if (currentWidget() != ui->pageImage || picture_.isNull())
         return;
     const QSize room = picture_.size().boundedTo(ui->imagePreview->size());
-    ui->imagePreview->setPixmap(picture_.scaled(room, Qt::KeepAspectRatio, Qt::FastTransformation));
+    const qreal ratio = devicePixelRatio(); // The screen's own pixels, where it is scaled.
+    QPixmap shown = picture_.scaled(room * ratio, Qt::KeepAspectRatio, Qt::FastTransformation);
+    shown.setDevicePixelRatio(ratio);
+    ui->imagePreview->setPixmap(shown);
 }
 
 SoundPlayer& PreviewPane::player() {
