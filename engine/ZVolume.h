@@ -34,6 +34,10 @@ struct ScanOptions {
     /// NTFS: the named streams of files and folders are listed beside them, as "file_stream".
     bool streams = false;
 
+    /// NTFS: what was deleted from Windows' recycle bin gets its name and folder back, see
+    /// `RecycleBin`.
+    bool recycleBin = false;
+
     /// FAT: what volumes are like beyond the classic rules. Names: a long name ends at its first
     /// 0, which keeps what pads names of 248 to 254 characters out of them; one that cannot be the
     /// short entry's is not taken; a lost suffix comes from the short name, whose bytes are
@@ -61,6 +65,7 @@ struct ScanOptions {
         options.posixNames = true;
         options.unsetDates = true;
         options.wholeFiles = true;
+        options.recycleBin = true;
         options.lenientFat = true;
         options.recognized = true;
         options.localTimes = true;

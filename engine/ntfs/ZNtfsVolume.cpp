@@ -2,6 +2,7 @@
 
 #include "engine/ZMemoryStream.h"
 #include "engine/ntfs/NtfsContentReader.h"
+#include "engine/ntfs/RecycleBin.h"
 #include "engine/ntfs/RunWalk.h"
 #include "engine/ntfs/SystemUnpacker.h"
 #include "engine/ntfs/ZAttribute.h"
@@ -35,10 +36,39 @@ constexpr uint32 kMostIndexes = 2000;
 /// Ids from here on are of folders that have no record any more: no record number is as large, and
 /// hardly a file has so many streams.
 constexpr int64 kFirstFormerFolder = (int64{1} << 54) + (int64{1} << 40);
+/// The same of folders that only the recycle bin tells of.
+constexpr int64 kFirstRecycledFolder = kFirstFormerFolder + (int64{1} << 40);
 /// Record numbers are counted in 32 bits.
 constexpr uint64 kMostRecords = std::numeric_limits<uint32>::max();
 /// What is taken for the size of a volume that does not tell.
 constexpr uint64 kUnknownSize = uint64{1} << 44;
+
+/// Takes no more than a description in the recycle bin can be long.
+class SmallStream : public ZMemoryStream {
+public:
+    uint64 write(const void* buffer, uint32 count) override {
+        check(count);
+        return ZMemoryStream::write(buffer, count);
+    }
+
+    uint64 fill(uint8 value, uint32 count) override {
+        check(count);
+        return ZMemoryStream::fill(value, count);
+    }
+
+    void resize(int64 newSize) override {
+        check(newSize - size());
+        ZMemoryStream::resize(newSize);
+    }
+
+    void reserve(int64 /*capacity*/) override {}
+
+private:
+    void check(int64 count) {
+        if (size() + count > static_cast<int64>(RecycleBin::kMostBytes))
+            throw 0;
+    }
+};
 
 /// Fills in all but the size; false when the record has no standard information.
 bool describe(ZMftRecord& record, int64 number, ZFileTreeNode& node) {
@@ -598,7 +628,22 @@ void ZNtfsVolume::scan(ZFileTree* tree) {
     walk_.reset();
     if (scanOptions().wholeFiles)
         nameFormerFolders(*tree);
+    if (scanOptions().recycleBin)
+        RecycleBin(*tree, kFirstRecycledFolder).restore([this](const ZFileTreeNode& file) {
+            return smallContent(file);
+        });
     setProgress(1.0);
+}
+
+/// The bytes of a description in the recycle bin, empty when it is longer or cannot be read.
+std::vector<uint8> ZNtfsVolume::smallContent(const ZFileTreeNode& file) {
+    SmallStream content;
+    try {
+        if (extract(file, &content))
+            return std::move(content.bytes());
+    } catch (int) { // It is longer.
+    }
+    return {};
 }
 
 bool ZNtfsVolume::extract(const ZFileTreeNode& node, ZStream* out) {

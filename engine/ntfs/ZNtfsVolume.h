@@ -114,6 +114,7 @@ private:
     void insertStreams(ZFileTree& tree, ZMftRecord& record, const ZFileTreeNode& file);
     void separateStrangers(ZFileTree& tree, int64 folder, uint16 sequence, bool inUse);
     void nameFormerFolders(ZFileTree& tree);
+    std::vector<uint8> smallContent(const ZFileTreeNode& file);
     void lookForNames(NtfsFolderNames& names);
     bool lookInFolder(int64 number, NtfsFolderNames& names);
     [[nodiscard]] uint64 folderOf(int64 id);

@@ -1,7 +1,9 @@
 // What today's rules add: compression, sparse files, states, damage that costs itself, streams.
 #include "engine/ZMemoryStream.h"
+#include "engine/ZTreeListing.h"
 #include "engine/ntfs/Lznt1.h"
 #include "engine/ntfs/ZNtfsVolume.h"
+#include "format/WideText.h"
 #include "tests/support/NtfsBuilder.h"
 #include "tests/support/TestMedia.h"
 
@@ -10,6 +12,7 @@
 
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <optional>
 
 namespace kova::test {
@@ -341,6 +344,42 @@ TEST_F(NtfsToday, DamageToTheVolumesOwnFiles) {
     EXPECT_THAT(today.volume.notes(),
                 ElementsAre(VolumeNote::MftMirror, VolumeNote::NoVolumeBitmap));
     EXPECT_THAT(today.tree.childIds(5), ElementsAre(30, 31));
+}
+
+TEST_F(NtfsToday, TheRecycleBinGivesNamesAndFoldersBack) {
+    const auto description = [](uint64 version, const std::u16string& path) {
+        std::string made(version == 1 ? 544 : 28 + 2 * (path.size() + 1), '\0');
+        auto* const start = reinterpret_cast<uint8*>(made.data());
+        storeLe<uint64>(start, version);
+        if (version == 2)
+            storeLe<uint32>(start + 24, static_cast<uint32>(path.size() + 1));
+        for (std::size_t i = 0; i < path.size(); ++i)
+            storeLe<char16_t>(start + (version == 1 ? 24 : 28) + 2 * i, path[i]);
+        return made;
+    };
+    builder.directory(30, 5, u"$Recycle.Bin", true)
+        .directory(31, 30, u"S-1-5-21", true)
+        .deletedFile(32, 31, u"$RABCDEF.jpg", "beach")
+        .deletedFile(33, 31, u"$IABCDEF.jpg", description(2, u"C:\\Users\\me\\On the beach.jpg"))
+        .directory(34, 31, u"$RGHIJKL", false)
+        .deletedFile(35, 34, u"letter.txt", "dear")
+        .deletedFile(36, 31, u"$IGHIJKL", description(1, u"C:\\Users\\me\\Letters"))
+        .deletedFile(37, 31, u"$RALONE.txt", "alone")
+        .deletedFile(38, 31, u"$RABSURD", "kept")
+        .deletedFile(39, 31, u"$IABSURD", description(2, u"C:\\..\\up"))
+        .deletedFile(40, 31, u"$RSHORT", "kept")
+        .deletedFile(41, 31, u"$ISHORT", description(2, u"C:\\cut").substr(0, 40));
+    Today today(builder);
+    const ZTreeListing listing(today.tree);
+    const auto pathOf = [&](int64 id) {
+        return format::utf8FromWide(listing.path(listing.indexOf(id)));
+    };
+    EXPECT_EQ(pathOf(32), "Recycle bin/Users/me/On the beach.jpg");
+    EXPECT_EQ(today.content(32), "beach");
+    EXPECT_EQ(pathOf(35), "Recycle bin/Users/me/Letters/letter.txt");
+    for (const auto& [id, name] : std::map<int64, std::string>{
+             {37, "$RALONE.txt"}, {38, "$RABSURD"}, {40, "$RSHORT"}, {33, "$IABCDEF.jpg"}})
+        EXPECT_EQ(pathOf(id), "$Recycle.Bin/S-1-5-21/" + name);
 }
 
 TEST_F(NtfsToday, AFolderWhoseRecordIsAnotherOnesNow) {
