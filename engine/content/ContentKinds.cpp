@@ -267,7 +267,8 @@ constexpr SuffixOf kSuffixes[] = {
     {L"vtt", textKind},
     {L"war", zipKind},
     {L"wav", riffKind},
-    {L"web", riffKind}, // "webp" in an 8.3 name.
+    {L"web", matroskaKind}, // "webm" and "webp" in an 8.3 name.
+    {L"web", riffKind},
     {L"webm", matroskaKind},
     {L"webp", riffKind},
     {L"whl", zipKind},
