@@ -206,7 +206,9 @@ void FatEntryParser::completeSuffix(std::wstring& name) const {
     };
     const std::size_t dot = name.rfind(L'.');
     if (dot != std::wstring::npos) {
-        const std::wstring_view suffix = std::wstring_view(name).substr(dot + 1, extension.size());
+        std::wstring suffix = name.substr(dot + 1);
+        suffix.erase(std::remove(suffix.begin(), suffix.end(), L' '), suffix.end());
+        suffix.resize(std::min(suffix.size(), extension.size()));
         if (std::equal(suffix.begin(), suffix.end(), extension.begin(),
                        extension.begin() + static_cast<std::ptrdiff_t>(suffix.size()), isSame)) {
             name.append(extension, suffix.size());

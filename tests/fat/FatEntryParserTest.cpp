@@ -162,5 +162,33 @@ TEST(FatEntryParser, EndsALongNameAtItsFirstZeroOnRequest) {
     EXPECT_EQ(namesOf(all).front(), wide + L'\0' + std::wstring(4, L'\uFFFF'));
 }
 
+TEST(FatEntryParser, TakesOfALongNameWhatIsTheEntrysOwn) {
+    const ScanOptions lenient{.lenientFat = true};
+    const auto deleted = [](const std::string& name, const std::u16string& longName) {
+        FatEntry entry = withNames(name, longName);
+        Entries all = longEntries(entry);
+        all.push_back(shortEntry(entry));
+        for (FatRawEntry& raw : all)
+            raw[0] = FatDirectoryEntry::kDeletedMark;
+        return all;
+    };
+    // The pieces at a name's end stand first, and are what other entries take first.
+    const auto cut = [&](const std::string& name, const std::u16string& longName) {
+        Entries all = deleted(name, longName);
+        all.erase(all.begin());
+        return namesOf({all}, lenient);
+    };
+    EXPECT_THAT(cut("HOLIDA~1.JPG", u"Holiday by the sea 12.jpeg"),
+                ElementsAre(L"Holiday by th.JPG"));
+    EXPECT_THAT(cut("TWELVE~1.JPE", u"twelve of .jpeg of"), ElementsAre(L"twelve of .jpE"));
+    EXPECT_THAT(namesOf({deleted("NOTES1~1.2FI", u"notes 1.2 fin")}, lenient),
+                ElementsAre(L"notes 1.2 fin"));
+    // What another name has left does not become the begin of this one.
+    Entries left = deleted("OTHER.TXT", u"Another name's only piece");
+    left.pop_back();
+    EXPECT_THAT(namesOf({left, deleted("MINE.TXT", u"Mine alone.txt")}, lenient),
+                ElementsAre(L"Mine alone.txt"));
+}
+
 } // namespace
 } // namespace kova::test
