@@ -1,5 +1,5 @@
 # The programs read hostile bytes, some of them as root: what the compiler and the linker can check
-# costs little (docs/performance.md) and stays on in every build.
+# is on in every build.
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
