@@ -94,7 +94,9 @@ void FoundFiles::setModel(FileModel& model) {
 }
 
 const FileModel& FoundFiles::model() const {
-    return narrowed_ == nullptr ? *all_ : *narrowed_;
+    if (narrowed_ != nullptr)
+        return *narrowed_;
+    return *all_;
 }
 
 int64 FoundFiles::search(const QString& text) {

@@ -117,14 +117,14 @@ private:
     [[nodiscard]] bool isOurs() const;
 
     kova::ScanOptions options_;
+    bool stopped_ = false;
+    std::atomic<bool> isFinishing_{false};
+    bool isHanging_ = false; ///< The drive did not answer the last request in time.
+    End end_ = End::Done;
     Watcher watcher_;
     ScannedVolume found_;
-    End end_ = End::Done;
     double progress_ = 0.0;
-    bool stopped_ = false;
     kova::ZDeepSearch* search_ = nullptr; ///< While it runs; it is the volume.
-    std::atomic<bool> isFinishing_{false};
-    kova::uint64 lastRequest_ = 0; ///< The one that the finishing search waits for.
+    kova::uint64 lastRequest_ = 0;        ///< The one that the finishing search waits for.
     std::chrono::steady_clock::time_point lastRequestBegun_;
-    bool isHanging_ = false; ///< The drive did not answer it in time.
 };

@@ -5,7 +5,7 @@
 namespace kova {
 
 bool PrefixCode::build(std::span<const uint8> lengths) {
-    std::array<uint32, kLongest + 1> perLength{};
+    std::array<uint32, kLengths> perLength{};
     for (const uint8 length : lengths)
         ++perLength[length];
     perLength[0] = 0;
@@ -20,7 +20,7 @@ bool PrefixCode::build(std::span<const uint8> lengths) {
         return false;
     symbols_.resize(counts_[kLongest]);
     quick_.fill({});
-    std::array<uint32, kLongest + 1> next{};
+    std::array<uint32, kLengths> next{};
     for (unsigned length = 1; length <= kLongest; ++length)
         next[length] = counts_[length - 1];
     for (std::size_t symbol = 0; symbol < lengths.size(); ++symbol) {

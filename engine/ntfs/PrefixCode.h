@@ -12,6 +12,7 @@ namespace kova {
 class PrefixCode {
 public:
     static constexpr unsigned kLongest = 16;
+    static constexpr std::size_t kLengths = 17; ///< 0 to the longest.
 
     /// Takes the length of each symbol's code in bits, 0 to 16; 0: it has none. False when there
     /// cannot be such a code.
@@ -29,8 +30,8 @@ private:
     };
 
     std::array<Quick, 1U << kQuickBits> quick_{}; ///< By the next bits.
-    std::array<uint32, kLongest + 1> ends_{};     ///< By length: behind the last code, in 16 bits.
-    std::array<uint32, kLongest + 1> counts_{};   ///< Codes that are shorter or as long.
+    std::array<uint32, kLengths> ends_{};         ///< By length: behind the last code, in 16 bits.
+    std::array<uint32, kLengths> counts_{};       ///< Codes that are shorter or as long.
     std::vector<uint16> symbols_;                 ///< In the order of their codes.
 };
 
