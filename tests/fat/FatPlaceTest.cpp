@@ -85,6 +85,20 @@ TEST(FatPlace, LosesNoEntryToAnother) {
     EXPECT_EQ(scan.volume.extractReport().reason, ExtractReport::Reason::PlaceUnknown);
 }
 
+/// Renaming leaves the old entry behind, deleted; moving does so in another folder.
+TEST(FatPlace, AFolderBelongsToItsLiveName) {
+    FatBuilder builder;
+    const uint32 folder = builder.addDirectory(0, named("now"));
+    FatEntry before = named("before", kDeleted);
+    before.attributes = FatDirectoryEntry::kDirectory;
+    before.cluster = folder;
+    before.creationDate = fatDate(2021, 1, 1);
+    builder.add(0, before);
+    builder.addFile(folder, named("photo", kDeleted), "p");
+    EXPECT_THAT(scanned(builder).paths(),
+                UnorderedElementsAre("now/ (live)", "now/photo", "before/"));
+}
+
 TEST(FatPlace, StepsOverOlderFilesAndNamesWhatYoungerOnesTook) {
     FatBuilder builder;
     const std::string content = contentOf('x', 4 * builder.clusterBytes());
