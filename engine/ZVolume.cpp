@@ -1,7 +1,7 @@
 #include "engine/ZVolume.h"
 
 #include "engine/PiecesSource.h"
-#include "engine/content/ContentKinds.h"
+#include "engine/content/misnamed.h"
 
 #include <algorithm>
 #include <array>
@@ -10,7 +10,6 @@
 #include <set>
 #include <span>
 #include <stdexcept>
-#include <string_view>
 #include <vector>
 
 namespace kova {
@@ -44,11 +43,6 @@ bool isZeroInside(PiecesSource& source) {
             return false;
     }
     return true;
-}
-
-std::wstring_view suffixOf(std::wstring_view name) {
-    const auto dot = name.rfind(L'.');
-    return dot == std::wstring_view::npos ? std::wstring_view{} : name.substr(dot + 1);
 }
 
 } // namespace
@@ -86,8 +80,7 @@ FileState ZVolume::assessContent(const ZFileTreeNode& node) {
         return state;
     if (isZero(begins) && isZero(ends) && isZeroInside(source))
         state.kind = Kind::Erased;
-    else if ((node.attributes & kEncryptedAttribute) == 0 &&
-             fits(suffixOf(node.name), begins) == Fit::No)
+    else if ((node.attributes & kEncryptedAttribute) == 0 && isMisnamed(node.name, begins))
         state.kind = Kind::NotWhatItsNameSays;
     return state;
 }
