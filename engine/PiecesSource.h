@@ -1,7 +1,7 @@
 #pragma once
 
 #include "engine/ByteRange.h"
-#include "engine/ZCustomMedia.h"
+#include "engine/ByteReader.h"
 #include "engine/content/ContentSource.h"
 
 #include <vector>
@@ -19,7 +19,7 @@ public:
     std::size_t read(uint64 offset, std::span<uint8> bytes) override;
 
     /// Bytes read from the media so far.
-    [[nodiscard]] uint64 bytesRead() const { return bytesRead_; }
+    [[nodiscard]] uint64 bytesRead() const { return reader_.bytesRead(); }
 
 private:
     struct Piece {
@@ -27,13 +27,9 @@ private:
         ByteRange range;
     };
 
-    void readMedia(uint64 position, std::span<uint8> bytes);
-
-    ZCustomMedia& media_;
+    ByteReader reader_;
     std::vector<Piece> pieces_;
     uint64 size_ = 0;
-    std::vector<uint8> bounce_;
-    uint64 bytesRead_ = 0;
 };
 
 } // namespace kova

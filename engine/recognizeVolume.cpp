@@ -1,5 +1,6 @@
 #include "engine/recognizeVolume.h"
 
+#include "engine/ByteReader.h"
 #include "engine/LittleEndian.h"
 #include "engine/exfat/ZExFatVolume.h"
 #include "engine/fat/ZFatVolume.h"
@@ -80,14 +81,9 @@ private:
 
     /// `count` bytes from a byte of the media on; what it does not give is zero.
     std::vector<uint8> bytesAt(uint64 start, std::size_t count) {
-        const uint32 sector = media_.sectorSize();
-        const auto skipped = static_cast<std::size_t>(start % sector);
-        const std::size_t sectors = (skipped + count + sector - 1) / sector;
-        std::vector<uint8> bytes(sectors * sector);
-        media_.seek(start / sector);
-        media_.read(bytes.data(), static_cast<uint32>(sectors));
-        return {bytes.begin() + static_cast<std::ptrdiff_t>(skipped),
-                bytes.begin() + static_cast<std::ptrdiff_t>(skipped + count)};
+        std::vector<uint8> bytes(count);
+        ByteReader(media_).read(start, bytes);
+        return bytes;
     }
 
     void add(bool isPlausible, std::function<std::unique_ptr<ZVolume>()> make) {

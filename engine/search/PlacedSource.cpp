@@ -1,7 +1,6 @@
 #include "engine/search/PlacedSource.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace kova {
 
@@ -14,7 +13,7 @@ constexpr uint64 kPieceBytes = uint64{1} << 20;
 
 PlacedSource::PlacedSource(ZCustomMedia& media, const FreeSpace& space, uint64 start,
                            const TakenSpace* taken)
-    : media_(media), space_(space), taken_(taken), start_(start),
+    : reader_(media), space_(space), taken_(taken), start_(start),
       mostBytes_(space.mediaBytes() - std::min(space.mediaBytes(), start)), next_(start) {}
 
 /// Finds pieces until byte `offset` lies in one; false when there is no room left.
@@ -66,21 +65,10 @@ std::size_t PlacedSource::read(uint64 offset, std::span<uint8> bytes) {
         const uint64 inPiece = offset + done - piece->offset;
         const auto count = static_cast<std::size_t>(
             std::min<uint64>(bytes.size() - done, piece->range.length - inPiece));
-        readMedia(piece->range.start + inPiece, bytes.subspan(done, count));
+        reader_.read(piece->range.start + inPiece, bytes.subspan(done, count));
         done += count;
     }
     return done;
-}
-
-void PlacedSource::readMedia(uint64 position, std::span<uint8> bytes) {
-    const uint32 sectorBytes = media_.sectorSize();
-    const auto skipped = static_cast<std::size_t>(position % sectorBytes);
-    const std::size_t sectors = (skipped + bytes.size() + sectorBytes - 1) / sectorBytes;
-    bounce_.resize(sectors * sectorBytes);
-    media_.seek(position / sectorBytes);
-    media_.read(bounce_.data(), static_cast<uint32>(sectors));
-    std::memcpy(bytes.data(), bounce_.data() + skipped, bytes.size());
-    bytesRead_ += bytes.size();
 }
 
 void PlacedSource::goOnAt(uint64 offset, uint64 start) {

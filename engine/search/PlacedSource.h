@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/ZCustomMedia.h"
+#include "engine/ByteReader.h"
 #include "engine/content/ContentSource.h"
 #include "engine/search/FreeSpace.h"
 #include "engine/search/TakenSpace.h"
@@ -32,7 +32,7 @@ public:
     [[nodiscard]] std::vector<ByteRange> place(uint64 length);
 
     /// Bytes read from the media so far.
-    [[nodiscard]] uint64 bytesRead() const { return bytesRead_; }
+    [[nodiscard]] uint64 bytesRead() const { return reader_.bytesRead(); }
 
 private:
     struct Piece {
@@ -45,17 +45,14 @@ private:
     bool extendTo(uint64 offset);
     const Piece* pieceOf(uint64 offset);
     [[nodiscard]] uint64 alignedUp(uint64 position) const;
-    void readMedia(uint64 position, std::span<uint8> bytes);
 
-    ZCustomMedia& media_;
+    ByteReader reader_;
     const FreeSpace& space_;
     const TakenSpace* taken_;
     uint64 start_;
     uint64 mostBytes_;
     std::vector<Piece> pieces_; ///< As far as they are known.
     uint64 next_;               ///< Where on the media the piece after them is looked for.
-    std::vector<uint8> bounce_;
-    uint64 bytesRead_ = 0;
 };
 
 } // namespace kova
