@@ -1,6 +1,6 @@
 #include "fuzz/VolumeRun.h"
 
-#include "engine/ZMemoryStream.h"
+#include "engine/BoundedStream.h"
 #include "engine/ZTreeListing.h"
 #include "engine/exfat/ZExFatVolume.h"
 #include "engine/fat/ZFatVolume.h"
@@ -23,25 +23,6 @@ constexpr int kMostExtractions = 200;
 /// by the file's size, this one by itself.
 constexpr int64 kLargestStream = int64{64} << 20;
 
-class BoundedStream : public ZMemoryStream {
-public:
-    uint64 write(const void* buffer, uint32 count) override {
-        check(count);
-        return ZMemoryStream::write(buffer, count);
-    }
-
-    uint64 fill(uint8 value, uint32 count) override {
-        check(count);
-        return ZMemoryStream::fill(value, count);
-    }
-
-private:
-    void check(uint32 count) {
-        if (size() + count > kLargestStream)
-            fail();
-    }
-};
-
 void check(bool holds) {
     if (!holds)
         std::abort();
@@ -52,7 +33,7 @@ void extractAll(ZVolume& volume, const ZFileTree& tree) {
     for (const auto& [id, node] : tree.allNodes()) {
         if (node.isDirectory || node.size > kLargestPreview || left-- == 0)
             continue;
-        BoundedStream out;
+        BoundedStream out(kLargestStream);
         try {
             volume.extract(node, &out);
             static_cast<void>(volume.assess(node));

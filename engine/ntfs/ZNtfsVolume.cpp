@@ -1,5 +1,6 @@
 #include "engine/ntfs/ZNtfsVolume.h"
 
+#include "engine/BoundedStream.h"
 #include "engine/ZMemoryStream.h"
 #include "engine/ntfs/NtfsContentReader.h"
 #include "engine/ntfs/RecycleBin.h"
@@ -42,33 +43,6 @@ constexpr int64 kFirstRecycledFolder = kFirstFormerFolder + (int64{1} << 40);
 constexpr uint64 kMostRecords = std::numeric_limits<uint32>::max();
 /// What is taken for the size of a volume that does not tell.
 constexpr uint64 kUnknownSize = uint64{1} << 44;
-
-/// Takes no more than a description in the recycle bin can be long.
-class SmallStream : public ZMemoryStream {
-public:
-    uint64 write(const void* buffer, uint32 count) override {
-        check(count);
-        return ZMemoryStream::write(buffer, count);
-    }
-
-    uint64 fill(uint8 value, uint32 count) override {
-        check(count);
-        return ZMemoryStream::fill(value, count);
-    }
-
-    void resize(int64 newSize) override {
-        check(newSize - size());
-        ZMemoryStream::resize(newSize);
-    }
-
-    void reserve(int64 /*capacity*/) override {}
-
-private:
-    void check(int64 count) {
-        if (size() + count > static_cast<int64>(RecycleBin::kMostBytes))
-            throw 0;
-    }
-};
 
 /// Fills in all but the size; false when the record has no standard information.
 bool describe(ZMftRecord& record, int64 number, ZFileTreeNode& node) {
@@ -637,7 +611,7 @@ void ZNtfsVolume::scan(ZFileTree* tree) {
 
 /// The bytes of a description in the recycle bin, empty when it is longer or cannot be read.
 std::vector<uint8> ZNtfsVolume::smallContent(const ZFileTreeNode& file) {
-    SmallStream content;
+    BoundedStream content(static_cast<int64>(RecycleBin::kMostBytes));
     try {
         if (extract(file, &content))
             return std::move(content.bytes());
