@@ -16,16 +16,15 @@ constexpr std::size_t kLongestSuffix = 12;
 } // namespace
 
 const FormerStarts::Kinds& FormerStarts::kindsOf(std::wstring_view name) {
-    const std::size_t dot = name.rfind(L'.');
-    std::wstring_view suffix;
-    if (dot != std::wstring_view::npos && name.size() - dot - 1 <= kLongestSuffix)
-        suffix = name.substr(dot + 1);
+    std::wstring suffix = suffixOf(name);
+    if (suffix.size() > kLongestSuffix)
+        suffix.clear();
     const auto known = kinds_.find(suffix);
     if (known != kinds_.end())
         return known->second;
     Kinds kinds = kindsForSuffix(suffix);
     // Most names that promise nothing do so in the same way.
-    return kinds_.emplace(kinds.empty() ? std::wstring() : std::wstring(suffix), std::move(kinds))
+    return kinds_.emplace(kinds.empty() ? std::wstring() : std::move(suffix), std::move(kinds))
         .first->second;
 }
 

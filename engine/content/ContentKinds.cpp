@@ -350,6 +350,11 @@ RecognisedContent recognise(std::span<const uint8> first) {
     return best;
 }
 
+std::wstring suffixOf(std::wstring_view name) {
+    const auto dot = name.rfind(L'.');
+    return dot == std::wstring_view::npos ? std::wstring{} : lower(name.substr(dot + 1));
+}
+
 std::vector<const ContentKind*> kindsForSuffix(std::wstring_view suffix) {
     std::vector<const ContentKind*> kinds;
     const std::wstring wanted = lower(suffix);

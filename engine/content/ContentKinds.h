@@ -2,6 +2,8 @@
 
 #include "engine/content/ContentKind.h"
 
+#include <string>
+#include <string_view>
 #include <vector>
 
 namespace kova {
@@ -19,6 +21,9 @@ struct RecognisedContent {
 /// The kind that `first` begins, the surest when there are several. Fit to be asked of every block
 /// of a drive: most are refused by their first byte. More bytes make it surer; 4 KiB do for all.
 [[nodiscard]] RecognisedContent recognise(std::span<const uint8> first);
+
+/// What follows the last dot of a name, with its ASCII letters in lower case; empty without one.
+[[nodiscard]] std::wstring suffixOf(std::wstring_view name);
 
 /// The kinds that a file with this suffix (without the dot, in any case) may be of. Empty for
 /// suffixes that are not known, or promise nothing.

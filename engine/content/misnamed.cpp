@@ -19,18 +19,6 @@ constexpr std::wstring_view kShared[] = {
     L"numbers", L"pages", L"pot", L"pps", L"ppt",  L"ps",  L"pub", L"r",   L"raw",
     L"scr",     L"so",    L"sub", L"sys", L"ts",   L"vcf", L"xls", L"xlt"};
 
-std::wstring suffixOf(std::wstring_view name) {
-    const auto dot = name.rfind(L'.');
-    if (dot == std::wstring_view::npos)
-        return {};
-    std::wstring suffix(name.substr(dot + 1));
-    for (wchar_t& c : suffix) {
-        if (c >= L'A' && c <= L'Z')
-            c = static_cast<wchar_t>(c - L'A' + L'a');
-    }
-    return suffix;
-}
-
 /// Texts are in encodings that are not known here, too. Only what is full of bytes that none of
 /// them has, as compressed data is, is no text.
 bool isHardlyText(std::span<const uint8> first) {

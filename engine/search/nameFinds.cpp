@@ -24,11 +24,6 @@ constexpr std::size_t kDeepest = 256;
 /// More files of one size cannot be told apart by it.
 constexpr std::size_t kMostAlike = 16;
 
-std::wstring_view suffixOf(std::wstring_view name) {
-    const auto dot = name.rfind(L'.');
-    return dot == std::wstring_view::npos ? std::wstring_view{} : name.substr(dot + 1);
-}
-
 class Naming {
 public:
     Naming(ZCustomMedia& media, const std::vector<Name>& names, const ZFileTree& tree)

@@ -54,12 +54,6 @@ struct Clusters {
     }
 };
 
-std::wstring suffixOf(const std::u16string& name) {
-    const auto dot = name.rfind(u'.');
-    return dot == std::u16string::npos ? std::wstring()
-                                       : format::wideFromUtf16(name.substr(dot + 1));
-}
-
 /// Whether what lies where a file began fits its name.
 Fit fitsAt(ZCustomMedia& media, const Set& set, const Clusters& clusters) {
     if (set.stream.firstCluster < exfat::kFirstCluster)
@@ -73,7 +67,7 @@ Fit fitsAt(ZCustomMedia& media, const Set& set, const Clusters& clusters) {
         media,
         {{position, std::min({set.stream.dataLength, uint64{kBytesShown}, mediaBytes - position})}},
         first);
-    return fits(suffixOf(set.name), first.bytes());
+    return fits(suffixOf(format::wideFromUtf16(set.name)), first.bytes());
 }
 
 /// Collects votes for geometries.

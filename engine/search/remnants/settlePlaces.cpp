@@ -18,16 +18,11 @@ using Item = ZFormerFiles::Item;
 constexpr int64 kLongestFollowed = int64{256} << 20;
 constexpr std::size_t kBytesShown = 4096;
 
-std::wstring_view suffixOf(std::wstring_view name) {
-    const auto dot = name.rfind(L'.');
-    return dot == std::wstring_view::npos ? std::wstring_view{} : name.substr(dot + 1);
-}
-
 /// What a file's content says of the place that a source gives it.
 enum class Verdict { Right, Broken, Foreign, CannotTell };
 
 Verdict judge(const ZFileTreeNode& node, ContentSource& source) {
-    const std::wstring_view suffix = suffixOf(node.name);
+    const std::wstring suffix = suffixOf(node.name);
     std::array<uint8, kBytesShown> first{};
     const auto wanted = static_cast<std::size_t>(std::min<int64>(node.size, kBytesShown));
     const std::size_t held = source.read(0, std::span(first).first(wanted));
