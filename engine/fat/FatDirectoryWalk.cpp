@@ -214,7 +214,7 @@ bool FatDirectoryWalk::takeEntry(Level& level) {
         return true;
     }
     node_.exists = false; // A live file in a deleted directory is as lost as a deleted one.
-    tree_.insert(std::move(node_));
+    tree_.insert(std::exchange(node_, ZFileTreeNode()));
     return false;
 }
 
