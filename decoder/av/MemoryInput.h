@@ -70,10 +70,4 @@ private:
     AVIOContext* context_;
 };
 
-/// What a container that refers to other files is answered.
-inline int refuseOtherFiles(AVFormatContext* /*context*/, AVIOContext** /*file*/,
-                            const char* /*url*/, int /*flags*/, AVDictionary** /*options*/) {
-    return AVERROR(EACCES);
-}
-
 } // namespace av

@@ -1,7 +1,6 @@
 #include "decoder/picture/decodeFilm.h"
 
-#include "decoder/av/AvHandle.h"
-#include "decoder/av/MemoryInput.h"
+#include "decoder/av/openContainer.h"
 
 extern "C" {
 #include <libavutil/log.h>
@@ -31,24 +30,6 @@ constexpr int kVectorBytes = 64;
 struct FreeScaler {
     void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
 };
-
-av::AvHandle<AVFormatContext> open(const av::MemoryInput& input) {
-    AVFormatContext* context = avformat_alloc_context();
-    if (context == nullptr || input.context() == nullptr)
-        return av::AvHandle<AVFormatContext>(context);
-    context->pb = input.context();
-    context->flags |= AVFMT_FLAG_CUSTOM_IO;
-    context->io_open = &av::refuseOtherFiles;
-    context->format_whitelist = av_strdup(kContainers);
-    context->codec_whitelist = av_strdup(kDecoders);
-    // Frees the context when it fails.
-    if (avformat_open_input(&context, "", nullptr, nullptr) < 0)
-        return nullptr;
-    av::AvHandle<AVFormatContext> opened(context);
-    if (avformat_find_stream_info(opened.get(), nullptr) < 0)
-        return nullptr;
-    return opened;
-}
 
 av::AvHandle<AVCodecContext> makeDecoder(const AVCodecParameters& parameters,
                                          const AVCodec* codec) {
@@ -113,7 +94,7 @@ Bitmap decodeFilm(std::span<const std::uint8_t> file, Outcome& outcome) {
     outcome = Outcome::Unavailable;
     Bitmap none(nullptr, FreeImage_Unload);
     const av::MemoryInput input(file);
-    const auto film = open(input);
+    const auto film = av::openContainer(input, kContainers, kDecoders, AVMEDIA_TYPE_VIDEO);
     const AVCodec* codec = nullptr;
     const int stream = film == nullptr
                            ? -1

@@ -1,11 +1,7 @@
 #include "decoder/sound/SoundTrack.h"
 
-#include "decoder/av/MemoryInput.h"
+#include "decoder/av/openContainer.h"
 #include "format/LittleEndian.h"
-
-extern "C" {
-#include <libavutil/mem.h>
-}
 
 #include <algorithm>
 #include <cstring>
@@ -34,28 +30,6 @@ constexpr std::size_t kSkipFront = 0;
 constexpr std::size_t kSkipBack = 4;
 constexpr std::size_t kSkipBytes = 8;
 
-av::AvHandle<AVFormatContext> openContainer(const av::MemoryInput& input) {
-    AVFormatContext* context = avformat_alloc_context();
-    if (context == nullptr || input.context() == nullptr)
-        return av::AvHandle<AVFormatContext>(context);
-    context->pb = input.context();
-    context->flags |= AVFMT_FLAG_CUSTOM_IO;
-    context->io_open = &av::refuseOtherFiles;
-    context->format_whitelist = av_strdup(kContainers);
-    context->codec_whitelist = av_strdup(kDecoders);
-    // Frees the context when it fails.
-    if (avformat_open_input(&context, "", nullptr, nullptr) < 0)
-        return nullptr;
-    av::AvHandle<AVFormatContext> opened(context);
-    // Titles' pictures and films are left alone.
-    for (unsigned i = 0; i < opened->nb_streams; ++i)
-        if (opened->streams[i]->codecpar->codec_type != AVMEDIA_TYPE_AUDIO)
-            opened->streams[i]->discard = AVDISCARD_ALL;
-    if (avformat_find_stream_info(opened.get(), nullptr) < 0)
-        return nullptr;
-    return opened;
-}
-
 /// Whether the durations of such packets are counted from what they hold.
 bool countsFrames(const AVCodecParameters& parameters, AVRational timeBase) {
     const int rate = parameters.sample_rate;
@@ -80,7 +54,8 @@ bool countsFrames(const AVCodecParameters& parameters, AVRational timeBase) {
 
 std::optional<SoundTrack> SoundTrack::load(std::span<const std::uint8_t> file) {
     const av::MemoryInput input(file);
-    const av::AvHandle<AVFormatContext> container = openContainer(input);
+    const av::AvHandle<AVFormatContext> container =
+        av::openContainer(input, kContainers, kDecoders, AVMEDIA_TYPE_AUDIO);
     if (!container)
         return std::nullopt;
     const int best = av_find_best_stream(container.get(), AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
