@@ -1,7 +1,6 @@
 #include "cli/ListingPrinter.h"
 
 #include "cli/Interruption.h"
-#include "cli/JsonLine.h"
 #include "cli/States.h"
 #include "format/WideText.h"
 #include "model/counted.h"
@@ -72,7 +71,7 @@ void ListingPrinter::printPaths() {
 void ListingPrinter::printJson() {
     forEachSelected([this](const Entry& entry, std::size_t index) {
         const ZFileTreeNode& node = *entry.node;
-        JsonLine line;
+        format::JsonLine line;
         line.add("id", node.id)
             .add("parentId", node.parentId)
             .add("path", listing_.path(index))
@@ -89,7 +88,7 @@ void ListingPrinter::printJson() {
     });
 }
 
-void ListingPrinter::addState(JsonLine& line, const ZFileTreeNode& node) const {
+void ListingPrinter::addState(format::JsonLine& line, const ZFileTreeNode& node) const {
     if (node.isDirectory || node.exists)
         return;
     const kova::FileState state = stateOf(node);

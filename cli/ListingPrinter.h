@@ -1,10 +1,10 @@
 #pragma once
 
-#include "cli/JsonLine.h"
 #include "cli/Output.h"
 #include "cli/Selection.h"
 #include "engine/ZTreeListing.h"
 #include "engine/ZVolume.h"
+#include "format/JsonLine.h"
 
 /// Prints what a scan has found. Each way of printing throws what `Output` does, and
 /// `Interruption::Stop` when the user asks to stop.
@@ -27,7 +27,7 @@ public:
 private:
     [[nodiscard]] kova::FileState stateOf(const kova::ZFileTreeNode& node) const;
 
-    void addState(JsonLine& line, const kova::ZFileTreeNode& node) const;
+    void addState(format::JsonLine& line, const kova::ZFileTreeNode& node) const;
 
     template <typename Print>
     void forEachSelected(Print print);

@@ -1,6 +1,7 @@
 #include "cli/OutputDirectory.h"
 
 #include "cli/CommandError.h"
+#include "cli/outputPlace.h"
 #include "model/texts.h"
 #include "platform/Drives.h"
 #include "platform/File.h"
@@ -62,18 +63,8 @@ void OutputDirectory::refuseHarm(const Source& source, bool replaces, bool isFor
     if (platform::isImageFile(toWide(path_), letter))
         throw refused(
             QStringLiteral("\"%1\" is the image that is read; name a directory").arg(path_));
-    if (platform::liesOnDrive(toWide(path_), letter))
-        throw refused(QStringLiteral("the output directory \"%1\" lies on the drive that is read, "
-                                     "where each file written can destroy files still to be "
-                                     "recovered; choose one on another drive")
-                          .arg(path_));
-    const std::wstring unknown = isForced ? std::wstring() : platform::unknownPlace(toWide(path_));
-    if (!unknown.empty())
-        throw refused(QStringLiteral("what is written to \"%1\" is passed on by %2 to a place that "
-                                     "is not known, which may be the drive that is read; choose "
-                                     "another directory, or give --force-output if you know that "
-                                     "it is not")
-                          .arg(path_, toQString(unknown)));
+    refuseDriveItself(QStringLiteral("the output directory"), path_, source.drive(), isForced,
+                      QStringLiteral(", or give --force-output if you know that it is not"));
     if (replaces && source.drive().isImage && liesBelow(source.imagePath(), path_))
         throw refused(QStringLiteral("the image lies below the output directory \"%1\", where "
                                      "--overwrite could replace it; choose another directory, or "

@@ -20,6 +20,9 @@ const QString kClassic = QStringLiteral("classic");
 const QString kStreams = QStringLiteral("streams");
 const QString kDeep = QStringLiteral("deep");
 const QString kWhole = QStringLiteral("whole");
+const QString kSave = QStringLiteral("save");
+const QString kFrom = QStringLiteral("from");
+const QString kResume = QStringLiteral("resume");
 
 const QString kRights =
     QStringLiteral("Reading a drive below its file system needs administrator rights:\n"
@@ -136,13 +139,8 @@ kova::ScanOptions scanOptionsIn(const QCommandLineParser& parser) {
     return options;
 }
 
-/// What "--deep", or "--deep=WHAT", asks to look for.
-std::optional<kova::SearchOptions> searchIn(const QCommandLineParser& parser) {
-    if (!parser.isSet(kDeep)) {
-        if (parser.isSet(kWhole))
-            throw wrongUsage(QStringLiteral("--whole goes with --deep"));
-        return std::nullopt;
-    }
+/// What the options leave of all that a search looks for.
+kova::SearchOptions searchOptionsIn(const QCommandLineParser& parser) {
     const QString what = parser.value(kDeep);
     kova::SearchOptions search;
     search.whole = parser.isSet(kWhole);
@@ -170,6 +168,17 @@ void Source::addOptions(QCommandLineParser& parser) {
                         "for files by their content (\"content\"). \"--deep\" alone means all."),
          QStringLiteral("WHAT")},
         {kWhole, QStringLiteral("With --deep: also where live files lie.")},
+        {kSave,
+         QStringLiteral("With --deep: keep what the search finds in a new file, also when it is "
+                        "broken off."),
+         QStringLiteral("FILE")},
+        {kFrom,
+         QStringLiteral("Take what a search has found from the file that it was kept in, instead "
+                        "of searching again."),
+         QStringLiteral("FILE")},
+        {kResume,
+         QStringLiteral("Go on with the search that is kept in a file, and keep it there."),
+         QStringLiteral("FILE")},
     });
 }
 
@@ -177,8 +186,30 @@ Source::Source(const QCommandLineParser& parser)
     : name_(parser.positionalArguments().constFirst()),
       drive_(findSource(name_, partitionIn(parser))), search_(searchIn(parser)),
       session_(scanOptionsIn(parser), [this](double done) { return onProgress(done); }) {
+    if (search_ && search_->readsOn && !search_->file.isEmpty())
+        saved_.emplace(search_->file, drive_, search_->before.has_value());
     if (!session_.open(drive_.letter) && !(search_ && session_.canSearch()))
         throw whyNotScanned();
+}
+
+std::optional<Source::Search> Source::searchIn(const QCommandLineParser& parser) {
+    const bool isDeep = parser.isSet(kDeep);
+    const int ways =
+        (isDeep ? 1 : 0) + (parser.isSet(kFrom) ? 1 : 0) + (parser.isSet(kResume) ? 1 : 0);
+    if (ways > 1)
+        throw wrongUsage(QStringLiteral("only one of --deep, --from and --resume can be given"));
+    for (const QString& option : {kWhole, kSave}) {
+        if (parser.isSet(option) && !isDeep)
+            throw wrongUsage(QStringLiteral("--%1 goes with --deep").arg(option));
+    }
+    if (ways == 0)
+        return std::nullopt;
+    if (isDeep)
+        return Search{searchOptionsIn(parser), std::nullopt, true, parser.value(kSave)};
+    const bool readsOn = parser.isSet(kResume);
+    const QString file = parser.value(readsOn ? kResume : kFrom);
+    auto before = SearchFile::load(file);
+    return Search{before.options, std::move(before), readsOn, file};
 }
 
 QString Source::imagePath() const {
@@ -241,12 +272,57 @@ void Source::scan() {
         if (session_.end() == End::Done && session_.prepare())
             session_.scan();
         if (search_ && session_.canSearch() && session_.end() != End::Stopped)
-            session_.search(*search_);
+            search();
         progress_ = nullptr;
     }
+    warnOfSaving();
     if (!session_.hasScanned() || session_.end() == End::Stopped)
         throw whyNotScanned();
     warnOfGaps();
+}
+
+/// Searches the whole drive, from where an earlier search of it has come to if there was one.
+void Source::search() {
+    kova::SearchKeeping keeping;
+    if (search_->before || saved_) {
+        const auto volume = session_.searchedVolume();
+        if (search_->before && !(volume && volume->isSameAs(search_->before->volume)))
+            throw refused(QStringLiteral("\"%1\" holds the search of another drive than \"%2\", or "
+                                         "of what was on it before it was formatted")
+                              .arg(search_->file, name_));
+        keeping.volume = volume.value_or(kova::SearchedVolume());
+    }
+    if (saved_ && !search_->before) {
+        kova::SavedSearch nothingYet;
+        nothingYet.volume = keeping.volume;
+        nothingYet.options = search_->options;
+        saved_->write(nothingYet);
+        if (const auto& failure = saved_->failure())
+            throw CommandError{ExitCode::OutputRefused,
+                               QStringLiteral("\"%1\" cannot be written: %2")
+                                   .arg(saved_->path(), toQString(failure.words))};
+    }
+    keeping.before = std::move(search_->before);
+    keeping.readsOn = search_->readsOn;
+    if (keeping.before && !keeping.readsOn && !keeping.before->isRead())
+        printError(QStringLiteral("the search in \"%1\" was broken off; --resume goes on with it")
+                       .arg(search_->file));
+    if (saved_)
+        keeping.keep = [this](const kova::SavedSearch& saved) { saved_->write(saved); };
+    session_.search(search_->options, std::move(keeping));
+}
+
+/// Says what has become of the file in which the search is kept, unless that is as it should be.
+void Source::warnOfSaving() const {
+    if (!saved_ || !saved_->exists())
+        return;
+    if (const auto& failure = saved_->failure())
+        printError(QStringLiteral("what was found could not be kept in \"%1\": %2")
+                       .arg(saved_->path(), toQString(failure.words)));
+    else if (session_.end() != End::Done)
+        printError(QStringLiteral("what was found is kept in \"%1\": \"--resume\" goes on with the "
+                                  "search, \"--from\" gives out what it has found")
+                       .arg(saved_->path()));
 }
 
 void Source::warnOfGaps() const {

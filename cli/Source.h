@@ -2,6 +2,7 @@
 
 #include "cli/CommandError.h"
 #include "cli/Progress.h"
+#include "cli/SearchFile.h"
 #include "platform/Drives.h"
 #include "workers/ScanSession.h"
 
@@ -34,18 +35,32 @@ public:
     /// What the scan finds; may be given a filter before.
     [[nodiscard]] kova::ZFileTree& tree() const { return session_.tree(); }
 
-    /// Fills the tree, once, and warns of what is missing in it. Throws `CommandError` when the
-    /// volume cannot be used, or the user asked to stop.
+    /// Fills the tree, once, keeps what a search has found in a file if that is asked for, and
+    /// warns of what is missing in it. Throws `CommandError` when the volume cannot be used, or the
+    /// user asked to stop.
     void scan();
 
 private:
+    /// A search of the whole drive, as the options ask for it.
+    struct Search {
+        kova::SearchOptions options;
+        std::optional<kova::SavedSearch> before; ///< It goes on from there.
+        bool readsOn = true;                     ///< False: nothing more is looked at.
+        QString file;                            ///< The one with `before`, or to be written.
+    };
+
+    [[nodiscard]] static std::optional<Search> searchIn(const QCommandLineParser& parser);
+    void search();
+    void warnOfSaving() const;
+
     bool onProgress(double done);
     [[nodiscard]] CommandError whyNotScanned() const;
     void warnOfGaps() const;
 
     QString name_; ///< As the user gave it, for messages.
     platform::Drive drive_;
-    std::optional<kova::SearchOptions> search_; ///< Set: the whole drive is searched, too.
-    Progress* progress_ = nullptr;              ///< While a scan runs.
+    std::optional<Search> search_;    ///< Set: the whole drive is searched, too.
+    std::optional<SearchFile> saved_; ///< What becomes of the search is kept there.
+    Progress* progress_ = nullptr;    ///< While a scan runs.
     ScanSession session_;
 };

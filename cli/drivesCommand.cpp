@@ -1,7 +1,7 @@
 #include "cli/drivesCommand.h"
 
-#include "cli/JsonLine.h"
 #include "cli/Output.h"
+#include "format/JsonLine.h"
 #include "model/texts.h"
 #include "platform/Drives.h"
 
@@ -17,7 +17,7 @@ const QString kJson = QStringLiteral("json");
 
 void printJson(const std::vector<Drive>& drives, Output& output) {
     for (const Drive& drive : drives) {
-        JsonLine line;
+        format::JsonLine line;
         line.add("letter", std::string_view(&drive.letter, 1))
             .add("label", drive.volumeName)
             .add("fileSystem", std::string_view(drive.fileSystem))

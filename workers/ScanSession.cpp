@@ -136,12 +136,23 @@ bool ScanSession::scan() {
     return reachedEnd || endWith(End::BrokenOff);
 }
 
-bool ScanSession::search(const kova::SearchOptions& options) {
+std::optional<kova::SearchedVolume> ScanSession::searchedVolume() {
+    const Watched watched(*this);
+    try {
+        return kova::SearchedVolume::of(media(), hasScanned() ? volume()->clusterLayout()
+                                                              : kova::ClusterLayout{});
+    } catch (...) {
+        return std::nullopt;
+    }
+}
+
+bool ScanSession::search(const kova::SearchOptions& options, kova::SearchKeeping keeping) {
     // One that could not be initialised knows nothing of its clusters.
     std::unique_ptr<kova::ZVolume> today = found_.takeVolume();
     if (!hasScanned())
         today.reset();
     auto search = std::make_unique<kova::ZDeepSearch>(&media(), std::move(today), options);
+    search->setKeeping(std::move(keeping));
     search_ = search.get();
     found_.setVolume(std::move(search));
     end_ = End::Done;

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 /// One scan of one drive: opens it, chooses its engine, fills a tree and says how that ended.
@@ -59,8 +60,12 @@ public:
     /// file system that can be used. From then on `volume` gives out what was found too.
     ///
     /// Its watcher's answer false breaks it off: the drive is read no more. `finishSearch` ends it
-    /// softly.
-    bool search(const kova::SearchOptions& options);
+    /// softly. `keeping` says where it begins, and who is told how far it has come.
+    bool search(const kova::SearchOptions& options, kova::SearchKeeping keeping = {});
+
+    /// What tells the drive from all others, when it could be read; after `scan`, or what stands
+    /// for it before `search`.
+    [[nodiscard]] std::optional<kova::SearchedVolume> searchedVolume();
 
     /// Lets a running search make files of what it has found until now, and end. By any thread.
     void finishSearch() { isFinishing_ = true; }

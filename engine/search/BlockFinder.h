@@ -1,10 +1,12 @@
 #pragma once
 
+#include "engine/ByteRange.h"
 #include "engine/types.h"
 
 #include <cstddef>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace kova {
 
@@ -31,6 +33,24 @@ public:
 
     /// How many it has found. Not called while it looks.
     [[nodiscard]] virtual uint64 found() const = 0;
+
+    /// Where it has recognised something, in steps of `kStep`, rising, apart from each other: who
+    /// shows it just these places, with what lies behind, has it find the same once more.
+    [[nodiscard]] const std::vector<ByteRange>& recognised() const { return recognised_; }
+
+protected:
+    /// To be told of whatever is kept, as it is found: what begins at byte `position` of the media.
+    void keepPlace(uint64 position, uint64 bytes) {
+        const uint64 start = position / kStep * kStep;
+        const uint64 end = (position + bytes + kStep - 1) / kStep * kStep;
+        if (recognised_.empty() || start > recognised_.back().end())
+            recognised_.push_back({start, end - start});
+        else if (end > recognised_.back().end())
+            recognised_.back().length = end - recognised_.back().start;
+    }
+
+private:
+    std::vector<ByteRange> recognised_;
 };
 
 } // namespace kova

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <map>
+#include <utility>
 
 namespace kova {
 
@@ -32,31 +33,44 @@ constexpr std::size_t kGridFiles = 3;
 
 } // namespace
 
-void ContentSearch::measure(const std::vector<Start>& starts) {
-    for (const Start& start : starts) {
+void ContentSearch::goOn(ContentProgress progress) {
+    progress_ = std::move(progress);
+    for (const ContentFind& find : progress_.finds)
+        taken_.add(find.place);
+}
+
+void ContentSearch::add(const std::vector<Start>& starts) {
+    progress_.pending.insert(progress_.pending.end(), starts.begin(), starts.end());
+}
+
+void ContentSearch::measure() {
+    for (; !progress_.pending.empty(); progress_.pending.pop_front()) {
+        const Start start = progress_.pending.front();
         if (!space_.mayHoldFile(start.position))
             continue;
         if (start.certainty == Certainty::Weak)
-            weak_.push_back(start);
+            progress_.weak.push_back(start);
         else
             measureOne(start);
     }
 }
 
 void ContentSearch::measureOne(const Start& start) {
-    if (start.position < soundEnd_ || taken_.at(start.position))
+    if (start.position < progress_.soundEnd || taken_.at(start.position))
         return;
     PlacedSource source(media_, space_, start.position);
     const MeasuredContent content = start.kind->measure(source);
+    if (media_.error() == platform::Error::DeviceGone)
+        fail(); // What it read is no part of the drive.
     if (content.state == ContentState::Whole)
         accept(source, start, content);
     if (content.state != ContentState::Incomplete)
         return;
-    broken_.push_back({start, content});
+    progress_.broken.push_back({start, content});
     // What begins in the sound part lies inside the file: a thumbnail, a picture of a document.
     const bool ranOut = content.length >= source.size();
     if (start.certainty == Certainty::Structure && !ranOut)
-        soundEnd_ = start.position + content.length;
+        progress_.soundEnd = start.position + content.length;
 }
 
 /// Measures what is told by little: it has to stand alone, behind the end of something else and
@@ -95,11 +109,11 @@ bool ContentSearch::goesOnInto(uint64 position) {
 std::set<uint64> ContentSearch::grids() const {
     const uint64 unit = space_.unitBytes();
     std::map<uint64, std::size_t> counts;
-    for (const ContentFind& find : finds_)
+    for (const ContentFind& find : progress_.finds)
         ++counts[find.place.front().start % unit];
     std::set<uint64> grids = {space_.firstByte() % unit};
     for (const auto& [grid, count] : counts) {
-        if (count >= kGridFiles && count * kGridShare >= finds_.size())
+        if (count >= kGridFiles && count * kGridShare >= progress_.finds.size())
             grids.insert(grid);
     }
     return grids;
@@ -114,52 +128,53 @@ void ContentSearch::accept(PlacedSource& source, const Start& start,
     if (find.place.empty())
         return;
     taken_.add(find.place);
-    finds_.push_back(std::move(find));
+    progress_.finds.push_back(std::move(find));
 }
 
 void ContentSearch::finish(const TakenSpace& known, const std::function<bool()>& goesOn) {
-    std::erase_if(finds_, [&known](const ContentFind& find) {
+    std::erase_if(progress_.finds, [&known](const ContentFind& find) {
         const auto other = known.at(find.place.front().start);
         return other && find.place.back().end() <= other->end();
     });
     taken_ = known;
-    for (const ContentFind& find : finds_)
+    for (const ContentFind& find : progress_.finds)
         taken_.add(find.place);
     gapBytesLeft_ = std::max(kGapReads * space_.mediaBytes(), kGapBytesOfFile);
 
     // Each that is put together leaves less for the others to be mistaken about.
     for (const auto step : {&ContentSearch::retryAround, &ContentSearch::joinPieces}) {
-        std::erase_if(broken_, [&](Broken& broken) {
+        std::erase_if(progress_.broken, [&](Broken& broken) {
             return isSettled(broken) || (goesOn() && (this->*step)(broken));
         });
     }
-    for (const Broken& broken : broken_)
+    for (const Broken& broken : progress_.broken)
         keepIncomplete(broken);
     // Text begins at the start of a cluster or not at all.
     const std::set<uint64> grids = this->grids();
-    for (ContentFind& find : finds_) {
+    for (ContentFind& find : progress_.finds) {
         if (find.mayBeRest && !grids.contains(find.place.front().start % space_.unitBytes()))
             find.content.breaks(find.content.length, find.content.length);
     }
-    for (const Start& start : weak_) {
+    for (const Start& start : progress_.weak) {
         if (grids.contains(start.position % space_.unitBytes()) && goesOn())
             measureWeak(start);
     }
-    std::sort(finds_.begin(), finds_.end(), [](const ContentFind& a, const ContentFind& b) {
-        return a.place.front().start < b.place.front().start;
-    });
+    std::sort(progress_.finds.begin(), progress_.finds.end(),
+              [](const ContentFind& a, const ContentFind& b) {
+                  return a.place.front().start < b.place.front().start;
+              });
 }
 
 void ContentSearch::countInto(std::vector<std::pair<std::wstring, uint64>>& counts) {
-    for (; counted_ < finds_.size(); ++counted_) {
-        const std::wstring folder = contentFolder(*finds_[counted_].content.type);
+    for (; counted_ < progress_.finds.size(); ++counted_) {
+        const std::wstring folder = contentFolder(*progress_.finds[counted_].content.type);
         ++families_[folder.substr(0, folder.find(L'/'))];
     }
     counts.insert(counts.end(), families_.begin(), families_.end());
 }
 
 std::vector<ContentFind> ContentSearch::take() {
-    return std::move(finds_);
+    return std::move(progress_.finds);
 }
 
 /// Whether another file has turned out to hold its beginning.
@@ -260,7 +275,7 @@ void ContentSearch::keepIncomplete(const Broken& broken) {
     if (find.place.empty())
         return;
     taken_.add(find.place); // The sums of what is given out stay within the media.
-    finds_.push_back(std::move(find));
+    progress_.finds.push_back(std::move(find));
 }
 
 } // namespace kova

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "engine/search/ContentFind.h"
-#include "engine/search/ContentFinder.h"
+#include "engine/search/ContentProgress.h"
 #include "engine/search/FreeSpace.h"
 #include "engine/search/PlacedSource.h"
 #include "engine/search/TakenSpace.h"
@@ -25,8 +24,18 @@ public:
     /// Neither is owned; both outlive this.
     ContentSearch(ZCustomMedia& media, const FreeSpace& space) : media_(media), space_(space) {}
 
-    /// Measures what begins at these places, which lie behind those of the call before.
-    void measure(const std::vector<ContentFinder::Start>& starts);
+    /// Goes on from where another search of the same drive has come to, which it was given.
+    void goOn(ContentProgress progress);
+
+    /// Takes on what begins at these places, which lie behind those of the call before.
+    void add(const std::vector<ContentFinder::Start>& starts);
+
+    /// Measures what it has taken on. Whatever keeps it from reading, a drive that is gone too,
+    /// passes out, and what is not measured then can be later.
+    void measure();
+
+    /// How far it has come. Not after `finish`.
+    [[nodiscard]] const ContentProgress& progress() const { return progress_; }
 
     /// Tries what has broken off once more, now that it is known what else there is: `known` are
     /// the places of files that something better than content tells of. Asks `goesOn` before each.
@@ -35,19 +44,14 @@ public:
     /// What was found, in the order of the media.
     [[nodiscard]] std::vector<ContentFind> take();
 
-    [[nodiscard]] const std::vector<ContentFind>& finds() const { return finds_; }
+    [[nodiscard]] const std::vector<ContentFind>& finds() const { return progress_.finds; }
 
     /// Appends how many whole files of each family it has.
     void countInto(std::vector<std::pair<std::wstring, uint64>>& counts);
 
 private:
     using Start = ContentFinder::Start;
-
-    /// A file that begins somewhere and breaks.
-    struct Broken {
-        Start start;
-        MeasuredContent content;
-    };
+    using Broken = ContentProgress::Broken;
 
     void measureOne(const Start& start);
     void measureWeak(const Start& start);
@@ -64,13 +68,10 @@ private:
 
     ZCustomMedia& media_;
     const FreeSpace& space_;
-    std::vector<ContentFind> finds_;
+    ContentProgress progress_;
     std::map<std::wstring, uint64> families_; ///< How many of the first `counted_` finds.
     std::size_t counted_ = 0;
-    std::vector<Broken> broken_;
-    std::vector<Start> weak_; ///< Told by little; looked at last.
     TakenSpace taken_;        ///< By whole files.
-    uint64 soundEnd_ = 0;     ///< Up to here the last broken file is sound.
     uint64 gapBytesLeft_ = 0; ///< That may still be read in the search for pieces.
 };
 

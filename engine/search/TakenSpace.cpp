@@ -54,4 +54,12 @@ uint64 TakenSpace::nextStart(uint64 byte) const {
     return after == ends_.end() ? std::numeric_limits<uint64>::max() : after->first;
 }
 
+std::vector<ByteRange> TakenSpace::stretches() const {
+    std::vector<ByteRange> all;
+    all.reserve(ends_.size());
+    for (const auto& [start, end] : ends_)
+        all.push_back({start, end - start});
+    return all;
+}
+
 } // namespace kova

@@ -23,6 +23,9 @@ public:
     /// Where the first stretch behind `byte` begins, the greatest number without one.
     [[nodiscard]] uint64 nextStart(uint64 byte) const;
 
+    /// All stretches in the order of the media, those joined that touch.
+    [[nodiscard]] std::vector<ByteRange> stretches() const;
+
 private:
     std::map<uint64, uint64> ends_; ///< By start; they neither overlap nor touch.
 };

@@ -5,6 +5,7 @@
 #include "engine/search/ContentSearch.h"
 #include "engine/search/FreeSpace.h"
 #include "engine/search/KnownFiles.h"
+#include "engine/search/TakenSpace.h"
 #include "engine/search/ZFoundByContent.h"
 #include "engine/search/nameFinds.h"
 #include "engine/search/remnants/ExFatRemnants.h"
@@ -17,9 +18,11 @@
 #include "engine/search/remnants/NtfsRemnants.h"
 
 #include <algorithm>
+#include <chrono>
 #include <future>
 #include <optional>
 #include <set>
+#include <span>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -29,6 +32,8 @@ namespace {
 
 /// Bytes read at once.
 constexpr uint64 kRequestBytes = uint64{4} << 20;
+/// What was found is kept as often.
+constexpr std::chrono::minutes kKeepingInterval{1};
 /// The pass takes this share of the progress.
 constexpr double kPassShare = 0.9;
 /// Where no file system tells.
@@ -80,6 +85,105 @@ bool ZDeepSearch::init() {
     return true;
 }
 
+/// One search of the drive from end to end: who looks, and what they have found.
+class ZDeepSearch::Pass {
+public:
+    Pass(ZCustomMedia& media, const ZVolume* today, const SearchOptions& options,
+         const ByteRange& reserve)
+        : space(today, media.sectorSize() == 0 ? 0 : media.sizeBytes(), options.whole, reserve),
+          content(media, space), media_(media) {
+        if (options.remnants)
+            remnantFinders_ = {&ntfs, &names, &fat, &exfat, &tables};
+        finders_ = remnantFinders_;
+        if (options.content)
+            finders_.push_back(&starts_);
+    }
+
+    /// Has the finders look at what was read, each in a thread of its own. `bytes` stays until
+    /// `finishLooking`.
+    void beginLooking(uint64 position, std::span<const uint8> bytes, std::size_t fresh) {
+        lookedTo_ = position + fresh;
+        for (BlockFinder* finder : finders_)
+            looking_.push_back(
+                std::async(std::launch::async, [=] { finder->look(position, bytes, fresh); }));
+    }
+
+    /// Waits for them, and takes on what they have found.
+    void finishLooking() {
+        auto looking = std::exchange(looking_, {}); // Waits for all, whatever one throws.
+        for (std::future<void>& one : looking)
+            one.get();
+        searched = std::max(searched, lookedTo_);
+        content.add(starts_.take());
+    }
+
+    /// Finds again what lies in these places. Passes out what the read hook throws.
+    void lookAgain(const std::vector<ByteRange>& places) {
+        const uint64 sectorBytes = media_.sectorSize();
+        std::vector<uint8> bytes;
+        for (const ByteRange& place : places) {
+            const uint64 end = (place.end() + sectorBytes - 1) / sectorBytes * sectorBytes;
+            uint64 at = place.start / sectorBytes * sectorBytes;
+            while (at < end) {
+                const auto area =
+                    space.next(at, std::min(end - at, kRequestBytes) + BlockFinder::kLookAhead);
+                if (!area || area->start >= end)
+                    break;
+                read(*area, bytes);
+                const uint64 fresh = std::min({area->length, end - area->start, kRequestBytes});
+                for (BlockFinder* finder : remnantFinders_)
+                    finder->look(area->start, bytes, static_cast<std::size_t>(fresh));
+                at = area->start + std::max(fresh, sectorBytes);
+            }
+        }
+    }
+
+    /// `area` begins and ends with a sector.
+    void read(const ByteRange& area, std::vector<uint8>& bytes) {
+        const uint32 sectorBytes = media_.sectorSize();
+        const auto sectors = static_cast<uint32>(area.length / sectorBytes);
+        bytes.resize(static_cast<std::size_t>(sectors) * sectorBytes);
+        media_.seek(area.start / sectorBytes);
+        media_.read(bytes.data(), sectors);
+    }
+
+    [[nodiscard]] bool isGone() const { return media_.error() == platform::Error::DeviceGone; }
+
+    /// All places with something of former file systems, `others` too.
+    [[nodiscard]] std::vector<ByteRange> remnants(const std::vector<ByteRange>& others) const {
+        TakenSpace all;
+        all.add(others);
+        for (const BlockFinder* finder : remnantFinders_)
+            all.add(finder->recognised());
+        return all.stretches();
+    }
+
+    void countInto(std::vector<std::pair<std::wstring, uint64>>& counts) {
+        counts.clear();
+        for (const BlockFinder* finder : remnantFinders_)
+            counts.emplace_back(finder->name(), finder->found());
+        content.countInto(counts);
+    }
+
+    FreeSpace space;
+    NtfsRecordFinder ntfs;
+    NtfsNameFinder names;
+    FatFolderFinder fat;
+    ExFatSetFinder exfat;
+    FatTableFinder tables;
+    ContentSearch content;
+    uint64 searched = 0;    ///< Up to here, in bytes of the media, all is found.
+    bool isRestored = true; ///< All is there that was found before.
+
+private:
+    ZCustomMedia& media_;
+    ContentFinder starts_;
+    std::vector<BlockFinder*> remnantFinders_;
+    std::vector<BlockFinder*> finders_;
+    uint64 lookedTo_ = 0;
+    std::vector<std::future<void>> looking_; // Ends before the finders do.
+};
+
 void ZDeepSearch::scan(ZFileTree* tree) {
     if (!today_ && tree->find(tree->rootId) == nullptr) {
         ZFileTreeNode root;
@@ -92,31 +196,18 @@ void ZDeepSearch::scan(ZFileTree* tree) {
     // A new MFT holds clusters that it has not filled yet, often in the place of the old one.
     const ByteRange reserve =
         ownRecords.empty() ? ByteRange{} : ByteRange{ownRecords.back().end(), kMftReserve};
-    const uint64 mediaBytes = media()->sectorSize() == 0 ? 0 : media()->sizeBytes();
-    const FreeSpace space(today_.get(), mediaBytes, search_.whole, reserve);
-    NtfsRecordFinder ntfs;
-    NtfsNameFinder names;
-    FatFolderFinder fat;
-    ExFatSetFinder exfat;
-    FatTableFinder tables;
-    ContentFinder starts;
-    ContentSearch content(*media(), space);
-    std::vector<BlockFinder*> finders;
-    if (search_.remnants)
-        finders = {&ntfs, &names, &fat, &exfat, &tables};
-    if (search_.content)
-        finders.push_back(&starts);
+    Pass pass(*media(), today_.get(), search_, reserve);
     isReading_ = true;
-    readAll(space, finders, [&] {
-        content.measure(starts.take());
-        status_.found.clear();
-        for (const BlockFinder* finder : finders) {
-            if (finder != &starts)
-                status_.found.emplace_back(finder->name(), finder->found());
-        }
-        content.countInto(status_.found);
-    });
+    restore(pass);
+    if (pass.isRestored && keeping_.readsOn)
+        readAll(pass);
     isReading_ = false;
+    if (keeping_.readsOn)
+        keepAsRead(pass);
+    try {
+        pass.content.measure();
+    } catch (...) { // The drive gives no more; what is whole stays.
+    }
 
     KnownFiles known = knownFiles(*tree);
     const auto addAll = [&](const auto& remnants) {
@@ -126,17 +217,13 @@ void ZDeepSearch::scan(ZFileTree* tree) {
         } catch (...) { // What the others have found stays.
         }
     };
-    addAll(NtfsRemnants(ntfs, ownRecords));
-    addAll(FatRemnants(fat, tables, clusterLayout()));
-    addAll(ExFatRemnants(exfat, tables, content.finds(), clusterLayout()));
+    addAll(NtfsRemnants(pass.ntfs, ownRecords));
+    addAll(FatRemnants(pass.fat, pass.tables, clusterLayout()));
+    addAll(ExFatRemnants(pass.exfat, pass.tables, pass.content.finds(), clusterLayout()));
     markOlder(*tree);
     if (search_.content) {
-        try {
-            content.finish(known.space(), [this] { return setProgress(progress()); });
-        } catch (...) { // The drive gives no more; what is whole stays.
-        }
-        std::vector<ContentFind> finds = content.take();
-        auto named = nameFinds(*media(), names.names(), *tree, finds);
+        std::vector<ContentFind> finds = contentFiles(pass, known);
+        auto named = nameFinds(*media(), pass.names.names(), *tree, finds);
         for (auto* some : {&named, &finds}) {
             const wchar_t* const title =
                 some == &named ? L"Found by content, names from folders" : L"Found by content";
@@ -144,7 +231,74 @@ void ZDeepSearch::scan(ZFileTree* tree) {
                 known);
         }
     }
+    if (interrupted_ && interrupted_->searched >= pass.space.mediaBytes())
+        interrupted_.reset();
+    keeping_ = {};
     setProgress(1.0);
+}
+
+/// Has the pass begin where the search before has ended.
+void ZDeepSearch::restore(Pass& pass) {
+    if (!keeping_.before)
+        return;
+    pass.searched = keeping_.before->searched;
+    pass.content.goOn(keeping_.before->content);
+    try {
+        pass.lookAgain(keeping_.before->remnants);
+        pass.isRestored = !pass.isGone();
+    } catch (...) { // The read hook wants no more of the drive.
+        pass.isRestored = false;
+    }
+}
+
+/// Gives away what the pass has come to, and keeps it if there is more to be looked at.
+void ZDeepSearch::keepAsRead(const Pass& pass) {
+    if (!pass.isRestored) {
+        interrupted_ = std::move(keeping_.before);
+        return;
+    }
+    const bool isRead = pass.searched >= pass.space.mediaBytes();
+    if (isRead && !keeping_.keep)
+        return;
+    SavedSearch saved;
+    saved.volume = keeping_.volume;
+    saved.options = search_;
+    saved.searched = pass.searched;
+    saved.remnants =
+        pass.remnants(keeping_.before ? keeping_.before->remnants : std::vector<ByteRange>{});
+    saved.content = pass.content.progress();
+    if (keeping_.keep)
+        keeping_.keep(saved);
+    interrupted_ = std::move(saved);
+}
+
+/// What was found by content, worked out to the end.
+std::vector<ContentFind> ZDeepSearch::contentFiles(Pass& pass, const KnownFiles& known) {
+    const auto isKnown = [&known](const ContentFind& find) {
+        const auto other = known.space().at(find.place.front().start);
+        return other && find.place.back().end() <= other->end();
+    };
+    if (keeping_.before && keeping_.before->files) {
+        std::vector<ContentFind> finds = std::move(*keeping_.before->files);
+        std::erase_if(finds, isKnown);
+        return finds;
+    }
+    bool isComplete = pass.isRestored && pass.searched >= pass.space.mediaBytes();
+    try {
+        pass.content.finish(known.space(), [&] {
+            const bool goesOn = setProgress(progress());
+            isComplete = isComplete && goesOn;
+            return goesOn;
+        });
+    } catch (...) { // The drive gives no more; what is whole stays.
+        isComplete = false;
+    }
+    std::vector<ContentFind> finds = pass.content.take();
+    if (isComplete && !pass.isGone() && keeping_.keep && interrupted_) {
+        interrupted_->files = finds;
+        keeping_.keep(*interrupted_);
+    }
+    return finds;
 }
 
 std::vector<ByteRange> ZDeepSearch::placeOfMft() const {
@@ -157,47 +311,45 @@ std::vector<ByteRange> ZDeepSearch::placeOfMft() const {
 
 /// Reads the drive and shows it to the finders, which look while the next stretch is read. Ends
 /// early when it is asked to stop, or the drive goes away.
-void ZDeepSearch::readAll(const FreeSpace& space, const std::vector<BlockFinder*>& finders,
-                          const std::function<void()>& looked) {
-    const uint32 sectorBytes = media()->sectorSize();
-    const uint64 mediaBytes = space.mediaBytes();
-    status_ = {0, mediaBytes, {}};
-
+void ZDeepSearch::readAll(Pass& pass) {
+    const uint64 mediaBytes = pass.space.mediaBytes();
+    status_ = {pass.searched, mediaBytes, {}};
     std::vector<uint8> shown;
     std::vector<uint8> read;
-    std::vector<std::future<void>> looking; // Ends before the buffers do.
+    auto nextKeeping = std::chrono::steady_clock::now() + kKeepingInterval;
     const auto finish = [&] {
-        for (std::future<void>& one : looking)
-            one.get();
-        looking.clear();
-        looked();
+        pass.finishLooking();
+        pass.content.measure();
+        pass.countInto(status_.found);
+        if (!keeping_.keep || std::chrono::steady_clock::now() < nextKeeping)
+            return;
+        keepAsRead(pass);
+        nextKeeping = std::chrono::steady_clock::now() + kKeepingInterval;
     };
-    constexpr uint64 kMost = kRequestBytes + BlockFinder::kLookAhead;
-    const auto isGone = [this] { return media()->error() == platform::Error::DeviceGone; };
     const auto readOn = [&](const ByteRange& area) {
-        const auto sectors = static_cast<uint32>(area.length / sectorBytes);
-        read.resize(static_cast<std::size_t>(sectors) * sectorBytes);
-        media()->seek(area.start / sectorBytes);
-        media()->read(read.data(), sectors);
+        pass.read(area, read);
+        if (pass.isGone()) // What it did not give is no part of it.
+            return false;
         finish();
         std::swap(shown, read);
         const auto fresh = static_cast<std::size_t>(std::min<uint64>(shown.size(), kRequestBytes));
-        for (BlockFinder* finder : finders)
-            looking.push_back(
-                std::async(std::launch::async, [&shown, finder, start = area.start, fresh] {
-                    finder->look(start, shown, fresh);
-                }));
-        status_.searched = area.start + std::max<uint64>(fresh, sectorBytes);
+        pass.beginLooking(area.start, shown, fresh);
+        status_.searched = area.start + std::max<uint64>(fresh, media()->sectorSize());
         const double share = static_cast<double>(std::min(status_.searched, mediaBytes)) /
                              static_cast<double>(mediaBytes);
         return setProgress(share * kPassShare);
     };
+    constexpr uint64 kMost = kRequestBytes + BlockFinder::kLookAhead;
     try {
-        auto area = space.next(0, kMost);
-        while (area && !isGone() && readOn(*area))
-            area = space.next(status_.searched, kMost);
+        auto area = pass.space.next(status_.searched, kMost);
+        while (area && readOn(*area))
+            area = pass.space.next(status_.searched, kMost);
+        pass.finishLooking();
+        if (!area)
+            pass.searched = mediaBytes;
         finish();
     } catch (...) { // The read hook wants no more of the drive.
+        pass.finishLooking();
     }
 }
 

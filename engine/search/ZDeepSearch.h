@@ -1,9 +1,10 @@
 #pragma once
 
 #include "engine/search/FormerVolume.h"
-#include "engine/search/SearchOptions.h"
+#include "engine/search/SavedSearch.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -11,8 +12,6 @@
 
 namespace kova {
 
-class BlockFinder;
-class FreeSpace;
 class KnownFiles;
 
 /// A search of a whole drive for what its file system does not lead to any more, and the volume
@@ -41,6 +40,9 @@ public:
     /// Nothing is to be read.
     bool init() override;
 
+    /// Before `scan`.
+    void setKeeping(SearchKeeping keeping) { keeping_ = std::move(keeping); }
+
     /// Searches, and adds to `tree` what has been found. A false answer of the progress callback
     /// ends the reading; so does what the media's read hook throws.
     void scan(ZFileTree* tree) override;
@@ -58,7 +60,16 @@ public:
     /// Whether the drive is still being read from end to end, and not yet made files of.
     [[nodiscard]] bool isReading() const { return isReading_; }
 
+    /// Gives away the progress of a search that ended before it had read the whole drive, to go
+    /// on with; nothing when it had.
+    [[nodiscard]] std::optional<SavedSearch> takeInterrupted() { return std::move(interrupted_); }
+
+    /// Gives today's volume away. Of no use afterwards.
+    [[nodiscard]] std::unique_ptr<ZVolume> takeToday() { return std::move(today_); }
+
 private:
+    class Pass;
+
     /// The volume that a node belongs to, and the node as that volume knows it.
     struct Owner {
         ZVolume* volume = nullptr;
@@ -67,8 +78,10 @@ private:
 
     [[nodiscard]] Owner ownerOf(const ZFileTreeNode& node) const;
     [[nodiscard]] std::vector<ByteRange> placeOfMft() const;
-    void readAll(const FreeSpace& space, const std::vector<BlockFinder*>& finders,
-                 const std::function<void()>& looked);
+    void restore(Pass& pass);
+    void readAll(Pass& pass);
+    void keepAsRead(const Pass& pass);
+    [[nodiscard]] std::vector<ContentFind> contentFiles(Pass& pass, const KnownFiles& known);
     KnownFiles knownFiles(const ZFileTree& tree);
     void add(FormerVolume former, ZFileTree& tree, KnownFiles& known);
     void markOlder(const ZFileTree& tree);
@@ -80,6 +93,8 @@ private:
     /// By the ids of files of former volumes: bytes of them where younger files lie.
     std::unordered_map<int64, uint64> overwritten_;
     Status status_;
+    SearchKeeping keeping_;
+    std::optional<SavedSearch> interrupted_;
     bool isReading_ = false;
 };
 

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 
 #include <sys/mount.h>
@@ -190,10 +191,42 @@ TEST_F(RecoverTest, RefusesADirectoryInAMountOfTheImage) {
     out = mount / "new" / "out";
     const Result result = recover();
     const bool created = fs::exists(mount / "new");
+    EXPECT_EQ(run({"scan", image.string(), "--deep", "--save", (mount / "s").string()}).code, 4);
     succeeds("umount '" + mount.string() + "'");
     EXPECT_FALSE(created);
     EXPECT_EQ(result.code, 4) << result.err;
     EXPECT_THAT(result.err, HasSubstr("lies on the drive that is read"));
+}
+
+TEST_F(RecoverTest, GivesWhatASavedSearchHasFoundWithoutSearching) {
+    platform::test::makeFat(image, 8 << 20, "-F 16 -s 1");
+    platform::test::run("mmd -i '" + image.string() + "' ::/above ::/above/below");
+    write(dir / "film.bin", noise(3 << 20, 5));
+    const fs::path pictures = fs::path(ORVANE_SOURCE_DIR) / "tests" / "pictures";
+    platform::test::run("mcopy -i '" + image.string() + "' '" + (dir / "film.bin").string() +
+                        "' '" + (pictures / "small.jpg").string() + "' '" +
+                        (pictures / "small.psd").string() + "' ::/above/below");
+    platform::test::run("mkfs.fat -F 16 -s 1 '" + image.string() + "'");
+    std::string other = contentOf(image); // Begins alike.
+    std::fill(other.begin() + 8192, other.end(), '\0');
+    write(dir / "other.img", other);
+    const std::string saved = (dir / "found.jsonl").string();
+    EXPECT_EQ(recover({"--deep", "--save", saved}).code, 0);
+    const auto found = filesBelow(out);
+    EXPECT_GE(found.size(), 3U);
+    out = dir / "later";
+    EXPECT_EQ(recover({"--from", saved}).code, 0);
+    EXPECT_EQ(filesBelow(out), found);
+    EXPECT_EQ(recover({"--deep", "--save", saved}).code, 4) << "there is a search in it";
+    const Result refused = run({"scan", (dir / "other.img").string(), "--resume", saved});
+    EXPECT_EQ(refused.code, 3);
+    EXPECT_THAT(refused.err, HasSubstr("another drive"));
+    std::string damaged = contentOf(saved);
+    damaged[damaged.size() / 2] ^= 1;
+    write(saved, damaged);
+    const Result result = recover({"--from", saved});
+    EXPECT_EQ(result.code, 2);
+    EXPECT_THAT(result.err, HasSubstr("is damaged"));
 }
 
 /// The output lies on a thin volume: what is written is taken, and lost when it is written back.

@@ -45,8 +45,10 @@ void ExFatSetFinder::lookAtSet(uint64 position, std::span<const uint8> bytes) {
              ++i)
             set.name.push_back(exfat::nameUnit(entry, i));
     }
-    if (set.name.size() == set.stream.nameLength && !set.name.empty())
-        sets_.push_back(std::move(set));
+    if (set.name.size() != set.stream.nameLength || set.name.empty())
+        return;
+    keepPlace(position, set.bytes);
+    sets_.push_back(std::move(set));
 }
 
 } // namespace kova

@@ -75,14 +75,17 @@ void FatFolderFinder::look(uint64 position, std::span<const uint8> bytes, std::s
             continue;
         const FatDirectoryEntry second(sector.data() + FatDirectoryEntry::kBytes);
         if (isNamed(first, kSelf) && first.isDirectory() && isNamed(second, kAbove) &&
-            second.isDirectory())
+            second.isDirectory()) {
+            keepPlace(position + at, kStep);
             folders_.push_back({position + at, first.firstCluster(), second.firstCluster()});
-        else if (holdsEntries(sector))
+        } else if (holdsEntries(sector)) {
             addEntries(position + at);
+        }
     }
 }
 
 void FatFolderFinder::addEntries(uint64 position) {
+    keepPlace(position, kStep);
     if (!entries_.empty() && entries_.back().end == position)
         entries_.back().end += kStep;
     else

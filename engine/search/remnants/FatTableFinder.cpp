@@ -59,8 +59,10 @@ void FatTableFinder::look(uint64 position, std::span<const uint8> bytes, std::si
         const uint8* const block = bytes.data() + at;
         const bool isTable = (loadLe<uint32>(block) & kEntryMask) == kFirstEntry &&
                              (loadLe<uint32>(block + kEntryBytes) & kSecondEntry) == kSecondEntry;
-        if (isTable)
-            tables_.push_back(position + at);
+        if (!isTable)
+            continue;
+        keepPlace(position + at, kStep);
+        tables_.push_back(position + at);
     }
 }
 

@@ -19,15 +19,14 @@ bool isFolderPart(const uint8* bytes) {
 } // namespace
 
 void NtfsNameFinder::look(uint64 position, std::span<const uint8> bytes, std::size_t fresh) {
-    static_cast<void>(position);
     for (std::size_t at = 0; at + kStep <= fresh; at += kStep) {
         const uint8* const block = bytes.data() + at;
         if ((block[0] == 'I' || block[0] == 'F') && isFolderPart(block))
-            lookAt(bytes.subspan(at));
+            lookAt(position + at, bytes.subspan(at));
     }
 }
 
-void NtfsNameFinder::lookAt(std::span<const uint8> bytes) {
+void NtfsNameFinder::lookAt(uint64 position, std::span<const uint8> bytes) {
     // Blocks and records tell their size by their fixups, which lie at the same offsets in both.
     const std::size_t fixups = readLe<uint16>(bytes, ntfs::RecordHeader::kFixupCount);
     const std::size_t size = (fixups - 1) * ntfs::RecordHeader::kFixupStride;
@@ -46,6 +45,7 @@ void NtfsNameFinder::lookAt(std::span<const uint8> bytes) {
         std::wstring text = format::wideFromUtf16Le(entry->name);
         if (!seen_.emplace(entry->parent, text).second)
             continue;
+        keepPlace(position, size);
         names_.push_back({entry->reference, entry->parent, entry->size, entry->creationTime,
                           entry->modificationTime, entry->isDirectory, std::move(text)});
     }

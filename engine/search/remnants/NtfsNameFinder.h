@@ -34,7 +34,7 @@ public:
     [[nodiscard]] const std::vector<Name>& names() const { return names_; }
 
 private:
-    void lookAt(std::span<const uint8> bytes);
+    void lookAt(uint64 position, std::span<const uint8> bytes);
 
     std::vector<uint8> block_;
     std::vector<Name> names_;

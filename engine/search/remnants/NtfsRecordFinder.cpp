@@ -83,6 +83,7 @@ void NtfsRecordFinder::lookAtRecord(uint64 position, std::span<const uint8> byte
             return sighting.clusterBytes == 0;
         });
         sightings_.push_back(sighting);
+        keepPlace(position, size);
         keepIndexRuns(position, record_);
     } catch (...) { // NOLINT(bugprone-empty-catch): what only looks like a record is none
     }
@@ -107,8 +108,10 @@ void NtfsRecordFinder::keepIndexRuns(uint64 position, std::span<const uint8> rec
 void NtfsRecordFinder::lookAtIndex(uint64 position, std::span<const uint8> bytes) {
     if (bytes.size() < ntfs::IndexBlock::kHeaderBytes || indexBlocks_.size() >= kMostIndexes)
         return;
-    if (loadLe<uint64>(bytes.data() + ntfs::IndexBlock::kVcn) == 0)
-        indexBlocks_.push_back(position);
+    if (loadLe<uint64>(bytes.data() + ntfs::IndexBlock::kVcn) != 0)
+        return;
+    keepPlace(position, kStep);
+    indexBlocks_.push_back(position);
 }
 
 } // namespace kova

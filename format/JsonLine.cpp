@@ -1,4 +1,4 @@
-#include "cli/JsonLine.h"
+#include "format/JsonLine.h"
 
 #include "format/FileTime.h"
 #include "format/WideText.h"
@@ -6,6 +6,8 @@
 #include <array>
 #include <chrono>
 #include <cstdio>
+
+namespace format {
 
 namespace {
 
@@ -38,7 +40,7 @@ void appendEscape(std::string& text, char16_t unit) {
 
 JsonLine& JsonLine::add(const char* key, std::wstring_view text) {
     addKey(key);
-    addText(format::utf16FromWide(text));
+    addText(utf16FromWide(text));
     return *this;
 }
 
@@ -48,13 +50,13 @@ JsonLine& JsonLine::add(const char* key, std::string_view asciiText) {
     return *this;
 }
 
-JsonLine& JsonLine::add(const char* key, kova::int64 number) {
+JsonLine& JsonLine::add(const char* key, std::int64_t number) {
     addKey(key);
     text_ += std::to_string(number);
     return *this;
 }
 
-JsonLine& JsonLine::add(const char* key, kova::uint64 number) {
+JsonLine& JsonLine::add(const char* key, std::uint64_t number) {
     addKey(key);
     text_ += std::to_string(number);
     return *this;
@@ -66,15 +68,27 @@ JsonLine& JsonLine::add(const char* key, bool value) {
     return *this;
 }
 
-JsonLine& JsonLine::addTime(const char* key, kova::int64 fileTime) {
+JsonLine& JsonLine::add(const char* key, std::span<const std::uint64_t> numbers) {
     addKey(key);
-    const format::FileTimeTicks ticks(fileTime);
-    if (fileTime <= 0 || ticks >= kEndOfTimes - format::kFileTimeEpoch) {
+    text_ += '[';
+    for (const std::uint64_t number : numbers) {
+        if (text_.back() != '[')
+            text_ += ',';
+        text_ += std::to_string(number);
+    }
+    text_ += ']';
+    return *this;
+}
+
+JsonLine& JsonLine::addTime(const char* key, std::int64_t fileTime) {
+    addKey(key);
+    const FileTimeTicks ticks(fileTime);
+    if (fileTime <= 0 || ticks >= kEndOfTimes - kFileTimeEpoch) {
         text_ += "null";
         return *this;
     }
     const auto days = std::chrono::duration_cast<std::chrono::days>(ticks);
-    const std::chrono::year_month_day date(format::kFileTimeEpoch + days);
+    const std::chrono::year_month_day date(kFileTimeEpoch + days);
     const std::chrono::hh_mm_ss time(ticks - days);
     std::array<char, 64> formatted{};
     std::snprintf(formatted.data(), formatted.size(), "\"%04d-%02u-%02uT%02d:%02d:%02d.%07dZ\"",
@@ -99,7 +113,7 @@ void JsonLine::addText(std::u16string_view units) {
     text_ += '"';
     std::size_t plain = 0; // Start of what needs no escape.
     const auto addPlain = [&](std::size_t end) {
-        text_ += format::utf8FromWide(format::wideFromUtf16(units.substr(plain, end - plain)));
+        text_ += utf8FromWide(wideFromUtf16(units.substr(plain, end - plain)));
     };
     for (std::size_t at = 0; at < units.size(); ++at) {
         const char16_t unit = units[at];
@@ -116,3 +130,5 @@ void JsonLine::addText(std::u16string_view units) {
     addPlain(units.size());
     text_ += '"';
 }
+
+} // namespace format
