@@ -1,4 +1,5 @@
 #include "engine/content/FrameChain.h"
+#include "engine/content/Id3.h"
 #include "engine/content/kinds.h"
 
 namespace kova {
@@ -76,7 +77,7 @@ protected:
             return;
         if (chain.cut() || chain.goesOn(reader, end))
             return found.breaks(end, end);
-        found.endsAt(end);
+        found.endsAt(end + id3::trailerAt(reader, end));
     }
 };
 

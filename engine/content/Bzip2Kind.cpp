@@ -24,6 +24,7 @@ constexpr unsigned kMagicBits = 48;
 constexpr unsigned kCrcBits = 32;
 /// A block holds up to 100,000 bytes a level, and hardly grows.
 constexpr uint64 kMostBlock = 130'000;
+constexpr uint64 kSector = 512;
 
 class Bzip2Kind : public ContentKind {
 public:
@@ -43,7 +44,7 @@ public:
 
 protected:
     void follow(ContentReader& reader, MeasuredContent& found) const override {
-        const uint64 mostBlock = kMostBlock * (reader.byte(kLevelAt) - '0');
+        constexpr uint64 kMostBytes = kMostBlock * 9;
         uint64 bit = kFirstBlock * 8;
         uint32 combined = 0;
         while (true) {
@@ -51,13 +52,21 @@ protected:
             const auto crc = static_cast<uint32>(bitsAt(reader, bit + kMagicBits, kCrcBits));
             if (magic == kEndMagic) {
                 const uint64 end = (bit + kMagicBits + kCrcBits + 7) / 8;
-                return crc == combined ? found.endsAt(end) : found.breaks(bit / 8, end);
+                if (crc != combined)
+                    return found.breaks(bit / 8, end);
+                // Streams may follow each other; one that begins a sector is another file.
+                if (end % kSector == 0 ||
+                    begins(reader.some(end, kFirstBlock + 6)) == Certainty::No)
+                    return found.endsAt(end);
+                bit = (end + kFirstBlock) * 8;
+                combined = 0;
+                continue;
             }
             combined = std::rotl(combined, 1) ^ crc;
             const uint64 behind = bit + kMagicBits + kCrcBits;
-            const auto next = nextMagic(reader, behind, behind / 8 + mostBlock);
+            const auto next = nextMagic(reader, behind, behind / 8 + kMostBytes);
             if (!next)
-                return found.breaks(bit / 8, std::min(behind / 8 + mostBlock, reader.size()));
+                return found.breaks(bit / 8, std::min(behind / 8 + kMostBytes, reader.size()));
             bit = *next;
         }
     }

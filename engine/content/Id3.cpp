@@ -41,6 +41,48 @@ std::wstring frameText(std::span<const uint8> data) {
     }
 }
 
+/// Bytes of the APE tag at `at`: "APETAGEX", version, length without its header (le32 at 12), items
+/// (le32 at 16), flags (bit 29: this is the header). It may have no header: then items come first,
+/// each of its length (4), flags (4), name, zero, value, and only the footer says what they are.
+uint64 apeBytes(ContentReader& reader, uint64 at) {
+    constexpr std::string_view kMark = "APETAGEX";
+    constexpr uint64 kItemHeader = 8;
+    constexpr uint64 kMostName = 256;
+    constexpr uint32 kMostItems = 256;
+    if (reader.matches(at, kMark) && reader.has(at, kApeFooter))
+        return kApeFooter + reader.le<uint32>(at + 12);
+    uint64 next = at;
+    for (uint32 items = 1; items <= kMostItems && reader.has(next, kItemHeader); ++items) {
+        const auto end = reader.find(std::string_view("\0", 1), next + kItemHeader,
+                                     next + kItemHeader + kMostName);
+        const uint64 value = reader.le<uint32>(next);
+        if (!end || !reader.has(*end + 1, value + kApeFooter))
+            break;
+        next = *end + 1 + value;
+        if (reader.matches(next, kMark))
+            return reader.le<uint32>(next + 12) == next + kApeFooter - at &&
+                           reader.le<uint32>(next + 16) == items
+                       ? next + kApeFooter - at
+                       : 0;
+    }
+    return 0;
+}
+
+/// Bytes of the lyrics at `at`: a mark, fields, their length with the mark (6 digits), another
+/// mark.
+uint64 lyricsBytes(ContentReader& reader, uint64 at) {
+    constexpr std::string_view kEnd = "LYRICS200";
+    constexpr uint64 kDigits = 6;
+    constexpr uint64 kMost = 100'000;
+    if (!reader.matches(at, "LYRICSBEGIN"))
+        return 0;
+    const auto end = reader.find(kEnd, at + kDigits, at + kMost);
+    if (!end || reader.text(*end - kDigits, kDigits) !=
+                    std::to_string(1'000'000 + *end - kDigits - at).substr(1))
+        return 0;
+    return *end + kEnd.size() - at;
+}
+
 } // namespace
 
 bool begins(std::span<const uint8> first) {
@@ -63,9 +105,9 @@ uint64 lengthAt(ContentReader& reader, uint64 at) {
 
 uint64 trailerAt(ContentReader& reader, uint64 at) {
     const uint64 from = at;
-    // An APE tag: "APETAGEX", version, length without its header (le32 at 12), flags at 20.
-    if (reader.matches(at, "APETAGEX") && reader.has(at, kApeFooter))
-        at += kApeFooter + reader.le<uint32>(at + 12);
+    at += apeBytes(reader, at);
+    at += lyricsBytes(reader, at);
+    at += apeBytes(reader, at);
     if (reader.matches(at, "TAG"))
         at += kOldTag;
     return at - from;

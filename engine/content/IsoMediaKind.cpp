@@ -28,9 +28,9 @@ constexpr Brand kBrands[] = {{"qt  ", Mov},  {"3g", ThreeGp}, {"M4A ", M4a},  {"
                              {"msf1", Heic}, {"avif", Avif},  {"avis", Avif}, {"crx ", Cr3}};
 
 /// Boxes that stand by themselves in a file.
-constexpr std::string_view kBoxes[] = {"ftyp", "moov", "mdat", "free", "skip", "wide", "uuid",
-                                       "meta", "moof", "mfra", "styp", "sidx", "ssix", "prft",
-                                       "emsg", "pdin", "udta", "pnot", "PICT", "junk", "jP  "};
+constexpr std::string_view kBoxes[] = {
+    "ftyp", "moov", "mdat", "free", "skip", "wide", "uuid", "meta", "moof", "mfra", "styp", "sidx",
+    "ssix", "prft", "emsg", "pdin", "udta", "pnot", "PICT", "junk", "mpvd", "sefd", "thmb", "inst"};
 /// Those with which a file without a type may begin: as QuickTime wrote them.
 constexpr std::string_view kFirstBoxes[] = {"moov", "mdat", "wide", "pnot", "free", "skip"};
 
@@ -146,7 +146,8 @@ protected:
         uint64 dataAt = 0;
         while (reader.has(at, kHeader)) {
             const Box box = boxAt(reader, at);
-            if (!isOneOf(box.type, kBoxes))
+            // Another file's beginning.
+            if (!isOneOf(box.type, kBoxes) || (box.type == "ftyp" && at > 0))
                 break;
             // A box of the file that reaches beyond the drive was cut off, or tells nothing.
             if (box.end < box.data)

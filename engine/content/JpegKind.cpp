@@ -1,5 +1,6 @@
 #include "engine/content/ExifDate.h"
 #include "engine/content/JpegScan.h"
+#include "engine/content/JpegTrailer.h"
 #include "engine/content/TiffDirectory.h"
 #include "engine/content/kinds.h"
 
@@ -97,7 +98,7 @@ protected:
         JpegScan scan;
         bool hasScan = false;
         bool isDecoded = true;
-        uint64 pictures = 0;
+        Appended appended;
         for (uint64 at = 2;;) {
             if (reader.byte(at) != 0xFF)
                 return found.breaks(at, at);
@@ -108,7 +109,7 @@ protected:
             }
             if (marker == kEnd && hasScan) {
                 found.verified = isDecoded;
-                return found.endsAt(std::max(at + 2, pictures));
+                return end(reader, std::max(at + 2, appended.picturesEnd), appended, found);
             }
             if (!isSegment(marker))
                 return found.breaks(at, at);
@@ -117,18 +118,19 @@ protected:
                 return found.breaks(at, at);
             const uint64 data = at + 4;
             const uint64 next = at + 2 + length;
-            if (!take(reader, scan, marker, data, length - 2, found, pictures))
+            if (!take(reader, scan, marker, data, length - 2, found, appended))
                 return found.breaks(at, next);
             if (marker != kScan) {
                 at = next;
                 continue;
             }
             hasScan = true;
-            const JpegScan::End end = scan.follow(reader, data, next);
-            if (!end.isSound)
-                return found.breaks(std::max(next, end.at - std::min(end.at, kLateness)), end.at);
-            isDecoded = isDecoded && end.isDecoded;
-            at = end.at;
+            const JpegScan::End coded = scan.follow(reader, data, next);
+            if (!coded.isSound)
+                return found.breaks(std::max(next, coded.at - std::min(coded.at, kLateness)),
+                                    coded.at);
+            isDecoded = isDecoded && coded.isDecoded;
+            at = coded.at;
         }
     }
 
@@ -136,8 +138,27 @@ private:
     /// A wrong code may show only some way behind the first wrong byte.
     static constexpr uint64 kLateness = 4096;
 
+    /// What the picture's segments say of things behind it.
+    struct Appended {
+        uint64 picturesEnd = 0; ///< 0 for none.
+        bool hasFilm = false;
+    };
+
+    static void end(ContentReader& reader, uint64 at, const Appended& appended,
+                    MeasuredContent& found) {
+        if (const auto end = afterJpegTrailers(reader, at, appended.hasFilm))
+            return found.endsAt(*end);
+        found.breaks(at, reader.size());
+    }
+
+    /// Whether properties in XML are those of a moving photo.
+    static bool saysFilm(ContentReader& reader, uint64 data, uint64 length) {
+        return reader.find("MotionPhoto"sv, data, data + length) ||
+               reader.find("MicroVideo"sv, data, data + length);
+    }
+
     static bool take(ContentReader& reader, JpegScan& scan, uint8 marker, uint64 data,
-                     uint64 length, MeasuredContent& found, uint64& pictures) {
+                     uint64 length, MeasuredContent& found, Appended& appended) {
         if (isFrame(marker))
             return scan.takeFrame(reader, marker, data, length);
         if (marker == kTables)
@@ -146,8 +167,10 @@ private:
             scan.takeRestart(reader, data);
         else if (marker == kExif && found.date == 0 && reader.matches(data, "Exif\0\0"sv))
             found.date = exifDate(reader, data + 6);
+        else if (marker == kExif && !appended.hasFilm)
+            appended.hasFilm = saysFilm(reader, data, length);
         else if (marker == kMultiPicture && reader.matches(data, "MPF\0"sv))
-            pictures = picturesEnd(reader, data + 4);
+            appended.picturesEnd = picturesEnd(reader, data + 4);
         return true;
     }
 };

@@ -1,5 +1,7 @@
+#include "engine/content/ContentKinds.h"
 #include "engine/content/FrameChain.h"
 #include "engine/content/Id3.h"
+#include "engine/content/PartSource.h"
 #include "engine/content/kinds.h"
 
 #include <array>
@@ -128,7 +130,7 @@ protected:
             at = reader.zerosEnd(at, at + kMostGap);
         const MpegAudioHeader first{reader.be<uint32>(at)};
         if (!first.fits())
-            return at > 0 ? found.breaks(at, at) : void();
+            return at > 0 ? followOther(reader, at, found) : void();
         found.type = &kTypes[first.layer() == 3 ? 0 : 1];
         const uint64 told = framesTold(reader, at);
         Mp3Chain chain(first.bits);
@@ -142,6 +144,22 @@ protected:
 
 private:
     static constexpr uint64 kMostGap = uint64{16} << 10;
+    static constexpr uint64 kBytesShown = 4096;
+
+    /// What is tagged so may be of another kind.
+    static void followOther(ContentReader& reader, uint64 at, MeasuredContent& found) {
+        const auto* const kind = recognise(reader.some(at, kBytesShown)).kind;
+        if (kind == nullptr || kind == &mp3Kind() ||
+            kind->types().front().group != ContentGroup::Sounds)
+            return found.breaks(at, at);
+        PartSource source(reader, at);
+        const MeasuredContent sound = kind->measure(source);
+        found.type = sound.type;
+        found.verified = sound.verified;
+        if (sound.state == ContentState::Whole)
+            return found.endsAt(at + sound.length);
+        found.breaks(at + sound.length, at + sound.breaksAt);
+    }
 };
 
 } // namespace

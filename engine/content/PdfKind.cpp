@@ -130,6 +130,8 @@ protected:
                 return found.breaks(soundEnd, *end);
             if (*tableAt != 0 && *tableAt < *end) {
                 const Table table = check(reader, *tableAt);
+                if (!table.isThere && isInner(reader, soundEnd, *end, *tableAt))
+                    continue;
                 if (!table.isThere)
                     return found.breaks(soundEnd, *end);
                 if (table.wrongAt != 0)
@@ -156,15 +158,56 @@ private:
         return number(reader, at);
     }
 
+    /// Whether an end mark is that of a document attached to this one: counted from its own
+    /// beginning, its table is where it says. One that begins a sector is a file of its own.
+    static bool isInner(ContentReader& reader, uint64 from, uint64 end, uint64 tableAt) {
+        constexpr int kMostInner = 64;
+        constexpr uint64 kSector = 512;
+        for (int i = 0; i < kMostInner; ++i) {
+            const auto begin = reader.find(kMagic, from + kMagic.size(), end);
+            if (!begin)
+                break;
+            if (*begin % kSector != 0 && *begin + tableAt < end &&
+                check(reader, *begin + tableAt).isThere)
+                return true;
+            from = *begin;
+        }
+        return false;
+    }
+
+    /// Behind the blank lines at `at` where nothing else follows them, or behind the first.
     static uint64 behindLine(ContentReader& reader, uint64 at) {
+        constexpr uint64 kMostBlanks = 256;
+        const auto behind = reader.some(at, kMostBlanks);
+        const auto last = std::ranges::find_if(
+            behind, [](uint8 c) { return c != ' ' && c != '\r' && c != '\n' && c != '\t'; });
+        if (last == behind.end() ? behind.size() < kMostBlanks : *last == 0)
+            return at + static_cast<uint64>(last - behind.begin());
         if (reader.matches(at, "\r"))
             ++at;
         return reader.matches(at, "\n") ? at + 1 : at;
     }
 
+    /// Behind lines of comments, as some put before what they add. Another file is none.
+    static uint64 afterComments(ContentReader& reader, uint64 at) {
+        constexpr int kMostLines = 16;
+        constexpr uint64 kMostLine = 256;
+        at = afterSpace(reader, at);
+        for (int i = 0; i < kMostLines; ++i) {
+            if (!reader.matches(at, "%") || reader.matches(at, kMagic))
+                break;
+            const auto line = reader.find("\n", at, at + kMostLine);
+            if (!line)
+                break;
+            at = afterSpace(reader, *line);
+        }
+        return at;
+    }
+
     static bool goesOn(ContentReader& reader, uint64 at, uint64 tableAt, uint64 end) {
         if (tableAt == 0 || tableAt > end)
             return true;
+        at = afterComments(reader, at);
         return isObject(reader, at) || reader.matches(afterSpace(reader, at), "xref");
     }
 };

@@ -9,7 +9,19 @@ namespace {
 
 constexpr ContentType kTypes[] = {{L"WAV", L"wav", ContentGroup::Sounds},
                                   {L"AVI", L"avi", ContentGroup::Videos},
-                                  {L"WebP", L"webp", ContentGroup::Pictures}};
+                                  {L"WebP", L"webp", ContentGroup::Pictures},
+                                  {L"MIDI", L"rmi", ContentGroup::Sounds},
+                                  {L"Animated pointer", L"ani", ContentGroup::Pictures},
+                                  {L"SoundFont", L"sf2", ContentGroup::Sounds},
+                                  {L"CorelDRAW", L"cdr", ContentGroup::Pictures}};
+
+struct Form {
+    std::string_view name;
+    const ContentType* type;
+};
+
+constexpr Form kForms[] = {{"AVI ", &kTypes[1]}, {"WEBP", &kTypes[2]}, {"RMID", &kTypes[3]},
+                           {"ACON", &kTypes[4]}, {"sfbk", &kTypes[5]}, {"CDR", &kTypes[6]}};
 
 /// A chunk: its name (4 bytes), length of its data (4), data, a byte to make it even. The file is
 /// a chunk "RIFF" whose data begins with the form; an AVI beyond 1 GiB goes on in further ones.
@@ -18,6 +30,7 @@ constexpr uint64 kChunkHeader = 8;
 constexpr std::size_t kFormAt = 8;
 constexpr std::size_t kFirstChunkAt = 12;
 constexpr std::size_t kLongLengthAt = 20;
+constexpr std::size_t kLongDataAt = 28; ///< And that of the chunk "data".
 constexpr uint32 kUnknown = 0xFFFFFFFF;
 
 constexpr uint64 even(uint64 length) {
@@ -33,9 +46,9 @@ const ContentType* typeOf(std::span<const uint8> first) {
         return &kTypes[0];
     if (!startsWith(first, "RIFF"))
         return nullptr;
-    if (liesAt(first, kFormAt, "AVI "))
-        return &kTypes[1];
-    return liesAt(first, kFormAt, "WEBP") ? &kTypes[2] : nullptr;
+    const auto* form = std::ranges::find_if(
+        kForms, [first](const Form& f) { return liesAt(first, kFormAt, f.name); });
+    return form == std::end(kForms) ? nullptr : form->type;
 }
 
 class RiffKind : public ContentKind {
@@ -88,7 +101,9 @@ private:
             }
             sound = at;
             const bool list = startsWith(header, "LIST");
-            const uint64 length = readLe<uint32>(header, 4);
+            uint64 length = readLe<uint32>(header, 4);
+            if (length == kUnknown && startsWith(header, "data"))
+                length = reader.le<uint64>(kLongDataAt);
             at += list ? kChunkHeader + 4 : kChunkHeader + even(length);
         }
         // Many writers leave the last byte that makes it even out of the outer length.

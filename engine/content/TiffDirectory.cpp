@@ -8,9 +8,11 @@ namespace kova {
 namespace {
 
 /// Bytes of a value by its type: bytes, text, 16 and 32 bits, fractions, and the signed ones.
-constexpr std::array<uint8, 14> kTypeBytes{0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8, 4};
-/// An entry: tag (2), type (2), count (4), the value or where it lies (4).
-constexpr uint64 kEntryBytes = 12;
+constexpr std::array<uint8, 19> kTypeBytes{0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8, 4, 0, 0, 8, 8, 8};
+/// A directory: count of entries (2), these, offset of the next one (4). An entry: tag (2), type
+/// (2), count (4), the value or where it lies (4). In BigTIFF all but tag and type have 8 bytes.
+constexpr uint64 kEntryHead = 4;
+constexpr uint16 kBigMagic = 43;
 constexpr uint16 kMostEntries = 4096;
 constexpr uint64 kMostText = 256;
 
@@ -28,7 +30,9 @@ const TiffStructure::Entry* TiffStructure::Directory::find(uint16 tag) const {
 }
 
 TiffStructure::TiffStructure(ContentReader& reader, uint64 base)
-    : reader_(reader), base_(base), isBigEndian_(reader.byte(base) == 'M') {}
+    : reader_(reader), base_(base), isBigEndian_(reader.byte(base) == 'M'), isBig_(false) {
+    isBig_ = number(2, 2) == kBigMagic;
+}
 
 uint64 TiffStructure::number(uint64 at, std::size_t bytes) {
     const uint64 offset = base_ + at;
@@ -37,27 +41,33 @@ uint64 TiffStructure::number(uint64 at, std::size_t bytes) {
         return reader_.byte(offset);
     case 2:
         return isBigEndian_ ? reader_.be<uint16>(offset) : reader_.le<uint16>(offset);
+    case 8:
+        return isBigEndian_ ? reader_.be<uint64>(offset) : reader_.le<uint64>(offset);
     default:
         return isBigEndian_ ? reader_.be<uint32>(offset) : reader_.le<uint32>(offset);
     }
 }
 
 std::optional<TiffStructure::Directory> TiffStructure::directory(uint64 at) {
-    const uint64 count = number(at, 2);
+    const std::size_t width = isBig_ ? 8 : 4;
+    const std::size_t countBytes = isBig_ ? 8 : 2;
+    const uint64 count = number(at, countBytes);
     if (count == 0 || count > kMostEntries)
         return std::nullopt;
     Directory directory;
-    for (uint64 i = 0; i < count; ++i) {
-        const uint64 entryAt = at + 2 + i * kEntryBytes;
+    uint64 entryAt = at + countBytes;
+    for (uint64 i = 0; i < count; ++i, entryAt += kEntryHead + 2 * width) {
         Entry entry{static_cast<uint16>(number(entryAt, 2)),
                     static_cast<uint16>(number(entryAt + 2, 2)),
-                    static_cast<uint32>(number(entryAt + 4, 4)), entryAt + 8};
-        if (entry.bytes() > 4)
-            entry.at = number(entryAt + 8, 4);
+                    static_cast<uint32>(std::min<uint64>(number(entryAt + 4, width), UINT32_MAX)),
+                    entryAt + kEntryHead + width};
+        entry.isInside = entry.bytes() <= width;
+        if (!entry.isInside)
+            entry.at = number(entry.at, width);
         directory.entries.push_back(entry);
     }
-    directory.end = at + 2 + count * kEntryBytes + 4;
-    directory.next = number(directory.end - 4, 4);
+    directory.end = entryAt + width;
+    directory.next = number(entryAt, width);
     return directory;
 }
 
@@ -65,7 +75,7 @@ uint64 TiffStructure::value(const Entry& entry, uint32 index) {
     const std::size_t bytes = entry.type < kTypeBytes.size() ? kTypeBytes[entry.type] : 0;
     if (index >= entry.count || bytes == 0)
         fail();
-    return number(entry.at + uint64{index} * bytes, std::min<std::size_t>(bytes, 4));
+    return number(entry.at + uint64{index} * bytes, bytes);
 }
 
 std::string TiffStructure::text(const Entry& entry) {

@@ -8,7 +8,7 @@
 namespace kova {
 
 /// The structure that TIFF files, camera raw files and EXIF share: directories of tagged values.
-/// Every offset counts from the structure's own beginning.
+/// Every offset counts from the structure's own beginning. BigTIFF is the same with wider numbers.
 class TiffStructure {
 public:
     /// One value of a directory, or an array of them.
@@ -16,7 +16,8 @@ public:
         uint16 tag = 0;
         uint16 type = 0;
         uint32 count = 0;
-        uint64 at = 0; ///< Offset of the first value in the structure.
+        uint64 at = 0;        ///< Offset of the first value in the structure.
+        bool isInside = true; ///< The value stands in the directory itself.
 
         [[nodiscard]] uint64 bytes() const;
     };
@@ -33,7 +34,7 @@ public:
     TiffStructure(ContentReader& reader, uint64 base);
 
     /// Offset of the first directory.
-    [[nodiscard]] uint64 first() { return number(4, 4); }
+    [[nodiscard]] uint64 first() { return isBig_ ? number(8, 8) : number(4, 4); }
 
     /// The directory at an offset; nothing where none can be. What leaves the source is the
     /// generic failure.
@@ -51,6 +52,7 @@ private:
     ContentReader& reader_;
     uint64 base_;
     bool isBigEndian_;
+    bool isBig_; ///< Counts and offsets have 8 bytes.
 };
 
 } // namespace kova

@@ -21,6 +21,8 @@ enum Type { Tiff, Cr2, Nef, Arw, Dng, Orf, Rw2 };
 
 constexpr std::string_view kMagics[] = {"II*\0"sv, "MM\0*"sv, "IIRO"sv,
                                         "IIRS"sv,  "MMOR"sv,  "IIU\0"sv};
+/// BigTIFF: the width of offsets and a zero (2 bytes each) before that of the first directory.
+constexpr std::string_view kBigMagics[] = {"II+\0\x08\0\0\0"sv, "MM\0+\0\x08\0\0"sv};
 
 /// Tags.
 constexpr uint16 kMaker = 0x010F;
@@ -70,7 +72,7 @@ private:
             return false;
         reach(directory->end);
         for (const Entry& entry : directory->entries) {
-            if (entry.bytes() > 4)
+            if (!entry.isInside)
                 reach(entry.at + entry.bytes());
             if (std::find(std::begin(kDirectories), std::end(kDirectories), entry.tag) !=
                 std::end(kDirectories))
@@ -123,6 +125,10 @@ public:
         constexpr uint32 kFarthest = uint32{1} << 31;
         if (first.size() < 8)
             return Certainty::No;
+        for (const auto magic : kBigMagics) {
+            if (startsWith(first, magic))
+                return Certainty::Structure;
+        }
         for (const auto magic : kMagics) {
             if (!startsWith(first, magic))
                 continue;

@@ -91,23 +91,17 @@ TEST_F(ContentKinds, WhatTheTestsHold) {
 }
 
 TEST_F(ContentKinds, WhatIsMadeHere) {
-    const std::map<std::string, Expected> files{{"a.zip", {L"zip", true, true}},
-                                                {"b.docx", {L"docx", true, true}},
-                                                {"c.xlsx", {L"xlsx", true, true}},
-                                                {"d.odt", {L"odt", true, true}},
-                                                {"e.jar", {L"jar", true, true}},
-                                                {"f.gz", {L"gz", true, true}},
-                                                {"g.bz2", {L"bz2", false, true}},
-                                                {"h.xz", {L"xz", false, true}},
-                                                {"i.tar", {L"tar", false, true}},
-                                                {"j.wav", {L"wav", false, true}},
-                                                {"k.sqlite", {L"sqlite", false, true}},
-                                                {"l.pdf", {L"pdf", false, true}},
-                                                {"m.html", {L"html", false, false}},
-                                                {"n.vcf", {L"vcf", false, false}},
-                                                {"o.txt", {L"txt", false, false}},
-                                                {"p.ico", {L"ico", false, true}},
-                                                {"q.a", {L"a", false, true}}};
+    const std::map<std::string, Expected> files{
+        {"a.zip", {L"zip", true, true}},        {"b.docx", {L"docx", true, true}},
+        {"c.xlsx", {L"xlsx", true, true}},      {"d.odt", {L"odt", true, true}},
+        {"e.jar", {L"jar", true, true}},        {"f.gz", {L"gz", true, true}},
+        {"g.bz2", {L"bz2", false, true}},       {"h.xz", {L"xz", false, true}},
+        {"i.tar", {L"tar", false, true}},       {"j.wav", {L"wav", false, true}},
+        {"k.sqlite", {L"sqlite", false, true}}, {"l.pdf", {L"pdf", false, true}},
+        {"m.html", {L"html", false, false}},    {"n.vcf", {L"vcf", false, false}},
+        {"o.txt", {L"txt", false, false}},      {"p.ico", {L"ico", false, true}},
+        {"q.a", {L"a", false, true}},           {"r.jpg", {L"jpg", false, true}},
+        {"s.jpg", {L"jpg", false, true}},       {"t.mp3", {L"mp3", false, false}}};
     const TempDir folder;
     const std::filesystem::path script =
         std::filesystem::path(ORVANE_SOURCE_DIR) / "tests/content/make-files";
