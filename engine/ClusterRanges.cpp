@@ -8,17 +8,13 @@ namespace kova {
 void ClusterRanges::add(uint32 first, uint64 count) {
     if (count == 0)
         return;
-    uint64 begin = first;
-    uint64 end = begin + count;
-    auto at = ranges_.upper_bound(begin);
-    if (at != ranges_.begin() && std::prev(at)->second >= begin)
-        at = std::prev(at);
-    while (at != ranges_.end() && at->first <= end) {
-        begin = std::min(begin, at->first);
-        end = std::max(end, at->second);
-        at = ranges_.erase(at);
-    }
-    ranges_.emplace_hint(at, begin, end);
+    uint64 end = first + count;
+    auto next = ranges_.upper_bound(first);
+    const bool isJoined = next != ranges_.begin() && std::prev(next)->second >= first;
+    const auto range = isJoined ? std::prev(next) : ranges_.emplace_hint(next, first, end);
+    for (; next != ranges_.end() && next->first <= end; next = ranges_.erase(next))
+        end = std::max(end, next->second);
+    range->second = std::max(range->second, end);
 }
 
 uint64 ClusterRanges::overlap(uint32 first, uint64 count) const {

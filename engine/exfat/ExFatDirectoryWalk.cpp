@@ -316,8 +316,7 @@ bool ExFatDirectoryWalk::continues(uint32 cluster, const Folder& torn) {
         return false;
     ExFatSetParser::Wanted wanted;
     wanted.liveFiles = true;
-    const ExFatSetParser::Result result = parser_.parse(entries, false, wanted);
-    return result.file && result.file->isIntact;
+    return parser_.parse(entries, false, wanted).file.has_value();
 }
 
 void ExFatDirectoryWalk::advance(double share) {

@@ -4,6 +4,7 @@
 #include "format/FileTime.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <string_view>
 #include <utility>
@@ -156,6 +157,13 @@ StreamEntry StreamEntry::decode(DirectoryEntry entry) {
     stream.reservedIsZero =
         bytes[2] == 0 && loadLe<uint16>(bytes + 6) == 0 && loadLe<uint32>(bytes + 16) == 0;
     return stream;
+}
+
+void appendUnits(DirectoryEntry entry, std::size_t length, std::u16string& name) {
+    std::array<char16_t, kNameUnits> units{};
+    for (std::size_t i = 0; i < units.size(); ++i)
+        units[i] = loadLe<char16_t>(entry.bytes() + 2 + 2 * i);
+    name.append(units.data(), std::min(units.size(), length - std::min(length, name.size())));
 }
 
 uint16 setChecksum(std::span<const uint8> set) {

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <optional>
 #include <span>
+#include <string>
 
 namespace kova::exfat {
 
@@ -137,10 +138,8 @@ struct StreamEntry {
 /// UTF-16 units in a name entry (2, 30).
 inline constexpr std::size_t kNameUnits = 15;
 
-/// Unit `index` of a name entry.
-[[nodiscard]] inline char16_t nameUnit(DirectoryEntry entry, std::size_t index) {
-    return loadLe<char16_t>(entry.bytes() + 2 + 2 * index);
-}
+/// Appends the units of a name entry to a name that is to have `length` units in the end.
+void appendUnits(DirectoryEntry entry, std::size_t length, std::u16string& name);
 
 /// The checksum of an entry set, whole entries, as it was while in use.
 [[nodiscard]] uint16 setChecksum(std::span<const uint8> set);

@@ -1,6 +1,7 @@
 #include "engine/exfat/ExFatSetParser.h"
 
 #include <algorithm>
+#include <array>
 #include <string_view>
 
 namespace kova {
@@ -26,18 +27,27 @@ void readName(std::span<const uint8> set, std::size_t first, std::size_t length,
         const DirectoryEntry entry = entryAt(set, at);
         if (entry.kind() != DirectoryEntry::kName)
             break;
-        for (std::size_t i = 0; i < exfat::kNameUnits && name.size() < length; ++i)
-            name.push_back(exfat::nameUnit(entry, i));
+        exfat::appendUnits(entry, length, name);
     }
     name.resize(length, ExFatFile::kLostUnit);
 }
 
+constexpr std::size_t kAsciiUnits = 128;
+constexpr std::size_t kFirstPrintable = 0x20;
+
+constexpr std::array<bool, kAsciiUnits> makeForbiddenUnits() {
+    std::array<bool, kAsciiUnits> forbidden{};
+    std::fill_n(forbidden.begin(), kFirstPrintable, true);
+    for (const char16_t unit : std::u16string_view(u"\"*/:<>\\|"))
+        forbidden[unit] = true;
+    return forbidden;
+}
+
+constexpr std::array<bool, kAsciiUnits> kForbidden = makeForbiddenUnits();
+
 bool isNameAllowed(std::u16string_view name) {
-    constexpr char16_t kFirstPrintable = 0x20;
-    constexpr std::u16string_view kForbidden = u"\"*/:<>\\|";
-    return std::all_of(name.begin(), name.end(), [kForbidden](char16_t unit) {
-        return unit >= kFirstPrintable && kForbidden.find(unit) == std::u16string_view::npos;
-    });
+    return std::none_of(name.begin(), name.end(),
+                        [](char16_t unit) { return unit < kForbidden.size() && kForbidden[unit]; });
 }
 
 } // namespace
@@ -76,10 +86,13 @@ ExFatSetParser::Result ExFatSetParser::parse(std::span<const uint8> entries, boo
         return {1, std::nullopt};
     const auto set = entries.first(count * kEntryBytes);
     found.stream = StreamEntry::decode(entryAt(entries, streamAt));
-    found.isIntact = beginsWithFile && count == length && found.stream.nameLength != 0 &&
-                     exfat::setChecksum(set) == found.file.checksum;
     readName(set, streamAt + 1, found.stream.nameLength, found.name);
-    if (!found.isIntact && (!wanted.damaged || !isSane(found)))
+    // The checksum takes longest: it is left alone where nothing depends on it.
+    const auto isIntact = [&] {
+        return beginsWithFile && count == length && found.stream.nameLength != 0 &&
+               exfat::setChecksum(set) == found.file.checksum;
+    };
+    if (!(wanted.damaged && isSane(found)) && !isIntact())
         return {1, std::nullopt};
     return {count, std::move(found)};
 }

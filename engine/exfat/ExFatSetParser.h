@@ -13,7 +13,6 @@ namespace kova {
 /// What an entry set says about a file or folder.
 struct ExFatFile {
     bool inUse = false;
-    bool isIntact = false;     ///< All of the set is there and its checksum agrees.
     bool hasFileEntry = false; ///< Without it attributes and times are 0.
     exfat::FileEntry file;
     exfat::StreamEntry stream;
@@ -47,7 +46,7 @@ public:
     /// What to look for.
     struct Wanted {
         bool liveFiles = false; ///< Files in use, not only folders.
-        bool damaged = false;   ///< Sets that are not intact.
+        bool damaged = false;   ///< Also sets that are not all there, or whose checksum disagrees.
     };
 
     /// Takes what stands first in `entries`, which holds at least one whole entry. `goesOn`: there

@@ -41,9 +41,7 @@ void ExFatSetFinder::lookAtSet(uint64 position, std::span<const uint8> bytes) {
         const DirectoryEntry entry(bytes.data() + at);
         if (entry.kind() != DirectoryEntry::kName)
             continue; // A kind that is not known belongs to the set all the same.
-        for (std::size_t i = 0; i < exfat::kNameUnits && set.name.size() < set.stream.nameLength;
-             ++i)
-            set.name.push_back(exfat::nameUnit(entry, i));
+        exfat::appendUnits(entry, set.stream.nameLength, set.name);
     }
     if (set.name.size() != set.stream.nameLength || set.name.empty())
         return;
