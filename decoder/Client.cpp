@@ -8,8 +8,15 @@ std::wstring program() {
 
 bool Client::start(const std::wstring& program, std::wstring_view mode,
                    const platform::ChildLimits& limits, Deadline deadline) {
-    return process_.start(program, {std::wstring(mode)}, limits) &&
-           receive(Kind::Ready, {}, deadline).has_value();
+    const auto starts = [&](platform::ChildRights rights) {
+        platform::ChildLimits limited = limits;
+        limited.rights = rights;
+        return process_.start(program, {std::wstring(mode)}, limited) &&
+               receive(Kind::Ready, {}, deadline).has_value();
+    };
+    // Where less is too little to start with, the process still gives up what it can before it is
+    // given the file.
+    return starts(platform::ChildRights::Least) || starts(platform::ChildRights::Same);
 }
 
 bool Client::send(Kind kind, std::span<const std::uint8_t> bytes, Deadline deadline) {

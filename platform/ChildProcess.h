@@ -12,10 +12,18 @@
 
 namespace platform {
 
+/// Who a child process is when it starts; it is to enter the sandbox (platform/Sandbox.h) in any
+/// case. On Linux both are the same.
+enum class ChildRights : std::uint8_t {
+    Least, ///< As few rights as a program can be started with, and nothing that it could start.
+    Same,  ///< This process' own, where the system starts none with less.
+};
+
 /// What a child process may use before the system ends it; 0 sets no limit.
 struct ChildLimits {
     std::uint64_t memory = 0; ///< Bytes of address space.
     unsigned cpuSeconds = 0;
+    ChildRights rights = ChildRights::Least;
 };
 
 /// One other program, which this one talks to over its standard input and output and does not

@@ -1,5 +1,6 @@
 #include "platform/ChildProcess.h"
 
+#include "platform/windows/LeastRights.h"
 #include "platform/windows/Win32.h"
 
 #include <algorithm>
@@ -139,28 +140,48 @@ Handle makeJob(const ChildLimits& limits) {
     return job;
 }
 
-/// The handles that a child gets, as an attribute of its start.
-class InheritedHandles {
+// What a child is kept from with ChildRights::Least, whatever runs in it. Its addresses are not the
+// same twice; a broken heap ends it; nobody's input methods and hooks are loaded into it; no memory
+// becomes code; libraries come from this machine and rather from the system's folder, and not from
+// what others at low integrity have left; it parses no fonts but the system's.
+constexpr DWORD64 kMitigations =
+    PROCESS_CREATION_MITIGATION_POLICY_DEP_ENABLE |
+    PROCESS_CREATION_MITIGATION_POLICY_FORCE_RELOCATE_IMAGES_ALWAYS_ON |
+    PROCESS_CREATION_MITIGATION_POLICY_HEAP_TERMINATE_ALWAYS_ON |
+    PROCESS_CREATION_MITIGATION_POLICY_BOTTOM_UP_ASLR_ALWAYS_ON |
+    PROCESS_CREATION_MITIGATION_POLICY_HIGH_ENTROPY_ASLR_ALWAYS_ON |
+    PROCESS_CREATION_MITIGATION_POLICY_EXTENSION_POINT_DISABLE_ALWAYS_ON |
+    PROCESS_CREATION_MITIGATION_POLICY_PROHIBIT_DYNAMIC_CODE_ALWAYS_ON |
+    PROCESS_CREATION_MITIGATION_POLICY_FONT_DISABLE_ALWAYS_ON |
+    PROCESS_CREATION_MITIGATION_POLICY_IMAGE_LOAD_NO_REMOTE_ALWAYS_ON |
+    PROCESS_CREATION_MITIGATION_POLICY_IMAGE_LOAD_NO_LOW_LABEL_ALWAYS_ON |
+    PROCESS_CREATION_MITIGATION_POLICY_IMAGE_LOAD_PREFER_SYSTEM32_ALWAYS_ON;
+
+/// What a child gets and is kept from, as attributes of its start.
+class StartAttributes {
 public:
-    explicit InheritedHandles(std::array<HANDLE, 2> handles) : handles_(handles) {
+    explicit StartAttributes(std::array<HANDLE, 2> handles) : handles_(handles) {
         SIZE_T size = 0;
-        InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
+        InitializeProcThreadAttributeList(nullptr, kMostAttributes, 0, &size);
         room_.resize(size);
-        valid_ = InitializeProcThreadAttributeList(get(), 1, 0, &size) != 0;
+        valid_ = InitializeProcThreadAttributeList(get(), kMostAttributes, 0, &size) != 0;
     }
 
-    InheritedHandles(const InheritedHandles&) = delete;
-    InheritedHandles& operator=(const InheritedHandles&) = delete;
+    StartAttributes(const StartAttributes&) = delete;
+    StartAttributes& operator=(const StartAttributes&) = delete;
 
-    ~InheritedHandles() {
+    ~StartAttributes() {
         if (valid_)
             DeleteProcThreadAttributeList(get());
     }
 
-    bool set() {
-        return valid_ &&
-               UpdateProcThreadAttribute(get(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST,
-                                         handles_.data(), sizeof handles_, nullptr, nullptr) != 0;
+    /// The handles only.
+    bool set() { return add(PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles_); }
+
+    /// Also what is kept from it.
+    bool confine() {
+        return add(PROC_THREAD_ATTRIBUTE_MITIGATION_POLICY, mitigations_) &&
+               add(PROC_THREAD_ATTRIBUTE_CHILD_PROCESS_POLICY, children_);
     }
 
     [[nodiscard]] LPPROC_THREAD_ATTRIBUTE_LIST get() {
@@ -168,7 +189,18 @@ public:
     }
 
 private:
+    static constexpr DWORD kMostAttributes = 3;
+
+    template <class Value>
+    bool add(DWORD_PTR attribute, Value& value) {
+        return valid_ && UpdateProcThreadAttribute(get(), 0, attribute, &value, sizeof value,
+                                                   nullptr, nullptr) != 0;
+    }
+
+    // The list only points to them.
     std::array<HANDLE, 2> handles_;
+    DWORD64 mitigations_ = kMitigations;
+    DWORD children_ = PROCESS_CREATION_CHILD_PROCESS_RESTRICTED;
     std::vector<std::uint8_t> room_;
     bool valid_ = false;
 };
@@ -183,6 +215,50 @@ DWORD millisecondsUntil(ChildProcess::Deadline deadline) {
         std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
     return static_cast<DWORD>(
         std::clamp<std::int64_t>(left.count(), 0, std::numeric_limits<int>::max()));
+}
+
+/// A process whose one thread has not run yet.
+struct Suspended {
+    Handle process;
+    Handle thread;
+};
+
+/// Starts `commandLine` with nothing but its ends of the pipes.
+bool startSuspended(const std::wstring& program, std::wstring commandLine, const Pipe& input,
+                    const Pipe& output, ChildRights rights, Suspended& child) {
+    constexpr DWORD kFlags = CREATE_SUSPENDED | CREATE_NO_WINDOW | EXTENDED_STARTUPINFO_PRESENT;
+    StartAttributes attributes({input.childs.get(), output.childs.get()});
+    STARTUPINFOEXW startup{};
+    startup.StartupInfo.cb = sizeof startup;
+    startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
+    startup.StartupInfo.hStdInput = input.childs.get();
+    startup.StartupInfo.hStdOutput = output.childs.get();
+    startup.lpAttributeList = attributes.get();
+    PROCESS_INFORMATION started{};
+    const auto keep = [&](BOOL success) {
+        if (success == 0)
+            return false;
+        child.process = Handle(started.hProcess);
+        child.thread = Handle(started.hThread);
+        return true;
+    };
+    if (!attributes.set())
+        return false;
+    if (rights == ChildRights::Same)
+        return keep(CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE,
+                                   kFlags, nullptr, nullptr, &startup.StartupInfo, &started));
+    const auto least = makeLeastRights();
+    // A restricted form of one's own token can be given away without a privilege.
+    if (!least || !attributes.confine() ||
+        !keep(CreateProcessAsUserW(least->primary.get(), program.c_str(), commandLine.data(),
+                                   nullptr, nullptr, TRUE, kFlags, nullptr, nullptr,
+                                   &startup.StartupInfo, &started)))
+        return false;
+    HANDLE thread = child.thread.get();
+    if (SetThreadToken(&thread, least->starting.get()) != 0)
+        return true;
+    TerminateProcess(child.process.get(), 1);
+    return false;
 }
 
 } // namespace
@@ -224,29 +300,17 @@ bool ChildProcess::start(const std::wstring& path, const std::vector<std::wstrin
     system->input = std::move(input.ours);
     system->output = std::move(output.ours);
 
-    InheritedHandles inherited({input.childs.get(), output.childs.get()});
-    STARTUPINFOEXW startup{};
-    startup.StartupInfo.cb = sizeof startup;
-    startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
-    startup.StartupInfo.hStdInput = input.childs.get();
-    startup.StartupInfo.hStdOutput = output.childs.get();
-    startup.lpAttributeList = inherited.get();
     std::wstring commandLine = quoted(*program);
     for (const std::wstring& argument : arguments)
         commandLine += L' ' + quoted(argument);
-    PROCESS_INFORMATION started{};
-    if (!inherited.set() ||
-        CreateProcessW(program->c_str(), commandLine.data(), nullptr, nullptr, TRUE,
-                       CREATE_SUSPENDED | CREATE_NO_WINDOW | EXTENDED_STARTUPINFO_PRESENT, nullptr,
-                       nullptr, &startup.StartupInfo, &started) == 0)
+    Suspended child;
+    if (!startSuspended(*program, std::move(commandLine), input, output, limits.rights, child))
         return false;
-    const Handle process(started.hProcess);
-    const Handle thread(started.hThread);
-    if (AssignProcessToJobObject(system->job.get(), process.get()) == 0) {
-        TerminateProcess(process.get(), 1);
+    if (AssignProcessToJobObject(system->job.get(), child.process.get()) == 0) {
+        TerminateProcess(child.process.get(), 1);
         return false;
     }
-    if (ResumeThread(thread.get()) == static_cast<DWORD>(-1))
+    if (ResumeThread(child.thread.get()) == static_cast<DWORD>(-1))
         return false; // It ends with its job.
     const std::lock_guard lock(mutex_);
     system_ = std::move(system);

@@ -1,57 +1,47 @@
 #include "platform/Sandbox.h"
 
-#include "platform/windows/Win32.h"
-
-#include <array>
+#include "platform/windows/LeastRights.h"
+#include "platform/windows/TokenInformation.h"
 
 namespace platform {
 
 namespace {
 
-constexpr std::size_t kMostPrivileges = 128;
-
 /// Gives up every privilege of an administrator.
 bool removePrivileges(HANDLE token) {
-    struct {
-        TOKEN_PRIVILEGES list;
-        std::array<LUID_AND_ATTRIBUTES, kMostPrivileges> more;
-    } held{};
-
-    DWORD size = 0;
-    if (GetTokenInformation(token, TokenPrivileges, &held, sizeof held, &size) == 0)
+    TokenInformation<TOKEN_PRIVILEGES> held(token, TokenPrivileges);
+    if (!held)
         return false;
-    for (DWORD i = 0; i < held.list.PrivilegeCount; ++i)
-        held.list.Privileges[i].Attributes = SE_PRIVILEGE_REMOVED;
-    return AdjustTokenPrivileges(token, FALSE, &held.list, 0, nullptr, nullptr) != 0;
+    for (DWORD i = 0; i < held->PrivilegeCount; ++i)
+        held->Privileges[i].Attributes = SE_PRIVILEGE_REMOVED;
+    return AdjustTokenPrivileges(token, FALSE, held.get(), 0, nullptr, nullptr) != 0;
 }
 
-/// From then on nothing that an ordinary program owns can be written to.
-bool lowerIntegrity(HANDLE token) {
-    SID_IDENTIFIER_AUTHORITY authority = SECURITY_MANDATORY_LABEL_AUTHORITY;
-    PSID untrusted = nullptr;
-    if (AllocateAndInitializeSid(&authority, 1, SECURITY_MANDATORY_UNTRUSTED_RID, 0, 0, 0, 0, 0, 0,
-                                 0, &untrusted) == 0)
-        return false;
-    TOKEN_MANDATORY_LABEL label{};
-    label.Label.Attributes = SE_GROUP_INTEGRITY;
-    label.Label.Sid = untrusted;
-    const bool lowered = SetTokenInformation(token, TokenIntegrityLevel, &label,
-                                             sizeof label + GetLengthSid(untrusted)) != 0;
-    FreeSid(untrusted);
-    return lowered;
+/// Where no library for windows is loaded, none can be: the part of the kernel behind it is large.
+/// What the system does not know of this is left out.
+void leaveWindows() {
+    PROCESS_MITIGATION_SYSTEM_CALL_DISABLE_POLICY policy{};
+    policy.DisallowWin32kSystemCalls = 1;
+    if (GetModuleHandleW(L"user32.dll") == nullptr)
+        SetProcessMitigationPolicy(ProcessSystemCallDisablePolicy, &policy, sizeof policy);
 }
 
 } // namespace
 
 bool enterSandbox() {
     // The job that the process was started in allows no others, and bounds its memory and time.
+    // Without the rights that it was lent to start with it could not change its own.
     HANDLE opened = nullptr;
     if (OpenProcessToken(GetCurrentProcess(),
                          TOKEN_QUERY | TOKEN_ADJUST_DEFAULT | TOKEN_ADJUST_PRIVILEGES,
                          &opened) == 0)
         return false;
     const Handle token(opened);
-    return removePrivileges(token.get()) && lowerIntegrity(token.get());
+    if (!removePrivileges(token.get()) ||
+        !setIntegrity(token.get(), SECURITY_MANDATORY_UNTRUSTED_RID) || RevertToSelf() == 0)
+        return false;
+    leaveWindows();
+    return true;
 }
 
 } // namespace platform

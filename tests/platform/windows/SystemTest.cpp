@@ -4,6 +4,8 @@
 #include "platform/ChildProcess.h"
 #include "platform/Device.h"
 #include "platform/Drives.h"
+#include "platform/Sandbox.h"
+#include "platform/windows/TokenInformation.h"
 #include "platform/windows/Volume.h"
 #include "platform/windows/Win32.h"
 #include "tests/platform/Tools.h"
@@ -14,6 +16,8 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstdlib>
+#include <iostream>
 #include <utility>
 
 #include <windows.h>
@@ -101,6 +105,54 @@ TEST(WindowsChildProcess, TalksWithinItsJob) {
     std::array<std::uint8_t, 1> said{};
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     EXPECT_EQ(child.read(said, deadline), said.size());
+}
+
+constexpr const wchar_t* kIsChild = L"ORVANE_TEST_IS_CHILD";
+
+/// What this process still is and may do, once it is in the sandbox; empty when that is little.
+std::string whatIsLeft() {
+    HANDLE opened = nullptr;
+    if (OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, &opened) == 0)
+        return "the thread has no rights to start with; ";
+    CloseHandle(opened);
+    // The system lets no restricted process open its own token, once it is nobody.
+    OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &opened);
+    const Handle token(opened);
+    if (!enterSandbox())
+        return "cannot enter; ";
+    std::string left;
+    if (OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, &opened) != 0)
+        left += "the thread's own rights; ";
+    const TokenInformation<TOKEN_PRIVILEGES> privileges(token.get(), TokenPrivileges);
+    for (DWORD i = 0; i < privileges->PrivilegeCount; ++i) {
+        if ((privileges->Privileges[i].Attributes & SE_PRIVILEGE_ENABLED) != 0)
+            left += "a privilege; ";
+    }
+    const TokenInformation<TOKEN_GROUPS> groups(token.get(), TokenGroups);
+    for (DWORD i = 0; i < groups->GroupCount; ++i) {
+        const auto& [sid, attributes] = groups->Groups[i];
+        if (IsWellKnownSid(sid, WinBuiltinAdministratorsSid) != 0 &&
+            (attributes & SE_GROUP_USE_FOR_DENY_ONLY) == 0)
+            left += "Administrators; ";
+    }
+    return left;
+}
+
+TEST(WindowsSandbox, LeavesMemoryOnly) {
+    if (GetEnvironmentVariableW(kIsChild, nullptr, 0) != 0) {
+        std::cout << "left: " << whatIsLeft() << '.' << std::flush;
+        std::_Exit(0);
+    }
+    std::array<wchar_t, MAX_PATH> program{};
+    GetModuleFileNameW(nullptr, program.data(), program.size());
+    SetEnvironmentVariableW(kIsChild, L"1");
+    ChildProcess child;
+    ASSERT_TRUE(child.start(program.data(), {L"--gtest_filter=WindowsSandbox.*"}, {}));
+    SetEnvironmentVariableW(kIsChild, nullptr);
+    std::vector<std::uint8_t> said(4096);
+    said.resize(child.read(said, std::chrono::steady_clock::now() + std::chrono::seconds(60)));
+    const std::string text(said.begin(), said.end());
+    EXPECT_NE(text.find("left: ."), std::string::npos) << text;
 }
 
 TEST(WindowsDevice, NamesOfWholeDevicesAreToldFromFiles) {
