@@ -59,8 +59,7 @@ OutputDirectory::CreatedFolders::~CreatedFolders() {
 }
 
 void OutputDirectory::refuseHarm(const Source& source, bool replaces, bool isForced) const {
-    const char letter = source.drive().letter;
-    if (platform::isImageFile(toWide(path_), letter))
+    if (platform::isImageFile(toWide(path_), source.drive().letter))
         throw refused(
             QStringLiteral("\"%1\" is the image that is read; name a directory").arg(path_));
     refuseDriveItself(QStringLiteral("the output directory"), path_, source.drive(), isForced,

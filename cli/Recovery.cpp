@@ -1,11 +1,11 @@
 #include "cli/Recovery.h"
 
+#include "cli/CommandError.h"
 #include "cli/Interruption.h"
+#include "cli/reportFormats.h"
 #include "model/counted.h"
 #include "workers/recoveryTexts.h"
 #include "workers/stateTexts.h"
-
-#include <utility>
 
 using End = RecoveryOutcome::End;
 
@@ -21,12 +21,12 @@ void printRemarks(Output& output, const QString& heading, const auto& remarks) {
 
 } // namespace
 
-Recovery::Recovery(Source& source, RecoveryList list, const OutputDirectory& output,
-                   RecoveryWorker::ExistingFile existing, bool keepTimes)
-    : source_(source), output_(output) {
-    worker_.setExistingFile(existing);
-    worker_.setKeepTimes(keepTimes);
-    worker_.init(output_.path(), &source_.volume(), std::move(list));
+Recovery::Recovery(Source& source, const RecoveryList& list, const OutputDirectory& output,
+                   const Options& options)
+    : source_(source), output_(output), list_(list) {
+    worker_.setExistingFile(options.existing);
+    worker_.setKeepTimes(options.keepTimes);
+    worker_.init(output_.path(), &source_.volume(), list);
     QObject::connect(&worker_, &RecoveryWorker::fileReported,
                      [this](const RecoveredFile& file) { onReported(file); });
     QObject::connect(
@@ -37,6 +37,10 @@ Recovery::Recovery(Source& source, RecoveryList list, const OutputDirectory& out
             stopIfAsked();
             showProgress();
         });
+    QObject::connect(&worker_, &RecoveryWorker::working, [this] {
+        stopIfAsked();
+        showProgress();
+    });
     QObject::connect(&worker_, &RecoveryWorker::ended,
                      [this](const RecoveryOutcome& outcome) { outcome_ = outcome; });
     source_.media().setReadHook([this] { onRead(); });
@@ -44,6 +48,13 @@ Recovery::Recovery(Source& source, RecoveryList list, const OutputDirectory& out
 
 Recovery::~Recovery() {
     source_.media().setReadHook({});
+}
+
+void Recovery::reportTo(ReportFile& file) {
+    account_.emplace(source_, list_, output_.path());
+    file.reserve(account_->forecastBytes());
+    reportFile_ = &file;
+    worker_.setHashing(true);
 }
 
 void Recovery::run() {
@@ -59,6 +70,8 @@ void Recovery::onRead() {
 }
 
 void Recovery::onReported(const RecoveredFile& file) {
+    if (account_)
+        account_->add(file);
     lastName_ = file.path.mid(file.path.lastIndexOf(u'/') + 1);
     const QString text = remarkOn(file);
     if (!text.isEmpty())
@@ -109,8 +122,22 @@ void Recovery::report(Output& output) const {
                                     "may be lost:"));
     for (const QString& path : outcome_.inDoubt)
         output.print(QStringLiteral("  ") + path);
+    if (!reportPath_.isEmpty())
+        output.print(QStringLiteral("The report is in \"%1\".").arg(reportPath_));
     output.flush();
     printReasonForEnd();
+}
+
+void Recovery::writeReport() {
+    if (!account_)
+        return;
+    account_->finish(outcome_);
+    try {
+        ::writeReport(*account_, *reportFile_);
+        reportPath_ = reportFile_->finish();
+    } catch (const CommandError& error) {
+        printError(error.message);
+    }
 }
 
 /// Nothing while all is as it was.
@@ -161,6 +188,8 @@ ExitCode Recovery::exitCode() const {
     case End::OutputUnwritable:
         return ExitCode::OutputRefused;
     }
+    if (account_ && reportPath_.isEmpty())
+        return ExitCode::OutputRefused;
     const bool all = failures_.empty() && outcome_.complete == outcome_.files;
     return all ? ExitCode::Done : ExitCode::SomeFailed;
 }

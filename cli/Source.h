@@ -25,6 +25,11 @@ public:
 
     [[nodiscard]] const platform::Drive& drive() const { return drive_; }
 
+    /// As Windows names it: what was scanned, or what the drive says; empty when nothing tells.
+    [[nodiscard]] QString fileSystem() const {
+        return QString::fromStdString(session_.fileSystem());
+    }
+
     /// The image file's path; empty when it is no image.
     [[nodiscard]] QString imagePath() const;
 

@@ -5,10 +5,11 @@
 #include "cli/OutputDirectory.h"
 #include "cli/Picks.h"
 #include "cli/Recovery.h"
+#include "cli/ReportFile.h"
 #include "cli/Source.h"
 #include "workers/promiseTexts.h"
 
-#include <utility>
+#include <optional>
 
 namespace {
 
@@ -19,6 +20,7 @@ const QString kId = QStringLiteral("id");
 const QString kPath = QStringLiteral("path");
 const QString kOverwrite = QStringLiteral("overwrite");
 const QString kForceOutput = QStringLiteral("force-output");
+const QString kReport = QStringLiteral("report");
 const QString kKeepTimes = QStringLiteral("keep-times");
 
 Picks picksIn(const QCommandLineParser& parser) {
@@ -54,6 +56,11 @@ void addOptions(QCommandLineParser& parser) {
          QStringLiteral("Write to DIR even where it is not known which drive that is. "
                         "Make sure that it is not the one read.")},
         {kKeepTimes, QStringLiteral("Give the files their former times of modification.")},
+        {kReport,
+         QStringLiteral(
+             "Also write what was recovered, from where and with SHA-256, to FILE, whose "
+             "name ends in .html, .csv or .json. It must not exist."),
+         QStringLiteral("FILE")},
     });
     Source::addOptions(parser);
     Filters::addOptions(parser);
@@ -65,21 +72,29 @@ ExitCode run(const QCommandLineParser& parser) {
     const Filters filters(parser);
     const Picks picks = picksIn(parser);
     const bool overwrite = parser.isSet(kOverwrite);
+    std::optional<ReportFile> report;
+    if (parser.isSet(kReport))
+        report.emplace(parser.value(kReport));
 
     Source source(parser);
     const OutputDirectory directory(parser.value(kTo), source, overwrite,
                                     parser.isSet(kForceOutput));
+    if (report)
+        report->check(source, parser.isSet(kForceOutput));
     filters.install(source.tree());
     source.scan();
     const kova::ZTreeListing listing(source.tree());
-    RecoveryList list = picks.listOf(listing, Selection(listing, filters, source.volume()));
+    const RecoveryList list = picks.listOf(listing, Selection(listing, filters, source.volume()));
     const QString warning = warningOfPromise(promisedBytes(list), source.drive().sizeBytes);
     if (!warning.isEmpty())
         printError(warning);
-    Recovery recovery(source, std::move(list), directory,
-                      overwrite ? ExistingFile::Replace : ExistingFile::KeepBoth,
-                      parser.isSet(kKeepTimes));
+    Recovery recovery(
+        source, list, directory,
+        {overwrite ? ExistingFile::Replace : ExistingFile::KeepBoth, parser.isSet(kKeepTimes)});
+    if (report)
+        recovery.reportTo(*report);
     recovery.run();
+    recovery.writeReport();
     Output output;
     recovery.report(output);
     return recovery.exitCode();

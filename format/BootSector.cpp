@@ -1,10 +1,12 @@
 #include "format/BootSector.h"
 
 #include "format/BiosParameterBlock.h"
+#include "format/LittleEndian.h"
 
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cstdio>
 #include <string_view>
 
 namespace format {
@@ -15,6 +17,14 @@ constexpr std::size_t kSystemId = 3; // 8 bytes
 
 // exFAT keeps its sector size as a power of two.
 constexpr std::size_t kExfatSectorShift = 108; // u8
+
+// Serial numbers. On FAT the byte before says whether there is one.
+constexpr std::size_t kNtfsSerial = 72;   // u64
+constexpr std::size_t kExfatSerial = 100; // u32
+constexpr std::size_t kFat32Serial = 67;  // u32
+constexpr std::size_t kFat16Serial = 39;  // u32
+constexpr std::uint8_t kSerialFollows = 0x28;
+constexpr std::uint8_t kSerialAndLabelFollow = 0x29;
 
 constexpr std::string_view kNtfsId = "NTFS    ";
 constexpr std::string_view kExfatId = "EXFAT   ";
@@ -70,6 +80,29 @@ std::optional<VolumeFormat> identifyVolume(std::span<const std::uint8_t> bytes) 
     if (isFat(block, sectorSize))
         return VolumeFormat{block.fatSectors16 == 0 ? "FAT32" : "FAT", sectorSize};
     return std::nullopt;
+}
+
+std::string volumeSerial(std::span<const std::uint8_t> bytes) {
+    const std::optional<VolumeFormat> volume = identifyVolume(bytes);
+    if (!volume)
+        return {};
+    std::array<char, 20> text{};
+    const std::string_view fileSystem = volume->fileSystem;
+    if (fileSystem == "NTFS") {
+        std::snprintf(
+            text.data(), text.size(), "%016llX",
+            static_cast<unsigned long long>(loadLe<std::uint64_t>(bytes.data() + kNtfsSerial)));
+        return text.data();
+    }
+    const bool isExfat = fileSystem == "exFAT";
+    const std::size_t offset =
+        isExfat ? kExfatSerial : (fileSystem == "FAT32" ? kFat32Serial : kFat16Serial);
+    const std::uint8_t mark = bytes[offset - 1];
+    if (!isExfat && mark != kSerialFollows && mark != kSerialAndLabelFollow)
+        return {};
+    const auto serial = loadLe<std::uint32_t>(bytes.data() + offset);
+    std::snprintf(text.data(), text.size(), "%04X-%04X", serial >> 16, serial & 0xFFFFU);
+    return text.data();
 }
 
 std::optional<VolumeFormat>

@@ -5,6 +5,7 @@
 #include <functional>
 #include <optional>
 #include <span>
+#include <string>
 
 namespace format {
 
@@ -28,5 +29,9 @@ struct VolumeFormat {
 [[nodiscard]] std::optional<VolumeFormat>
 identifyByCopy(const std::function<bool(std::uint64_t, std::span<std::uint8_t>)>& read,
                std::uint64_t length);
+
+/// The serial number that formatting gave a volume, from its first `kBootSectorBytes`, as systems
+/// show it: "1A2B-3C4D", on NTFS 16 hexadecimal digits. Empty when there is none.
+[[nodiscard]] std::string volumeSerial(std::span<const std::uint8_t> bytes);
 
 } // namespace format

@@ -1,10 +1,9 @@
 #include "format/JsonLine.h"
 
-#include "format/FileTime.h"
 #include "format/WideText.h"
+#include "format/isoTime.h"
 
 #include <array>
-#include <chrono>
 #include <cstdio>
 
 namespace format {
@@ -15,10 +14,6 @@ constexpr char16_t kFirstPrintable = 0x20;
 constexpr char16_t kFirstSurrogate = 0xD800;
 constexpr char16_t kFirstLowSurrogate = 0xDC00;
 constexpr char16_t kLastSurrogate = 0xDFFF;
-
-/// The first moment that is no longer written with four digits of the year.
-constexpr auto kEndOfTimes =
-    std::chrono::sys_days(std::chrono::year(10000) / std::chrono::January / 1);
 
 bool isHalfOfPair(std::u16string_view units, std::size_t at) {
     const char16_t unit = units[at];
@@ -82,22 +77,14 @@ JsonLine& JsonLine::add(const char* key, std::span<const std::uint64_t> numbers)
 
 JsonLine& JsonLine::addTime(const char* key, std::int64_t fileTime) {
     addKey(key);
-    const FileTimeTicks ticks(fileTime);
-    if (fileTime <= 0 || ticks >= kEndOfTimes - kFileTimeEpoch) {
-        text_ += "null";
-        return *this;
-    }
-    const auto days = std::chrono::duration_cast<std::chrono::days>(ticks);
-    const std::chrono::year_month_day date(kFileTimeEpoch + days);
-    const std::chrono::hh_mm_ss time(ticks - days);
-    std::array<char, 64> formatted{};
-    std::snprintf(formatted.data(), formatted.size(), "\"%04d-%02u-%02uT%02d:%02d:%02d.%07dZ\"",
-                  static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
-                  static_cast<unsigned>(date.day()), static_cast<int>(time.hours().count()),
-                  static_cast<int>(time.minutes().count()),
-                  static_cast<int>(time.seconds().count()),
-                  static_cast<int>(time.subseconds().count()));
-    text_ += formatted.data();
+    const std::string time = isoTime(fileTime);
+    text_ += time.empty() ? "null" : '"' + time + '"';
+    return *this;
+}
+
+JsonLine& JsonLine::addJson(const char* key, std::string_view json) {
+    addKey(key);
+    text_ += json;
     return *this;
 }
 

@@ -23,6 +23,9 @@ public:
     /// for 0, and for what is no date between the years 1601 and 9999.
     JsonLine& addTime(const char* key, std::int64_t fileTime);
 
+    /// A value that is JSON already.
+    JsonLine& addJson(const char* key, std::string_view json);
+
     /// The object, without a line end.
     [[nodiscard]] std::string text() const { return text_ + '}'; }
 

@@ -2,10 +2,13 @@
 
 #include "engine/ExtractReport.h"
 #include "engine/FileState.h"
+#include "engine/ZTreeListing.h"
 #include "engine/types.h"
 
+#include <QByteArray>
 #include <QString>
 
+#include <cstddef>
 #include <optional>
 
 /// What came of one file of a recovery, or of a folder that could not be created.
@@ -18,7 +21,8 @@ struct RecoveredFile {
         OutputFull,   ///< The output drive has no room left for it.
     };
 
-    QString path; ///< Where it was written, or would have been.
+    std::size_t entry = kova::ZTreeListing::kNone; ///< Its index in the listing.
+    QString path;                                  ///< Where it was written, or would have been.
     bool isFolder = false;
     std::optional<Problem> problem;
     QString detail; ///< The system's own words for the problem, if it had any.
@@ -29,6 +33,8 @@ struct RecoveredFile {
     kova::uint64 unreadableSectors = 0; ///< Zeros stand in their place.
     kova::ExtractReport report;
     kova::FileState state;
+    /// SHA-256 of what was written, 32 bytes, if it was asked for and the file is there.
+    QByteArray sha256;
 
     /// Whether other files hold some of what it was, so that what was written is not all its own.
     [[nodiscard]] bool isOverwritten() const {

@@ -53,10 +53,12 @@ private:
     using End = RecoveryOutcome::End;
 
     std::size_t recoverEntry(std::size_t index);
-    bool enterFolder(const ZFileTreeNode& node);
-    void recoverFile(const ZFileTreeNode& node);
+    bool enterFolder(const ZFileTreeNode& node, std::size_t index = ZTreeListing::kNone);
+    void recoverFile(std::size_t index);
     void write(const ZFileTreeNode& node, OutputStream& stream, RecoveredFile& file);
     void extract(const ZFileTreeNode& node, OutputStream& stream, RecoveredFile& file);
+    void hash(OutputStream& stream, RecoveredFile& file);
+    void abandonIfInterrupted(OutputStream& stream);
     void close(OutputStream& stream, RecoveredFile& file);
     void report(const RecoveredFile& file);
     void syncIfDue(const RecoveredFile& file);
@@ -122,10 +124,10 @@ std::size_t RecoveryWorker::Run::recoverEntry(std::size_t index) {
     for (; !entered_.empty() && entered_.back() != entry.parent; entered_.pop_back())
         output_.leave();
     if (!entry.node->isDirectory) {
-        recoverFile(*entry.node);
+        recoverFile(index);
         return index + 1;
     }
-    if (!enterFolder(*entry.node))
+    if (!enterFolder(*entry.node, index))
         return entry.end;
     entered_.push_back(index);
     return index + 1;
@@ -144,13 +146,15 @@ void RecoveryWorker::Run::endWith(End end, QString detail) {
     throw StoppedException();
 }
 
-bool RecoveryWorker::Run::enterFolder(const ZFileTreeNode& node) {
+/// `index`: of the node in the listing, if that has it.
+bool RecoveryWorker::Run::enterFolder(const ZFileTreeNode& node, std::size_t index) {
     output_.choose(node.name, OutputName::Kind::Folder);
     qCDebug(recoveryLog).noquote().nospace() << "Creating directory " << outputPath();
     if (output_.enter())
         return true;
     qCDebug(recoveryLog) << "failed to create dir";
     RecoveredFile folder;
+    folder.entry = index;
     folder.path = outputPath();
     folder.isFolder = true;
     failToCreate(folder);
@@ -159,12 +163,19 @@ bool RecoveryWorker::Run::enterFolder(const ZFileTreeNode& node) {
     return false;
 }
 
-void RecoveryWorker::Run::recoverFile(const ZFileTreeNode& node) {
+void RecoveryWorker::Run::recoverFile(std::size_t index) {
+    const ZFileTreeNode& node = *list_.listing->entries()[index].node;
     output_.choose(node.name, OutputName::Kind::File);
     qCDebug(recoveryLog).noquote().nospace() << "Recovering " << outputPath();
     emit worker_.fileStarted(outputPath(), worker_.processedFiles + 1, worker_.totalFiles);
-    OutputStream stream([this] { return worker_.interrupted_ || (endsEarly_ && isSourceGone()); });
+    OutputStream stream([this] {
+        emit worker_.working();
+        return worker_.interrupted_ || (endsEarly_ && isSourceGone());
+    });
+    if (worker_.hashes_)
+        stream.keepHash();
     RecoveredFile file;
+    file.entry = index;
     file.size = node.size;
     if (mayFit(node))
         write(node, stream, file);
@@ -243,6 +254,8 @@ void RecoveryWorker::Run::write(const ZFileTreeNode& node, OutputStream& stream,
     file.writtenBytes = std::min(stream.writtenEnd(), std::max<int64>(node.size, 0));
     if (file.problem)
         qCDebug(recoveryLog) << "failed to recover";
+    if (worker_.hashes_)
+        hash(stream, file);
     if (worker_.keepTimes_ && node.modificationTime != 0)
         stream.file().setModificationTime(node.modificationTime);
 }
@@ -258,11 +271,8 @@ void RecoveryWorker::Run::extract(const ZFileTreeNode& node, OutputStream& strea
         extracted = false;
     }
 
-    if (!extracted && worker_.interrupted_) {
-        stream.file().close();
-        output_.discard();
-        throwIfStopped();
-    }
+    if (!extracted)
+        abandonIfInterrupted(stream);
     file.report = worker_.vol->extractReport();
     if (media_ != nullptr)
         file.unreadableSectors = media_->unreadableSectors() - unreadable;
@@ -277,6 +287,23 @@ void RecoveryWorker::Run::extract(const ZFileTreeNode& node, OutputStream& strea
         file.problem = Problem::Unreadable;
     if (media_ != nullptr && (file.unreadableSectors > 0 || (file.problem && isSourceGone())))
         file.detail = toQString(media_->errorText());
+}
+
+/// A file that the user does not want to wait for is as if it had not been begun.
+void RecoveryWorker::Run::abandonIfInterrupted(OutputStream& stream) {
+    if (!worker_.interrupted_)
+        return;
+    stream.file().close();
+    output_.discard();
+    throwIfStopped();
+}
+
+void RecoveryWorker::Run::hash(OutputStream& stream, RecoveredFile& file) {
+    try {
+        file.sha256 = stream.sha256();
+    } catch (const OutputStream::Interrupted&) {
+        abandonIfInterrupted(stream);
+    }
 }
 
 /// Closes the output file. Some drives say only then that they could not take all of it, and most
@@ -304,6 +331,7 @@ void RecoveryWorker::Run::failToWrite(const OutputStream& stream, RecoveredFile&
 void RecoveryWorker::Run::makeRoom(RecoveredFile& file) {
     outcome_.end = End::OutputFull;
     output_.discard();
+    file.sha256.clear();
     const auto written = static_cast<uint64>(std::exchange(file.writtenBytes, 0));
     if (written == 0)
         return;
@@ -362,6 +390,10 @@ void RecoveryWorker::setExistingFile(ExistingFile policy) {
 
 void RecoveryWorker::setKeepTimes(bool keep) {
     keepTimes_ = keep;
+}
+
+void RecoveryWorker::setHashing(bool hashes) {
+    hashes_ = hashes;
 }
 
 void RecoveryWorker::interrupt() noexcept {

@@ -48,6 +48,9 @@ public:
     /// unless set.
     void setKeepTimes(bool keep);
 
+    /// Before `start`: whether the SHA-256 of each file written is reckoned. Off unless set.
+    void setHashing(bool hashes);
+
     /// Asks for a stop at once, in the middle of a file too, whose output is then removed if this
     /// run created it, and which does not count as attempted. For good, and before `start` too.
     /// May be called from any thread and from a signal handler.
@@ -87,6 +90,9 @@ signals:
     /// Comes before the `fileFinished` of every file, and for a folder as `fileFailed` does.
     void fileReported(RecoveredFile file);
 
+    /// Comes often while a file is written or read back.
+    void working();
+
     /// Comes before `finished`.
     void ended(RecoveryOutcome outcome);
 
@@ -105,5 +111,6 @@ private:
     RecoveryList list_;
     ExistingFile existingFile_ = ExistingFile::Open;
     bool keepTimes_ = false;
+    bool hashes_ = false;
     std::atomic<bool> interrupted_{false};
 };

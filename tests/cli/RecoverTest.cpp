@@ -5,6 +5,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <QCryptographicHash>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
 #include <algorithm>
 #include <csignal>
 
@@ -156,6 +161,39 @@ TEST_F(RecoverTest, ExistingFilesAreKeptUnlessToBeOverwritten) {
 
     ASSERT_EQ(::stat((out / "orphan").c_str(), &status), 0);
     EXPECT_LT(status.st_mtime, 0) << "the volume says the year 1601";
+}
+
+TEST_F(RecoverTest, ReportsWhatWasWrittenAndFromWhere) {
+    NtfsBuilder builder;
+    builder.directory(30, kRoot, u"<b>&", true)
+        .deletedFile(40, 30, u"=1+\"x\",\n", "resident")
+        .deletedFile(41, kRoot, std::u16string{u'a', 0xD800, 0x202E}, "resident");
+    write(image, builder.build());
+    std::map<std::string, std::string> reports;
+    for (const std::string suffix : {".json", ".csv", ".html"}) {
+        const fs::path report = out / ("report" + suffix);
+        const Result result = recover({"--report", report.string()});
+        EXPECT_EQ(result.code, 0) << result.err;
+        reports[suffix] = contentOf(report);
+        EXPECT_EQ(recover({"--report", report.string(), "--overwrite"}).code, 4);
+        EXPECT_EQ(contentOf(report), reports[suffix]);
+    }
+    const QJsonObject json =
+        QJsonDocument::fromJson(QByteArray::fromStdString(reports[".json"])).object();
+    const QJsonArray files = json["files"].toArray();
+    ASSERT_EQ(files.size(), 2) << reports[".json"];
+    const QByteArray sha = QCryptographicHash::hash("resident", QCryptographicHash::Sha256).toHex();
+    for (const QJsonValue file : files)
+        EXPECT_EQ(file["sha256"].toString().toLatin1(), sha);
+    EXPECT_EQ(contentOf(out / files[1]["path"].toString().toStdString()), "resident");
+    EXPECT_EQ(files[1]["name"].toString(), QStringLiteral("=1+\"x\",\n"));
+    EXPECT_THAT(reports[".json"], HasSubstr("a\\uD800"));
+    EXPECT_THAT(reports[".csv"], HasSubstr("\"'=1+\"\"x\"\",\n\",<b>&,8,8," + sha.toStdString()));
+    EXPECT_THAT(reports[".html"],
+                HasSubstr("<td>=1+&quot;x&quot;,[U+000A]</td><td>&lt;b&gt;&amp;"));
+    EXPECT_THAT(reports[".html"], HasSubstr("<td>a[U+D800][U+202E]</td>"));
+
+    EXPECT_EQ(run({"recover", "not there", "--to", "x", "--report", "report.txt"}).code, 2);
 }
 
 TEST_F(RecoverTest, RefusesAnOutputThatCannotBeOrMustNotBe) {
