@@ -267,6 +267,45 @@ TEST_F(RecoverTest, GivesWhatASavedSearchHasFoundWithoutSearching) {
     EXPECT_THAT(result.err, HasSubstr("is damaged"));
 }
 
+/// A drive that hangs in the middle of a search: Ctrl-C is heard, and what was found is kept.
+TEST_F(RecoverTest, KeepsWhatASearchHasFoundOnADriveThatHangs) {
+    const fs::path mount = dir / "mount";
+    const fs::path saved = dir / "found.jsonl";
+    image = mount / "drive.img";
+    fs::create_directory(mount);
+    platform::test::makeNtfs(dir / "outer", 5ULL << 30);
+    QProcess server;
+    server.start(QStringLiteral("ntfs-3g"), {QStringLiteral("-o"), QStringLiteral("no_detach"),
+                                             QString::fromStdString((dir / "outer").string()),
+                                             QString::fromStdString(mount.string())});
+    for (int i = 0; i < 100 && !succeeds("mountpoint -q '" + mount.string() + "'"); ++i)
+        server.waitForFinished(20);
+    if (!succeeds("mountpoint -q '" + mount.string() + "'"))
+        GTEST_SKIP() << "no FUSE here";
+    const auto pictures = fs::path(ORVANE_SOURCE_DIR) / "tests" / "pictures";
+    fs::copy_file(pictures / "small.png", image);
+    fs::resize_file(image, 4ULL << 30);
+    QProcess search;
+    start(search, {"scan", image.string(), "--deep", "--save", saved.string()});
+    while (search.state() != QProcess::NotRunning && !fs::exists(saved))
+        search.waitForFinished(5);
+    search.waitForFinished(300); // So that it has come to something.
+    const auto daemon = static_cast<pid_t>(server.processId());
+    ::kill(daemon, SIGSTOP);
+    search.waitForFinished(300);
+    ::kill(static_cast<pid_t>(search.processId()), SIGINT);
+    EXPECT_TRUE(search.waitForFinished(10'000)) << "it waits for the drive";
+    ::kill(daemon, SIGCONT);
+    const Result stopped = waitFor(search);
+    EXPECT_EQ(stopped.code, 130) << stopped.err;
+    EXPECT_THAT(stopped.err, HasSubstr("what was found is kept in \"" + saved.string()));
+    const Result found = run({"scan", image.string(), "--from", saved.string(), "--list"});
+    EXPECT_THAT(found.out, HasSubstr("PNG/00001.png"));
+    EXPECT_THAT(found.err, HasSubstr("was broken off"));
+    succeeds("umount '" + mount.string() + "'");
+    server.waitForFinished();
+}
+
 /// The output lies on a thin volume: what is written is taken, and lost when it is written back.
 TEST_F(RecoverTest, SaysWhatTheOutputDriveHasLost) {
     FatBuilder builder({.sectorsPerCluster = 4});

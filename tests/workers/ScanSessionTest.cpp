@@ -1,0 +1,63 @@
+// Searches of drives that fail.
+#include "workers/ScanSession.h"
+#include "engine/ZMemoryStream.h"
+#include "tests/platform/Tools.h"
+#include "tests/support/TestMedia.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+
+namespace {
+
+namespace fs = std::filesystem;
+using kova::test::TestMedia;
+
+constexpr std::size_t kStretch = std::size_t{8} << 20;
+
+/// A picture at the beginning of each of three stretches, each longer than what is read at once.
+std::vector<kova::uint8> drive(const std::string& picture) {
+    std::vector<kova::uint8> bytes(3 * kStretch);
+    for (std::size_t i = 0; i < 3; ++i)
+        std::copy(picture.begin(), picture.end(),
+                  bytes.begin() + static_cast<std::ptrdiff_t>(i * kStretch));
+    return bytes;
+}
+
+/// Unplugged during a search: it ends, says so, and has and keeps what it found until then.
+TEST(SearchOfADrive, KeepsWhatItFoundUntilTheDriveWasUnplugged) {
+    const std::string picture =
+        platform::test::contentOf(fs::path(ORVANE_SOURCE_DIR) / "tests/pictures/small.png");
+    constexpr std::size_t kPictures = 3;
+    std::size_t mostFound = 0;
+    for (int requests = 0; mostFound < kPictures; ++requests) {
+        auto media = std::make_unique<TestMedia>(drive(picture));
+        media->unplugAfter(requests);
+        ScannedVolume scanned;
+        scanned.setMedia(std::move(media));
+        scanned.setTree(std::make_unique<kova::ZFileTree>());
+        ScanSession session(kova::ScanOptions::today(), std::move(scanned));
+        std::optional<kova::SavedSearch> kept;
+        kova::SearchKeeping keeping;
+        keeping.keep = [&kept](const kova::SavedSearch& saved) { kept = saved; };
+        const bool reachedEnd = session.search({}, std::move(keeping));
+        EXPECT_EQ(session.end(), reachedEnd ? ScanSession::End::Done : ScanSession::End::Removed);
+        std::size_t found = 0;
+        for (const auto& [id, node] : session.tree().allNodes()) {
+            if (node.isDirectory)
+                continue;
+            EXPECT_EQ(node.size, static_cast<kova::int64>(picture.size()));
+            EXPECT_EQ(session.volume()->placeOf(node).front().start % kStretch, 0U);
+            ++found;
+        }
+        EXPECT_GE(found, mostFound) << requests;
+        mostFound = found;
+        ASSERT_TRUE(kept);
+        EXPECT_EQ(kept->content.finds.size(), found);
+        EXPECT_EQ(kept->searched == 3 * kStretch, reachedEnd);
+        ASSERT_LT(requests, 100);
+    }
+}
+
+} // namespace
