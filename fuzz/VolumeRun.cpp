@@ -6,10 +6,15 @@
 #include "engine/fat/ZFatVolume.h"
 #include "engine/ntfs/ZNtfsVolume.h"
 #include "engine/search/ZDeepSearch.h"
+#include "engine/search/savedSearchLines.h"
 #include "tests/support/TestMedia.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
+#include <optional>
+#include <string>
+#include <utility>
 
 namespace kova::fuzz {
 
@@ -61,6 +66,20 @@ void listAll(ZFileTree& tree) {
     }
 }
 
+std::string linesOf(const SavedSearch& search) {
+    std::string lines;
+    writeLines(search, [&lines](std::string_view line) { lines += line; });
+    return lines;
+}
+
+void search(ZCustomMedia& media, SearchKeeping keeping, ZFileTree& tree) {
+    ZDeepSearch search(&media, nullptr);
+    search.setKeeping(std::move(keeping));
+    search.scan(&tree);
+    listAll(tree);
+    extractAll(search, tree);
+}
+
 template <typename Volume>
 void run(std::span<const uint8> image) {
     test::TestMedia media({image.begin(), image.end()});
@@ -102,11 +121,32 @@ void runExFat(std::span<const uint8> image) {
 
 void runSearch(std::span<const uint8> image) {
     test::TestMedia media({image.begin(), image.end()});
-    ZDeepSearch search(&media, nullptr);
+    std::string kept;
+    SearchKeeping keeping;
+    keeping.volume = SearchedVolume::of(media, {});
+    keeping.keep = [&kept](const SavedSearch& saved) { kept = linesOf(saved); };
     ZFileTree tree;
-    search.scan(&tree);
-    listAll(tree);
-    extractAll(search, tree);
+    search(media, std::move(keeping), tree);
+
+    std::optional<SavedSearch> saved = readLines(kept);
+    check(saved && linesOf(*saved) == kept);
+    ZFileTree again;
+    search(media, {{}, std::move(saved), false, {}}, again);
+    check(std::ranges::equal(tree.allNodes(), again.allNodes(), [](const auto& a, const auto& b) {
+        return a.first == b.first && a.second.name == b.second.name &&
+               a.second.size == b.second.size && a.second.parentId == b.second.parentId;
+    }));
+}
+
+void runSavedSearch(ZCustomMedia& media, std::string_view text) {
+    std::optional<SavedSearch> saved = readLines(text);
+    // A program compares all that tells volumes apart.
+    if (!saved || saved->volume.bytes != media.sizeBytes())
+        return;
+    for (const bool readsOn : {false, true}) {
+        ZFileTree tree;
+        search(media, {saved->volume, saved, readsOn, {}}, tree);
+    }
 }
 
 } // namespace kova::fuzz

@@ -3,6 +3,7 @@
 #include "engine/ZVolume.h"
 
 #include <span>
+#include <string_view>
 
 namespace kova::fuzz {
 
@@ -15,6 +16,10 @@ void runFat(std::span<const uint8> image);
 void runExFat(std::span<const uint8> image);
 
 /// Searches the whole image for what is left of any volume, and does the same with what it finds.
+/// Aborts when what is kept of the search does not come to the same.
 void runSearch(std::span<const uint8> image);
+
+/// Goes on with the search that a text tells of, if it may be one of this media.
+void runSavedSearch(ZCustomMedia& media, std::string_view text);
 
 } // namespace kova::fuzz

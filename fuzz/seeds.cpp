@@ -1,8 +1,11 @@
-// Writes the fuzzers' seeds: fuzz_seeds NTFS_FOLDER FAT_FOLDER EXFAT_FOLDER PACKED_SAMPLES
-// [NTFS_IMAGE...] The NTFS images are copied with every record from the first user record on marked
-// free, so that a scan finds them.
+// Writes the fuzzers' seeds: fuzz_seeds NTFS_FOLDER FAT_FOLDER EXFAT_FOLDER SEARCH_FOLDER
+// PACKED_SAMPLES [NTFS_IMAGE...] The NTFS images are copied with every record from the first user
+// record on marked free, so that a scan finds them.
 
 #include "engine/ntfs/NtfsLayout.h"
+#include "engine/search/ZDeepSearch.h"
+#include "engine/search/savedSearchLines.h"
+#include "fuzz/SearchedDrive.h"
 #include "tests/support/ExFatBuilder.h"
 #include "tests/support/FatBuilder.h"
 #include "tests/support/NtfsBuilder.h"
@@ -127,18 +130,39 @@ Bytes builtExFat(const test::ExFatShape& shape) {
     return builder.bytes();
 }
 
+/// What is kept of a search that has come to `requests` requests, without the line that vouches
+/// for it.
+Bytes savedSearch(int requests) {
+    test::TestMedia media = fuzz::searchedDrive();
+    SearchKeeping keeping;
+    keeping.volume = SearchedVolume::of(media, {});
+    std::string lines;
+    keeping.keep = [&lines](const SavedSearch& saved) {
+        lines.clear();
+        writeLines(saved, [&lines](std::string_view line) { lines += line; });
+    };
+    media.unplugAfter(requests);
+    ZDeepSearch search(&media, nullptr);
+    search.setKeeping(std::move(keeping));
+    ZFileTree tree;
+    search.scan(&tree);
+    lines.resize(lines.rfind('\n', lines.size() - 2) + 1);
+    return {lines.begin(), lines.end()};
+}
+
 } // namespace
 
 int main(int count, char** arguments) {
-    if (count < 5) {
-        std::cerr << "usage: fuzz_seeds NTFS_FOLDER FAT_FOLDER EXFAT_FOLDER PACKED_SAMPLES "
-                     "[NTFS_IMAGE...]\n";
+    if (count < 6) {
+        std::cerr << "usage: fuzz_seeds NTFS_FOLDER FAT_FOLDER EXFAT_FOLDER SEARCH_FOLDER "
+                     "PACKED_SAMPLES [NTFS_IMAGE...]\n";
         return 2;
     }
     const fs::path ntfsFolder = arguments[1];
     const fs::path fatFolder = arguments[2];
     const fs::path exFatFolder = arguments[3];
-    const fs::path packed = arguments[4];
+    const fs::path searchFolder = arguments[4];
+    const fs::path packed = arguments[5];
     save(ntfsFolder / "built.img", builtNtfs());
     save(ntfsFolder / "xpress.img", builtPacked(load(packed / "xpress4k"), 0));
     save(ntfsFolder / "lzx.img", builtPacked(load(packed / "lzx"), 1));
@@ -146,7 +170,9 @@ int main(int count, char** arguments) {
     save(fatFolder / "built16.img", builtFat(FatType::Fat16, 0));
     save(exFatFolder / "built.img", builtExFat({.clusterBytes = 512, .clusters = 300}));
     save(exFatFolder / "builtTexFat.img", builtExFat({.clusters = 40, .fats = 2}));
-    for (int i = 5; i < count; ++i) {
+    save(searchFolder / "all.jsonl", savedSearch(-1));
+    save(searchFolder / "begun.jsonl", savedSearch(3));
+    for (int i = 6; i < count; ++i) {
         Bytes image = load(arguments[i]);
         test::freeRecords(image);
         save(ntfsFolder / fs::path(arguments[i]).filename(), image);

@@ -105,7 +105,7 @@ bool DirectoryEntry::isDefined() const {
     switch (kind()) {
     case kBitmap:
     case kUpcaseTable:
-    case 0x03: // the volume's label
+    case kLabel:
     case kFile:
     case 0x20: // the volume's GUID
     case 0x21: // padding of TexFAT
@@ -164,6 +164,16 @@ void appendUnits(DirectoryEntry entry, std::size_t length, std::u16string& name)
     for (std::size_t i = 0; i < units.size(); ++i)
         units[i] = loadLe<char16_t>(entry.bytes() + 2 + 2 * i);
     name.append(units.data(), std::min(units.size(), length - std::min(length, name.size())));
+}
+
+std::optional<std::u16string> labelIn(DirectoryEntry entry) {
+    constexpr std::size_t kMostUnits = 11;
+    const std::size_t units = entry.bytes()[1];
+    if (entry.kind() != DirectoryEntry::kLabel || units == 0 || units > kMostUnits)
+        return std::nullopt;
+    std::u16string label;
+    appendUnits(entry, units, label);
+    return label;
 }
 
 uint16 setChecksum(std::span<const uint8> set) {

@@ -68,6 +68,7 @@ public:
     static constexpr uint8 kEnd = 0x00; ///< Only as a whole type: no entry from here on was used.
     static constexpr uint8 kBitmap = 0x01;
     static constexpr uint8 kUpcaseTable = 0x02;
+    static constexpr uint8 kLabel = 0x03;
     static constexpr uint8 kFile = 0x05;
     static constexpr uint8 kStream = 0x40;
     static constexpr uint8 kName = 0x41;
@@ -140,6 +141,10 @@ inline constexpr std::size_t kNameUnits = 15;
 
 /// Appends the units of a name entry to a name that is to have `length` units in the end.
 void appendUnits(DirectoryEntry entry, std::size_t length, std::u16string& name);
+
+/// The label in an entry of the root directory for it (1, 1: its UTF-16 units, 2, 22: these);
+/// nothing when it is no such entry, or has none.
+[[nodiscard]] std::optional<std::u16string> labelIn(DirectoryEntry entry);
 
 /// The checksum of an entry set, whole entries, as it was while in use.
 [[nodiscard]] uint16 setChecksum(std::span<const uint8> set);

@@ -14,4 +14,10 @@ struct FormerVolume {
     std::unique_ptr<ZVolume> volume;
 };
 
+/// The title for files of a former volume of this kind; `label` is empty when it is not known.
+[[nodiscard]] inline std::wstring formerTitle(const wchar_t* kind, const std::wstring& label) {
+    std::wstring title = std::wstring(L"Found on the former ") + kind + L" volume";
+    return label.empty() ? title : title + L" " + label;
+}
+
 } // namespace kova

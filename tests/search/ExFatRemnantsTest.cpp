@@ -33,6 +33,13 @@ struct Former {
 Former formerVolume() {
     Former former;
     ExFatBuilder builder;
+    const std::vector<uint8> label = {0x83, 4, 'C', 0, 'A', 0, 'R', 0, 'D', 0};
+    std::vector<uint8> entry(exfat::DirectoryEntry::kBytes);
+    std::ranges::copy(label, entry.begin());
+    builder.add(0, entry);
+    const std::string top = noise(5000, 98);
+    builder.addFile(0, {.name = u"top.bin"}, top);
+    former.inOnePiece[L"Found on the former exFAT volume CARD/top.bin"] = top;
     uint32 folder = 0;
     unsigned number = 0;
     for (const std::u16string name : {u"One", u"Two", u"Three"}) {

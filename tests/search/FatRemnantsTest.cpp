@@ -89,5 +89,45 @@ INSTANTIATE_TEST_SUITE_P(Formats, FormattedFat,
                                          std::pair{"-F 32 -s 1", "-F 16 -s 8"},
                                          std::pair{"-F 16 -s 4", "-F 16 -s 8"}));
 
+/// The tables and the root folder still stand, with its label and what lies in pieces.
+TEST(FormerFat16, IsWholeButForItsBootSector) {
+    const TempDir folder;
+    const std::filesystem::path path = folder / "image";
+    const std::string image = forShell(path);
+    tools::makeFat(path, 32U << 20, "-F 16 -s 4 -n 'MY STICK'");
+    tools::run("mmd -i " + image + " ::/Holiday ::/Holiday/Beach ::/Letters");
+    std::map<std::wstring, std::string> expected;
+    const auto put = [&](const std::string& name, std::size_t bytes, unsigned seed) {
+        const std::string content = noise(bytes, seed);
+        std::ofstream(folder / "content", std::ios::binary) << content;
+        tools::run("mcopy -i " + image + " " + forShell(folder / "content") + " ::/" + name);
+        const std::string whole = "Found on the former FAT volume MY STICK/" + name;
+        expected[std::wstring(whole.begin(), whole.end())] = content;
+    };
+    for (unsigned i = 0; i < 20; ++i)
+        put("short" + std::to_string(i) + ".bin", 2048, i);
+    for (unsigned i = 0; i < 20; i += 2) {
+        tools::run("mdel -i " + image + " ::/short" + std::to_string(i) + ".bin");
+        expected.erase(L"Found on the former FAT volume MY STICK/short" + std::to_wstring(i) +
+                       L".bin");
+    }
+    put("Holiday/Beach/pieces.bin", 15'000, 90);
+    put("Letters/letter.bin", 5'000, 91);
+    tools::overwrite(path, 0, std::vector<std::uint8_t>(512));
+    const std::string bytes = tools::contentOf(path);
+    TestMedia media({bytes.begin(), bytes.end()});
+    ZDeepSearch search(&media, nullptr);
+    ZFileTree tree;
+    search.scan(&tree);
+    for (const auto& [id, node] : tree.allNodes()) {
+        const auto one = expected.find(pathOf(tree, &node));
+        ZMemoryStream content;
+        if (one != expected.end() && search.extract(node, &content) &&
+            std::string(content.bytes().begin(), content.bytes().end()) == one->second)
+            expected.erase(one);
+    }
+    EXPECT_TRUE(expected.empty()) << expected.size();
+}
+
 } // namespace
 } // namespace kova::test

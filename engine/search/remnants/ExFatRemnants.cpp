@@ -192,6 +192,26 @@ public:
         return std::move(items_);
     }
 
+    /// The volume's label, empty where its root folder has none at its beginning. After `items`.
+    [[nodiscard]] std::wstring label() const {
+        for (const Set* set : sets_) {
+            const auto cluster = clusters_.clusterAt(set->position);
+            const auto folder = cluster ? folderOf_.find(*cluster) : folderOf_.end();
+            if (folder == folderOf_.end() || folder->second != kRoot)
+                continue;
+            ZMemoryStream first;
+            copyPlace(media_, {{clusters_.positionOf(*cluster), BlockFinder::kStep}}, first);
+            for (std::size_t at = 0; at < first.bytes().size();
+                 at += exfat::DirectoryEntry::kBytes) {
+                const exfat::DirectoryEntry entry(first.bytes().data() + at);
+                if (const auto label = exfat::labelIn(entry))
+                    return format::wideFromUtf16(*label);
+            }
+            break;
+        }
+        return {};
+    }
+
 private:
     [[nodiscard]] static int64 idOf(std::size_t index) { return static_cast<int64>(index) + 1; }
 
@@ -311,9 +331,10 @@ std::vector<FormerVolume> ExFatRemnants::volumes(ZCustomMedia& media) const {
             break;
         left = std::move(others);
         std::vector<ByteRange> held;
-        std::vector<Item> items = Reading(media, *clusters, own, tables_).items(held);
+        Reading reading(media, *clusters, own, tables_);
+        std::vector<Item> items = reading.items(held);
         settlePlaces(media, items, held);
-        volumes.push_back({L"Found on the former exFAT volume",
+        volumes.push_back({formerTitle(L"exFAT", reading.label()),
                            std::make_unique<ZFormerFiles>(&media, std::move(items))});
     }
     return volumes;

@@ -1,13 +1,17 @@
 #include "engine/search/remnants/FatRemnants.h"
 
+#include "engine/ZMemoryStream.h"
 #include "engine/fat/FatEntryParser.h"
+#include "engine/search/copyPlace.h"
 #include "engine/search/remnants/FatFolderChains.h"
 #include "engine/search/remnants/settlePlaces.h"
+#include "platform/CodePage.h"
 
 #include <algorithm>
 #include <iterator>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <tuple>
 #include <unordered_map>
@@ -50,6 +54,46 @@ std::optional<FatClusters> solve(const std::vector<Folder>& folders, const FatCl
         }
     }
     return best;
+}
+
+/// The label among the entries of a root folder; empty without one.
+std::wstring labelIn(std::span<const uint8> entries) {
+    for (; entries.size() >= FatDirectoryEntry::kBytes;
+         entries = entries.subspan(FatDirectoryEntry::kBytes)) {
+        const FatDirectoryEntry entry(entries.data());
+        if (entry.firstByte() == FatDirectoryEntry::kEndMark)
+            break;
+        if (!entry.exists() || !entry.isVolumeLabel() || entry.isLongName() || entry.isDirectory())
+            continue;
+        const auto name = entry.name();
+        const auto end = std::find_if(name.rbegin(), name.rend(),
+                                      [](uint8 byte) { return byte != ' ' && byte != 0; });
+        return platform::wideFromSystemCodePage({name.begin(), end.base()}, platform::CodePage::Oem)
+            .value_or(std::wstring());
+    }
+    return {};
+}
+
+/// The root folder of FAT12 and FAT16, which ends where the clusters begin; empty when there is
+/// nothing of it.
+std::vector<uint8> rootBefore(ZCustomMedia& media, const FatClusters& clusters,
+                              const std::vector<FatFolderFinder::Entries>& entries) {
+    constexpr uint64 kUsualBytes = 512 * FatDirectoryEntry::kBytes;
+    const uint64 start = clusters.start - std::min(clusters.start, kUsualBytes);
+    ZMemoryStream root;
+    for (const auto& run : entries) {
+        if (run.position == start)
+            copyPlace(media, {{start, std::min(run.end, clusters.start) - start}}, root);
+    }
+    return std::move(root.bytes());
+}
+
+std::wstring labelOf(const std::vector<FatFolderBytes>& folders) {
+    for (const FatFolderBytes& folder : folders) {
+        if (folder.isKnown && folder.cluster == 0)
+            return labelIn(folder.entries);
+    }
+    return {};
 }
 
 /// Reads one former volume out of its folders.
@@ -170,6 +214,13 @@ std::vector<FormerVolume> FatRemnants::volumes(ZCustomMedia& media) const {
 
         std::vector<FatFolderBytes> folders =
             FatFolderChains(media, *clusters, own, entries).folders();
+        const bool isAsToday = clusters->start == today.start && clusters->bytes == today.bytes;
+        std::vector<uint8> root;
+        if (!isAsToday) // Today's volume tells of its own.
+            root = rootBefore(media, *clusters, entries);
+        if (!root.empty())
+            folders.insert(folders.begin(), {0, 0, true, std::move(root), {}});
+        const std::wstring label = labelOf(folders);
         std::vector<ByteRange> held;
         for (const FatFolderBytes& folder : folders) {
             for (const uint32 cluster : folder.clusters)
@@ -177,8 +228,8 @@ std::vector<FormerVolume> FatRemnants::volumes(ZCustomMedia& media) const {
         }
         std::vector<Item> items = Reading(media, *clusters, std::move(folders), tables_).items();
         settlePlaces(media, items, held);
-        volumes.push_back({L"Found on the former FAT volume",
-                           std::make_unique<ZFormerFiles>(&media, std::move(items))});
+        volumes.push_back(
+            {formerTitle(L"FAT", label), std::make_unique<ZFormerFiles>(&media, std::move(items))});
         entries.clear(); // Taken by the volume with most folders.
     }
     return volumes;

@@ -151,8 +151,7 @@ std::vector<FormerVolume> NtfsRemnants::volumes(ZCustomMedia& media) const {
         auto made = std::make_unique<ZFormerNtfsVolume>(&media, std::move(volume.geometry));
         made->init();
         const std::wstring label = labelOf(*made);
-        former.push_back({L"Found on the former NTFS volume" + (label.empty() ? L"" : L" " + label),
-                          std::move(made)});
+        former.push_back({formerTitle(L"NTFS", label), std::move(made)});
     }
     return former;
 }
