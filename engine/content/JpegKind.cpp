@@ -5,6 +5,7 @@
 #include "engine/content/kinds.h"
 
 #include <algorithm>
+#include <optional>
 
 namespace kova {
 
@@ -95,31 +96,56 @@ public:
 
 protected:
     void follow(ContentReader& reader, MeasuredContent& found) const override {
+        found.verified = true;
+        uint64 at = 0;
+        // Another may follow that no list tells of; one that begins a sector is another file.
+        do {
+            const auto end = pictureEnd(reader, at, found);
+            if (!end)
+                return;
+            at = *end;
+        } while (at % kSector != 0 && reader.matches(at, kMagic));
+        found.endsAt(at);
+    }
+
+private:
+    /// A wrong code may show only some way behind the first wrong byte.
+    static constexpr uint64 kLateness = 4096;
+    static constexpr uint64 kSector = 512;
+
+    /// Behind the picture at `at` and what is appended to it; nothing, and said in `found`, where
+    /// it breaks.
+    static std::optional<uint64> pictureEnd(ContentReader& reader, uint64 at,
+                                            MeasuredContent& found) {
         JpegScan scan;
         bool hasScan = false;
-        bool isDecoded = true;
         Appended appended;
-        for (uint64 at = 2;;) {
+        const auto breaks = [&found](uint64 sound, uint64 wrongAt) {
+            found.breaks(sound, wrongAt);
+            return std::nullopt;
+        };
+        for (at += 2;;) {
             if (reader.byte(at) != 0xFF)
-                return found.breaks(at, at);
+                return breaks(at, at);
             const uint8 marker = reader.byte(at + 1);
             if (marker == 0xFF) {
                 ++at;
                 continue;
             }
             if (marker == kEnd && hasScan) {
-                found.verified = isDecoded;
-                return end(reader, std::max(at + 2, appended.picturesEnd), appended, found);
+                const uint64 end = std::max(at + 2, appended.picturesEnd);
+                const auto behind = afterJpegTrailers(reader, end, appended.hasFilm);
+                return behind ? behind : breaks(end, reader.size());
             }
             if (!isSegment(marker))
-                return found.breaks(at, at);
+                return breaks(at, at);
             const uint64 length = reader.be<uint16>(at + 2);
             if (length < 2)
-                return found.breaks(at, at);
+                return breaks(at, at);
             const uint64 data = at + 4;
             const uint64 next = at + 2 + length;
             if (!take(reader, scan, marker, data, length - 2, found, appended))
-                return found.breaks(at, next);
+                return breaks(at, next);
             if (marker != kScan) {
                 at = next;
                 continue;
@@ -127,29 +153,17 @@ protected:
             hasScan = true;
             const JpegScan::End coded = scan.follow(reader, data, next);
             if (!coded.isSound)
-                return found.breaks(std::max(next, coded.at - std::min(coded.at, kLateness)),
-                                    coded.at);
-            isDecoded = isDecoded && coded.isDecoded;
+                return breaks(std::max(next, coded.at - std::min(coded.at, kLateness)), coded.at);
+            found.verified = found.verified && coded.isDecoded;
             at = coded.at;
         }
     }
-
-private:
-    /// A wrong code may show only some way behind the first wrong byte.
-    static constexpr uint64 kLateness = 4096;
 
     /// What the picture's segments say of things behind it.
     struct Appended {
         uint64 picturesEnd = 0; ///< 0 for none.
         bool hasFilm = false;
     };
-
-    static void end(ContentReader& reader, uint64 at, const Appended& appended,
-                    MeasuredContent& found) {
-        if (const auto end = afterJpegTrailers(reader, at, appended.hasFilm))
-            return found.endsAt(*end);
-        found.breaks(at, reader.size());
-    }
 
     /// Whether properties in XML are those of a moving photo.
     static bool saysFilm(ContentReader& reader, uint64 data, uint64 length) {

@@ -12,6 +12,7 @@ constexpr ContentType kTypes[] = {{L"MPEG", L"mpg", ContentGroup::Videos}};
 /// Everything begins with a start code of 00 00 01 and what it is; packets go on with their
 /// length (2 bytes).
 constexpr auto kPackStart = "\0\0\1\xBA"sv;
+constexpr auto kSystemHeader = "\0\0\1\xBB"sv;
 constexpr auto kStart = "\0\0\1"sv;
 constexpr uint8 kPack = 0xBA;
 constexpr uint8 kEnd = 0xB9;
@@ -76,7 +77,9 @@ protected:
         const uint64 end = chain.end(reader, 0);
         if (chain.frames() < kPacketsAhead)
             return;
-        if (chain.cut() || chain.goesOn(reader, end))
+        // What begins without a system header was cut off before.
+        const uint64 behind = chain.frameAt(reader, 0);
+        if (chain.cut() || !reader.matches(behind, kSystemHeader) || chain.goesOn(reader, end))
             return found.breaks(end, end);
         found.endsAt(end);
     }

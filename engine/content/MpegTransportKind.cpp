@@ -88,11 +88,26 @@ protected:
         if (!lead)
             return;
         found.type = &kTypes[*lead == 0 ? 0 : 1];
+        const bool isBeginning = hasTable(reader, *lead);
         PacketChain chain(*lead);
         const uint64 end = chain.end(reader, 0);
-        if (chain.cut() || chain.goesOn(reader, end))
+        if (chain.cut() || !isBeginning || chain.goesOn(reader, end))
             return found.breaks(end, end);
         found.endsAt(end);
+    }
+
+private:
+    /// Whether the table of programs, without which nothing can be played, is near the beginning:
+    /// the rest of a file looks like a whole one.
+    static bool hasTable(ContentReader& reader, std::size_t lead) {
+        constexpr uint64 kNear = 16;
+        constexpr uint16 kPacketOf = 0x1FFF;
+        const uint64 step = lead + kPacket;
+        for (uint64 at = lead; at < kNear * step && reader.has(at, kHeader); at += step) {
+            if ((reader.be<uint16>(at + 1) & kPacketOf) == 0)
+                return true;
+        }
+        return false;
     }
 };
 

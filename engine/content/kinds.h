@@ -2,7 +2,8 @@
 
 #include "engine/content/ContentKind.h"
 
-/// The families of formats, each in the source file named after its class.
+/// The families of formats, each in the source file named after its class, or after what a group of
+/// small ones has in common.
 namespace kova {
 
 [[nodiscard]] const ContentKind& jpegKind();
@@ -46,5 +47,52 @@ namespace kova {
 [[nodiscard]] const ContentKind& fontKind();
 [[nodiscard]] const ContentKind& iconKind();
 [[nodiscard]] const ContentKind& arKind();
+[[nodiscard]] const ContentKind& auKind();
+[[nodiscard]] const ContentKind& cafKind();
+[[nodiscard]] const ContentKind& wave64Kind();
+[[nodiscard]] const ContentKind& ttaKind();
+[[nodiscard]] const ContentKind& apeKind();
+[[nodiscard]] const ContentKind& dsfKind();
+[[nodiscard]] const ContentKind& dffKind();
+[[nodiscard]] const ContentKind& vocKind();
+[[nodiscard]] const ContentKind& ac3Kind();
+[[nodiscard]] const ContentKind& dtsKind();
+[[nodiscard]] const ContentKind& wavPackKind();
+[[nodiscard]] const ContentKind& amrKind();
+[[nodiscard]] const ContentKind& amrWideKind();
+[[nodiscard]] const ContentKind& rafKind();
+[[nodiscard]] const ContentKind& ddsKind();
+[[nodiscard]] const ContentKind& pnmKind();
+[[nodiscard]] const ContentKind& sunRasterKind();
+[[nodiscard]] const ContentKind& dpxKind();
+[[nodiscard]] const ContentKind& dpxLittleKind();
+[[nodiscard]] const ContentKind& fitsKind();
+[[nodiscard]] const ContentKind& emfKind();
+[[nodiscard]] const ContentKind& wmfKind();
+[[nodiscard]] const ContentKind& icnsKind();
+[[nodiscard]] const ContentKind& pcxKind();
+[[nodiscard]] const ContentKind& sgiKind();
+[[nodiscard]] const ContentKind& radianceKind();
+[[nodiscard]] const ContentKind& qoiKind();
+[[nodiscard]] const ContentKind& jpeg2000Kind();
+[[nodiscard]] const ContentKind& jpeg2000CodeKind();
+[[nodiscard]] const ContentKind& jpegXlKind();
+[[nodiscard]] const ContentKind& zstdKind();
+[[nodiscard]] const ContentKind& lz4Kind();
+[[nodiscard]] const ContentKind& lzipKind();
+[[nodiscard]] const ContentKind& cpioKind();
+[[nodiscard]] const ContentKind& squashFsKind();
+[[nodiscard]] const ContentKind& cabinetKind();
+[[nodiscard]] const ContentKind& rpmKind();
+[[nodiscard]] const ContentKind& realMediaKind();
+[[nodiscard]] const ContentKind& mxfKind();
+[[nodiscard]] const ContentKind& ivfKind();
+[[nodiscard]] const ContentKind& flashKind();
+[[nodiscard]] const ContentKind& packedFlashKind();
+[[nodiscard]] const ContentKind& dvKind();
+[[nodiscard]] const ContentKind& djvuKind();
+[[nodiscard]] const ContentKind& helpKind();
+[[nodiscard]] const ContentKind& mobiKind();
+[[nodiscard]] const ContentKind& tgaKind();
 
 } // namespace kova

@@ -101,7 +101,16 @@ TEST_F(ContentKinds, WhatIsMadeHere) {
         {"m.html", {L"html", false, false}},    {"n.vcf", {L"vcf", false, false}},
         {"o.txt", {L"txt", false, false}},      {"p.ico", {L"ico", false, true}},
         {"q.a", {L"a", false, true}},           {"r.jpg", {L"jpg", false, true}},
-        {"s.jpg", {L"jpg", false, true}},       {"t.mp3", {L"mp3", false, false}}};
+        {"s.jpg", {L"jpg", false, true}},       {"t.mp3", {L"mp3", false, false}},
+        {"00.au", {L"au", false, true}},        {"01.caf", {L"caf", false, true}},
+        {"02.amr", {L"amr", false, false}},     {"03.wv", {L"wv", false, false}},
+        {"04.raf", {L"raf", false, true}},      {"05.ppm", {L"ppm", false, true}},
+        {"06.pcx", {L"pcx", false, true}},      {"07.tga", {L"tga", false, true}},
+        {"08.j2k", {L"j2k", false, true}},      {"09.jp2", {L"jp2", false, true}},
+        {"10.zst", {L"zst", false, true}},      {"11.lz4", {L"lz4", false, true}},
+        {"12.lz", {L"lz", false, true}},        {"13.cpio", {L"cpio", false, true}},
+        {"14.mxf", {L"mxf", false, false}},     {"15.dv", {L"dv", false, true}},
+        {"16.emf", {L"emf", false, true}},      {"17.hdr", {L"hdr", false, true}}};
     const TempDir folder;
     const std::filesystem::path script =
         std::filesystem::path(ORVANE_SOURCE_DIR) / "tests/content/make-files";
