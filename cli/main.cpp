@@ -1,5 +1,6 @@
 #include "cli/Interruption.h"
 #include "cli/Program.h"
+#include "platform/DriveService.h"
 #include "platform/Terminal.h"
 
 #include <QCoreApplication>
@@ -21,6 +22,7 @@ int main(int argc, char** argv) {
     qInstallMessageHandler(showOwnMessages);
     const QCoreApplication application(argc, argv);
     platform::useUtf8Terminal();
+    platform::askDriveService();
     Interruption::watch();
     return static_cast<int>(Program().run(QCoreApplication::arguments().mid(1)));
 }

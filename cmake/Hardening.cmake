@@ -16,4 +16,6 @@ if(WIN32)
   add_link_options(-fstack-protector-strong)
 else()
   add_link_options(LINKER:-z,relro LINKER:-z,now)
+  # No library is loaded for a function that the program does not call.
+  add_link_options(LINKER:--as-needed)
 endif()

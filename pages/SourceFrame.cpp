@@ -47,22 +47,13 @@ QListWidgetItem* newItem(const DriveInfo& drive) {
     return item;
 }
 
-QString detailsOf(const platform::Drive& drive) {
-    QStringList details;
-    if (!drive.fileSystem.empty())
-        details += QString::fromStdString(drive.fileSystem);
-    if (drive.sizeBytes != 0)
-        details += QLocale::c().formattedDataSize(static_cast<qint64>(drive.sizeBytes), 1,
-                                                  QLocale::DataSizeTraditionalFormat);
-    if (!drive.device.empty())
-        details += displayName(toQString(drive.device));
-    return details.join(QStringLiteral(", "));
-}
-
 } // namespace
 
 SourceFrame::SourceFrame(QWidget* parent, DriveSource drives)
-    : QWidget(parent), ui(std::make_unique<Ui::SourceFrame>()), drives_(std::move(drives)) {
+    : QWidget(parent), ui(std::make_unique<Ui::SourceFrame>()), drives_(std::move(drives)),
+      watch_([this] {
+          QMetaObject::invokeMethod(this, &SourceFrame::showSources, Qt::QueuedConnection);
+      }) {
     ui->setupUi(this);
     ui->lstSource->verticalScrollBar()->setStyleSheet(QString::fromLatin1(kScrollBarSheet));
     addNoDrivesLabel();
@@ -118,6 +109,20 @@ void SourceFrame::listDrives(QList<DriveInfo>& out) const {
         info.details = detailsOf(drive);
         out.append(info);
     }
+}
+
+QString SourceFrame::detailsOf(const platform::Drive& drive) const {
+    QStringList details;
+    if (const std::wstring model = watch_.modelOf(drive.device); !model.empty())
+        details += displayName(toQString(model));
+    if (!drive.fileSystem.empty())
+        details += QString::fromStdString(drive.fileSystem);
+    if (drive.sizeBytes != 0)
+        details += QLocale::c().formattedDataSize(static_cast<qint64>(drive.sizeBytes), 1,
+                                                  QLocale::DataSizeTraditionalFormat);
+    if (!drive.device.empty())
+        details += displayName(toQString(drive.device));
+    return details.join(QStringLiteral(", "));
 }
 
 void SourceFrame::showSources() {

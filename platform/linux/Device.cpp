@@ -5,6 +5,7 @@
 #include "platform/linux/BlockDevices.h"
 #include "platform/linux/Descriptor.h"
 #include "platform/linux/Errno.h"
+#include "platform/linux/GrantedDevices.h"
 #include "platform/linux/Sources.h"
 
 #include <algorithm>
@@ -30,6 +31,7 @@ struct Device::State {
     std::wstring errorText;
 
     bool open(const std::string& path);
+    bool openByService(const std::string& path, dev_t number);
     bool openLetter(char letter);
     [[nodiscard]] bool isPresent() const;
     void keepError(int code);
@@ -48,6 +50,8 @@ bool Device::State::open(const std::string& path) {
         return false;
     }
     file = openPath(path, O_RDONLY);
+    if (!file && errno == EACCES && S_ISBLK(status.st_mode) && !openByService(path, status.st_rdev))
+        return false;
     const std::int64_t size = file ? sizeOf(file.get()) : -1;
     if (size < 0 || ::fstat(file.get(), &status) != 0) {
         keepError(errno);
@@ -61,6 +65,15 @@ bool Device::State::open(const std::string& path) {
     length = static_cast<std::uint64_t>(size);
     presence = deviceIdentity(S_ISBLK(status.st_mode) ? status.st_rdev : status.st_dev);
     return true;
+}
+
+/// Without the rights to open the device: has it opened by who may.
+bool Device::State::openByService(const std::string& path, dev_t number) {
+    UDisks::Opened opened = grantedDevices().open(path, number);
+    error = opened.failure.kind;
+    errorText = opened.failure.words;
+    file = std::move(opened.file);
+    return static_cast<bool>(file);
 }
 
 bool Device::State::openLetter(char letter) {

@@ -1,5 +1,6 @@
 #include "app/restartAsAdmin.h"
 #include "app/identity.h"
+#include "platform/DriveService.h"
 #include "platform/desktop/Elevation.h"
 
 #include <QCoreApplication>
@@ -12,6 +13,7 @@ namespace {
 /// The system, as far as rights go, and what was asked of it.
 struct System {
     bool isAdmin = false;
+    bool hasDriveService = false;
     bool userAgrees = true;
     QStringList launched;
     QStringList messages;
@@ -34,10 +36,13 @@ protected:
     RestartAsAdmin() { machine = {}; }
 };
 
-TEST_F(RestartAsAdmin, CarriesOnWithRightsOrOnceRestarted) {
+TEST_F(RestartAsAdmin, CarriesOnWithRightsOrWhoGivesThemOrOnceRestarted) {
     EXPECT_FALSE(endsWith({"--restart-as-admin"}));
     EXPECT_FALSE(endsWith({"x", "--restart-as-admin", "y"}));
     machine.isAdmin = true;
+    EXPECT_FALSE(endsWith({}));
+    machine = {};
+    machine.hasDriveService = true;
     EXPECT_FALSE(endsWith({}));
     EXPECT_EQ(machine.launched, QStringList());
     EXPECT_EQ(machine.messages, QStringList());
@@ -66,6 +71,10 @@ TEST_F(RestartAsAdmin, SaysWhatToDoWhenRefused) {
 
 bool isAdmin() {
     return machine.isAdmin;
+}
+
+bool platform::hasDriveService() {
+    return machine.hasDriveService;
 }
 
 bool relaunchElevated(const QString& program, const QString& argument) {

@@ -1,0 +1,73 @@
+#include "platform/linux/GrantedDevices.h"
+
+#include "platform/linux/Errno.h"
+#include "platform/linux/Sources.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <optional>
+#include <utility>
+
+#include <sys/stat.h>
+
+namespace platform {
+
+namespace {
+
+/// Whether there is anyone to ask: in a terminal, or in a session with a display.
+bool mayAskPerson() {
+    return ::isatty(STDIN_FILENO) == 1 || std::getenv("DISPLAY") != nullptr ||
+           std::getenv("WAYLAND_DISPLAY") != nullptr;
+}
+
+bool isDevice(const Descriptor& file, dev_t number) {
+    struct stat status {};
+
+    return ::fstat(file.get(), &status) == 0 && S_ISBLK(status.st_mode) && status.st_rdev == number;
+}
+
+Descriptor copyOf(const Descriptor& file) {
+    return Descriptor(::fcntl(file.get(), F_DUPFD_CLOEXEC, 0));
+}
+
+UDisks::Opened refusal() {
+    return {{}, {errorFromErrno(EACCES), errnoText(EACCES)}};
+}
+
+} // namespace
+
+GrantedDevices& grantedDevices() {
+    static GrantedDevices devices;
+    return devices;
+}
+
+Descriptor GrantedDevices::kept(dev_t number) {
+    const std::scoped_lock lock(mutex_);
+    const auto found = granted_.find(number);
+    if (found == granted_.end())
+        return {};
+    if (deviceIdentity(number) == found->second.medium)
+        return copyOf(found->second.file);
+    granted_.erase(found); // Another stick is in its place.
+    return {};
+}
+
+UDisks::Opened GrantedDevices::open(const std::string& node, dev_t number) {
+    if (!isEnabled_)
+        return refusal();
+    if (Descriptor file = kept(number))
+        return {std::move(file), {}};
+    const std::optional<FileIdentity> medium = deviceIdentity(number);
+    UDisks::Opened opened = UDisks().openForReading(node, mayAskPerson());
+    if (!opened.file)
+        return opened;
+    if (!medium || !isDevice(opened.file, number))
+        return refusal();
+    if (Descriptor copy = copyOf(opened.file)) {
+        const std::scoped_lock lock(mutex_);
+        granted_[number] = {*medium, std::move(copy)};
+    }
+    return opened;
+}
+
+} // namespace platform
