@@ -119,7 +119,7 @@ Command recoverCommand() {
             "reported."),
         .examples = QStringLiteral(
             "  orvane-cli recover D --to C:/recovered\n"
-            "  sudo orvane-cli recover /dev/sdb1 --to ~/recovered --types pictures --keep-times\n"
+            "  orvane-cli recover /dev/sdb1 --to ~/recovered --types pictures --keep-times\n"
             "  orvane-cli recover stick.img --to out --path \"Photos/beach.jpg\" --path Letters\n"
             "  orvane-cli recover disk.img --partition 2 --to out --name \"*.doc*\" --max-size "
             "10M\n"),

@@ -59,7 +59,7 @@ Command scanCommand() {
             "--json gives every name as it is."),
         .examples =
             QStringLiteral("  orvane-cli scan D\n"
-                           "  sudo orvane-cli scan /dev/sdb1 --types pictures,videos\n"
+                           "  orvane-cli scan /dev/sdb1 --types pictures,videos\n"
                            "  orvane-cli scan stick.img --list --modified-after 2024-05-01\n"
                            "  orvane-cli scan disk.img --partition 2 --json > found.jsonl\n"),
         .arguments = {QStringLiteral("SOURCE")},

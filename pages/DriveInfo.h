@@ -7,5 +7,5 @@ struct DriveInfo {
     QString label;     ///< As shown: the volume's label, fit for display, and the letter.
     char letter = 0;   ///< 'A' to 'Z'.
     int removable = 0; ///< 1 for a removable drive, 0 for a fixed one.
-    QString details;   ///< Model, file system, size and device, to tell drives of one label apart.
+    QString details;   ///< Model, file system, size, device: to tell drives of one label apart.
 };

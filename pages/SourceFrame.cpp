@@ -1,6 +1,7 @@
 #include "pages/SourceFrame.h"
 
 #include "model/texts.h"
+#include "platform/desktop/DriveSignals.h"
 
 #include "ui_SourceFrame.h"
 
@@ -20,6 +21,8 @@
 namespace {
 
 constexpr int kRefreshMilliseconds = 2000;
+/// A drive that comes is told of by several signals.
+constexpr int kSettleMilliseconds = 100;
 constexpr int kRowHeight = 24;
 
 /// What an item holds besides its text and icon.
@@ -47,13 +50,26 @@ QListWidgetItem* newItem(const DriveInfo& drive) {
     return item;
 }
 
+QString detailsOf(const platform::Drive& drive) {
+    QStringList details;
+    if (!drive.model.empty())
+        details += displayName(toQString(drive.model));
+    if (drive.kind == platform::DriveKind::Removable)
+        details += SourceFrame::tr("removable");
+    if (!drive.fileSystem.empty())
+        details += QString::fromStdString(drive.fileSystem);
+    if (drive.sizeBytes != 0)
+        details += QLocale::c().formattedDataSize(static_cast<qint64>(drive.sizeBytes), 1,
+                                                  QLocale::DataSizeTraditionalFormat);
+    if (!drive.device.empty())
+        details += displayName(toQString(drive.device));
+    return details.join(QStringLiteral(", "));
+}
+
 } // namespace
 
 SourceFrame::SourceFrame(QWidget* parent, DriveSource drives)
-    : QWidget(parent), ui(std::make_unique<Ui::SourceFrame>()), drives_(std::move(drives)),
-      watch_([this] {
-          QMetaObject::invokeMethod(this, &SourceFrame::showSources, Qt::QueuedConnection);
-      }) {
+    : QWidget(parent), ui(std::make_unique<Ui::SourceFrame>()), drives_(std::move(drives)) {
     ui->setupUi(this);
     ui->lstSource->verticalScrollBar()->setStyleSheet(QString::fromLatin1(kScrollBarSheet));
     addNoDrivesLabel();
@@ -72,6 +88,12 @@ SourceFrame::SourceFrame(QWidget* parent, DriveSource drives)
         enter->setAutoRepeat(false);
         connect(enter, &QShortcut::activated, this, &SourceFrame::onEnterPressed);
     }
+
+    auto* settle = new QTimer(this);
+    settle->setSingleShot(true);
+    settle->setInterval(kSettleMilliseconds);
+    connect(settle, &QTimer::timeout, this, &SourceFrame::showSources);
+    connectDriveSignals(settle, SLOT(start()));
 }
 
 SourceFrame::~SourceFrame() = default;
@@ -109,20 +131,6 @@ void SourceFrame::listDrives(QList<DriveInfo>& out) const {
         info.details = detailsOf(drive);
         out.append(info);
     }
-}
-
-QString SourceFrame::detailsOf(const platform::Drive& drive) const {
-    QStringList details;
-    if (const std::wstring model = watch_.modelOf(drive.device); !model.empty())
-        details += displayName(toQString(model));
-    if (!drive.fileSystem.empty())
-        details += QString::fromStdString(drive.fileSystem);
-    if (drive.sizeBytes != 0)
-        details += QLocale::c().formattedDataSize(static_cast<qint64>(drive.sizeBytes), 1,
-                                                  QLocale::DataSizeTraditionalFormat);
-    if (!drive.device.empty())
-        details += displayName(toQString(drive.device));
-    return details.join(QStringLiteral(", "));
 }
 
 void SourceFrame::showSources() {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "pages/DriveInfo.h"
-#include "platform/DriveWatch.h"
 #include "platform/Drives.h"
 
 #include <QList>
@@ -18,8 +17,8 @@ class SourceFrame;
 }
 
 /// The page on which the drive to scan is chosen. Its list is asked for anew every other second,
-/// and whenever the system tells of a drive that comes or goes, and keeps the choice as long as
-/// that drive is there under the same label.
+/// and when the system tells of a drive that comes or goes, and keeps the choice as long as that
+/// drive is there under the same label.
 class SourceFrame : public QWidget {
     Q_OBJECT
 
@@ -55,10 +54,8 @@ private:
     void onEnterPressed();
     [[nodiscard]] bool shows(const QList<DriveInfo>& drives) const;
     void fill(const QList<DriveInfo>& drives);
-    [[nodiscard]] QString detailsOf(const platform::Drive& drive) const;
 
     std::unique_ptr<Ui::SourceFrame> ui;
     QLabel* noDrives_ = nullptr; ///< In the list while it is empty.
     DriveSource drives_;
-    platform::DriveWatch watch_; ///< Ends first: it calls this page.
 };

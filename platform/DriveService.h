@@ -4,11 +4,11 @@
 /// what this process may not, once the person at the machine has agreed.
 namespace platform {
 
-/// Whether the service is there: running, or to be started by the first request.
+/// Whether the service runs, or could be started. Takes a few seconds at most.
 [[nodiscard]] bool hasDriveService();
 
 /// From now on a device that this process may not open is asked for from the service, which may
-/// ask the person, in the desktop session or the terminal, for as long as they take. Before, no
+/// ask the person, in the desktop session or the terminal, and wait for some minutes. Before, no
 /// one is asked anything. Other threads must not run yet.
 void askDriveService();
 

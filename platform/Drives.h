@@ -23,6 +23,8 @@ struct Drive {
     std::uint32_t sectorSize = 0; ///< Bytes; 0 when it cannot be learned.
     std::uint64_t sizeBytes = 0;
     std::wstring device; ///< Device node, or the image file's path.
+    std::wstring
+        model; ///< Maker and model of the hardware, where the system tells: "SanDisk Ultra".
     bool isImage = false;
     int partition = 0; ///< 1-based number in the image's partition table; 0: the whole of it.
 };

@@ -150,6 +150,14 @@ std::string udevDecoded(std::string_view text) {
     return plain;
 }
 
+/// Hardware fills up its names with spaces.
+std::string trimmed(std::string_view text) {
+    const std::size_t first = text.find_first_not_of(' ');
+    if (first == std::string_view::npos)
+        return {};
+    return std::string(text.substr(first, text.find_last_not_of(' ') + 1 - first));
+}
+
 } // namespace
 
 BlockDevices::BlockDevices(Path sysfs, Path udevData)
@@ -206,6 +214,7 @@ std::optional<UdevRecord> BlockDevices::udevRecord(dev_t number) const {
     if (!file)
         return std::nullopt;
     UdevRecord record;
+    std::string vendor;
     const auto take = [](std::string_view line,
                          std::string_view key) -> std::optional<std::string> {
         if (!line.starts_with(key))
@@ -221,7 +230,13 @@ std::optional<UdevRecord> BlockDevices::udevRecord(dev_t number) const {
             record.label = std::move(*label);
         else if (auto uuid = take(line, "E:ID_FS_UUID_ENC="))
             record.uuid = std::move(*uuid);
+        else if (auto maker = take(line, "E:ID_VENDOR_ENC="))
+            vendor = trimmed(*maker);
+        else if (auto model = take(line, "E:ID_MODEL_ENC="))
+            record.model = trimmed(*model);
     }
+    if (!vendor.empty() && !record.model.empty())
+        record.model.insert(0, vendor + ' ');
     return record;
 }
 

@@ -30,6 +30,7 @@ struct UdevRecord {
     std::string version; ///< Of FAT: "FAT12", "FAT16", "FAT32".
     std::string label;   ///< UTF-8.
     std::string uuid;
+    std::string model; ///< Maker and model of the hardware, UTF-8: "SanDisk Ultra".
 };
 
 /// The kernel's block devices, read from sysfs, and udev's notes on them. Touches no device.

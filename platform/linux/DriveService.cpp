@@ -8,8 +8,8 @@
 namespace platform {
 
 bool hasDriveService() {
-    // Asked before there is a window: only the bus has to answer, which is there or not.
-    constexpr UDisks::Patience kShort{std::chrono::seconds(3), std::chrono::seconds(0)};
+    // Asked before there is a window. On a desktop the service runs already.
+    constexpr UDisks::Patience kShort{std::chrono::seconds(5), std::chrono::seconds(0)};
     return UDisks(kShort).isThere();
 }
 

@@ -97,6 +97,8 @@ Drive driveOf(char letter, const BlockDevice& device, const ProbedVolume& volume
     drive.sectorSize = volume.sectorSize != 0 ? volume.sectorSize : device.sectorSize;
     drive.sizeBytes = device.sizeBytes;
     drive.device = format::wideFromUtf8(device.node);
+    if (const std::optional<UdevRecord> record = blockDevices().udevRecord(device.number))
+        drive.model = format::wideFromUtf8(record->model);
     return drive;
 }
 

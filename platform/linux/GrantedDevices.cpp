@@ -20,10 +20,12 @@ bool mayAskPerson() {
            std::getenv("WAYLAND_DISPLAY") != nullptr;
 }
 
-bool isDevice(const Descriptor& file, dev_t number) {
+bool isDeviceForReading(const Descriptor& file, dev_t number) {
     struct stat status {};
 
-    return ::fstat(file.get(), &status) == 0 && S_ISBLK(status.st_mode) && status.st_rdev == number;
+    const int flags = ::fcntl(file.get(), F_GETFL);
+    return flags >= 0 && (flags & O_ACCMODE) == O_RDONLY && ::fstat(file.get(), &status) == 0 &&
+           S_ISBLK(status.st_mode) && status.st_rdev == number;
 }
 
 Descriptor copyOf(const Descriptor& file) {
@@ -42,7 +44,6 @@ GrantedDevices& grantedDevices() {
 }
 
 Descriptor GrantedDevices::kept(dev_t number) {
-    const std::scoped_lock lock(mutex_);
     const auto found = granted_.find(number);
     if (found == granted_.end())
         return {};
@@ -55,18 +56,22 @@ Descriptor GrantedDevices::kept(dev_t number) {
 UDisks::Opened GrantedDevices::open(const std::string& node, dev_t number) {
     if (!isEnabled_)
         return refusal();
+    const std::scoped_lock lock(asking_);
     if (Descriptor file = kept(number))
         return {std::move(file), {}};
+    return ask(node, number);
+}
+
+UDisks::Opened GrantedDevices::ask(const std::string& node, dev_t number) {
     const std::optional<FileIdentity> medium = deviceIdentity(number);
     UDisks::Opened opened = UDisks().openForReading(node, mayAskPerson());
     if (!opened.file)
         return opened;
-    if (!medium || !isDevice(opened.file, number))
+    // Asking takes time, in which another stick may have come in the place of this one.
+    if (!medium || deviceIdentity(number) != medium || !isDeviceForReading(opened.file, number))
         return refusal();
-    if (Descriptor copy = copyOf(opened.file)) {
-        const std::scoped_lock lock(mutex_);
+    if (Descriptor copy = copyOf(opened.file))
         granted_[number] = {*medium, std::move(copy)};
-    }
     return opened;
 }
 

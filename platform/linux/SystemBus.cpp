@@ -14,15 +14,13 @@ std::uint64_t microseconds(std::chrono::steady_clock::duration duration) {
 
 } // namespace
 
-std::unique_ptr<sd_bus, UnrefBus> connectToSystemBus() {
+SystemBus::SystemBus(Milliseconds mostTime) {
     sd_bus* bus = nullptr;
     if (sd_bus_open_system(&bus) < 0)
-        return nullptr;
-    return std::unique_ptr<sd_bus, UnrefBus>(bus);
+        return;
+    bus_.reset(bus);
+    isReady_ = waitUntilReady(mostTime);
 }
-
-SystemBus::SystemBus(Milliseconds mostTime)
-    : bus_(connectToSystemBus()), isReady_(bus_ != nullptr && waitUntilReady(mostTime)) {}
 
 /// A call would wait for the bus to greet, too, but for longer than its own time.
 bool SystemBus::waitUntilReady(Milliseconds mostTime) const {

@@ -21,7 +21,7 @@ using BusMessage = std::unique_ptr<sd_bus_message, UnrefMessage>;
 /// The answer to a call over the bus.
 struct BusReply {
     BusMessage message; ///< Null when the call failed.
-    std::string error;  ///< D-Bus's name of what failed; empty when no one has answered at all.
+    std::string error;  ///< D-Bus's name of what failed; empty when nobody has answered at all.
     std::string words;  ///< For people, as the one who answered puts it.
     bool timedOut = false;
 
@@ -33,10 +33,8 @@ class SystemBus {
 public:
     using Milliseconds = std::chrono::milliseconds;
 
-    /// Connects; see `isReady`.
+    /// Connects; without a bus no call can be made.
     explicit SystemBus(Milliseconds mostTime);
-
-    [[nodiscard]] bool isReady() const { return isReady_; }
 
     /// A call to be filled with its arguments; null when there is no memory, or no connection.
     [[nodiscard]] BusMessage newCall(const char* service, const char* path, const char* interface,
@@ -50,8 +48,5 @@ private:
     std::unique_ptr<sd_bus, UnrefBus> bus_;
     bool isReady_ = false;
 };
-
-/// A connection that is being made, for whoever has an event loop; null when it cannot be.
-[[nodiscard]] std::unique_ptr<sd_bus, UnrefBus> connectToSystemBus();
 
 } // namespace platform

@@ -18,9 +18,6 @@ namespace {
 constexpr auto kService = "org.freedesktop.UDisks2";
 constexpr auto kManager = "/org/freedesktop/UDisks2/Manager";
 
-constexpr auto kBus = "org.freedesktop.DBus";
-constexpr auto kBusObject = "/org/freedesktop/DBus";
-
 /// A password of somebody who may would do.
 constexpr std::string_view kCanObtain = "org.freedesktop.UDisks2.Error.NotAuthorizedCanObtain";
 /// Begins the name of any refusal.
@@ -39,19 +36,6 @@ Failure failureOf(const BusReply& reply) {
     if (reply.error.starts_with(kErrors) && !reply.error.starts_with(kNotAuthorized))
         return {Error::Other, format::wideFromUtf8(reply.words)};
     return noRights();
-}
-
-/// Whether the bus lists the service in what `member` answers with.
-bool isListed(const SystemBus& bus, const char* member, UDisks::Milliseconds patience) {
-    const BusReply reply = bus.call(bus.newCall(kBus, kBusObject, kBus, member), patience);
-    if (!reply || sd_bus_message_enter_container(reply.message.get(), SD_BUS_TYPE_ARRAY, "s") < 0)
-        return false;
-    const char* name = nullptr;
-    while (sd_bus_message_read_basic(reply.message.get(), SD_BUS_TYPE_STRING, &name) > 0) {
-        if (std::string_view(name) == kService)
-            return true;
-    }
-    return false;
 }
 
 /// The service's object for a device; nothing when it knows none.
@@ -77,8 +61,8 @@ BusReply openDevice(const SystemBus& bus, const std::string& object, bool mayAsk
     const int quietly = mayAskPerson ? 0 : 1;
     if (call == nullptr ||
         sd_bus_message_set_allow_interactive_authorization(call.get(), mayAskPerson ? 1 : 0) < 0 ||
-        sd_bus_message_append(call.get(), "sa{sv}", "r", 2, "flags", "i", O_CLOEXEC,
-                              "auth.no_user_interaction", "b", quietly) < 0)
+        sd_bus_message_append(call.get(), "sa{sv}", "r", 1, "auth.no_user_interaction", "b",
+                              quietly) < 0)
         return {};
     return bus.call(call, patience);
 }
@@ -95,8 +79,8 @@ Descriptor descriptorIn(const BusReply& reply) {
 
 bool UDisks::isThere() const {
     const SystemBus bus(patience_.service);
-    return isListed(bus, "ListNames", patience_.service) ||
-           isListed(bus, "ListActivatableNames", patience_.service);
+    return static_cast<bool>(bus.call(
+        bus.newCall(kService, kManager, "org.freedesktop.DBus.Peer", "Ping"), patience_.service));
 }
 
 UDisks::Opened UDisks::openForReading(const std::string& node, bool mayAskPerson) const {

@@ -29,7 +29,7 @@ public:
 
     UDisks() : UDisks(Patience()) {}
 
-    /// Whether the service runs, or the bus knows how to start it.
+    /// Whether the service answers; the bus starts it if it does not run.
     [[nodiscard]] bool isThere() const;
 
     /// Opens the block device at `node` for reading only. What comes back is for the caller to

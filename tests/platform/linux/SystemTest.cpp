@@ -84,7 +84,8 @@ TEST(LinuxFile, UdevIsAskedAboutADeviceThatMayNotBeRead) {
     makeFile(dir / "node", 512);
     std::ofstream(dir / "b8:17") << "E:ID_FS_TYPE=vfat\nE:ID_FS_VERSION=FAT32\n"
                                     "E:ID_FS_LABEL=other\nE:ID_FS_LABEL_ENC=By\\x20udev\\x\n"
-                                    "E:ID_FS_UUID_ENC=1234-ABCD\n";
+                                    "E:ID_FS_UUID_ENC=1234-ABCD\nE:ID_MODEL_ENC=Ultra\\x20\\x20\n"
+                                    "E:ID_VENDOR_ENC=San\\x20Disk\n";
     BlockDevice device;
     device.number = (8 << 8) | 17;
     device.node = (dir / "node").string();
@@ -95,6 +96,7 @@ TEST(LinuxFile, UdevIsAskedAboutADeviceThatMayNotBeRead) {
     EXPECT_EQ(volume.fileSystem, "FAT32");
     EXPECT_EQ(volume.label, "By udev\\x");
     EXPECT_EQ(volume.uuid, "1234-ABCD");
+    EXPECT_EQ(devices.udevRecord(device.number)->model, "San Disk Ultra");
 }
 
 TEST(LinuxTerminal, TheFirstInterruptIsReportedAndTheSecondEnds) {

@@ -1,0 +1,3 @@
+#include "platform/desktop/DriveSignals.h"
+
+void connectDriveSignals(QObject* /*receiver*/, const char* /*slot*/) {} // No such service here.
