@@ -55,6 +55,7 @@ TEST_F(SourceFrameTest, ListsFixedAndRemovableDrivesByLetter) {
     drives.push_back(drive('G', L"Share", DriveKind::Other));
     // A label is for a person to read: it neither turns the line around nor takes in the letter.
     drives.push_back(drive('H', L"\u202Egnp %2 %1\n"));
+    drives[1].model = L"San\u202EDisk Ultra";
     page.showSources();
     EXPECT_EQ(labels(), QStringList({QStringLiteral("System (C:)"), QStringLiteral(" (E:)"),
                                      QStringLiteral("Pictures (F:)"),
@@ -66,6 +67,7 @@ TEST_F(SourceFrameTest, ListsFixedAndRemovableDrivesByLetter) {
     ASSERT_EQ(infos.size(), 4);
     EXPECT_EQ(infos[0].removable, 0);
     EXPECT_EQ(infos[1].removable, 1);
+    EXPECT_EQ(infos[1].details, QStringLiteral("San\uFFFDDisk Ultra, removable"));
 }
 
 TEST_F(SourceFrameTest, TheChoiceStaysWithItsDriveWhileOthersComeAndGo) {
