@@ -94,18 +94,22 @@ public:
           content(media, space), media_(media) {
         if (options.remnants)
             remnantFinders_ = {&ntfs, &names, &fat, &exfat, &tables};
-        finders_ = remnantFinders_;
         if (options.content)
-            finders_.push_back(&starts_);
+            contentFinders_ = {&starts_};
     }
 
-    /// Has the finders look at what was read, each in a thread of its own. `bytes` stays until
-    /// `finishLooking`.
+    /// Has the finders look at what was read, in two threads that take about as long. `bytes` stays
+    /// until `finishLooking`.
     void beginLooking(uint64 position, std::span<const uint8> bytes, std::size_t fresh) {
         lookedTo_ = position + fresh;
-        for (BlockFinder* finder : finders_)
-            looking_.push_back(
-                std::async(std::launch::async, [=] { finder->look(position, bytes, fresh); }));
+        const auto begin = [&](const std::vector<BlockFinder*>& finders) {
+            looking_.push_back(std::async(std::launch::async, [&finders, position, bytes, fresh] {
+                for (BlockFinder* finder : finders)
+                    finder->look(position, bytes, fresh);
+            }));
+        };
+        begin(remnantFinders_);
+        begin(contentFinders_);
     }
 
     /// Waits for them, and takes on what they have found.
@@ -179,7 +183,7 @@ private:
     ZCustomMedia& media_;
     ContentFinder starts_;
     std::vector<BlockFinder*> remnantFinders_;
-    std::vector<BlockFinder*> finders_;
+    std::vector<BlockFinder*> contentFinders_;
     uint64 lookedTo_ = 0;
     std::vector<std::future<void>> looking_; // Ends before the finders do.
 };

@@ -16,7 +16,9 @@ class ZFoundByContent : public ZVolume {
 public:
     /// `media` is not owned and outlives this.
     ZFoundByContent(ZCustomMedia* media, std::vector<ContentFind> finds)
-        : ZVolume(media), finds_(std::move(finds)) {}
+        : ZVolume(media), finds_(std::move(finds)) {
+        finds_.shrink_to_fit(); // They stay for long.
+    }
 
     /// Nothing is to be read.
     bool init() override { return true; }

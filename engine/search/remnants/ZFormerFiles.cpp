@@ -26,6 +26,8 @@ std::vector<ByteRange> cut(std::vector<ByteRange> place, uint64 bytes) {
 
 ZFormerFiles::ZFormerFiles(ZCustomMedia* media, std::vector<Item> items)
     : ZVolume(media), items_(std::move(items)) {
+    items_.shrink_to_fit(); // They stay for long.
+    byId_.reserve(items_.size());
     for (std::size_t i = 0; i < items_.size(); ++i)
         byId_.emplace(items_[i].node.id, i);
 }
