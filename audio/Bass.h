@@ -3,8 +3,9 @@
 #include <cstdint>
 
 // Sound from memory: the operations of the BASS programming interface that the player uses, in
-// our own declarations. On Windows they lead to the library's DLL, which is loaded at run time
-// and may be missing; on Linux they are done here, by a decoder process and SDL's audio output.
+// our own declarations. They are done here, by a decoder process and the system's audio output. On
+// Windows they lead to the library's DLL instead where that lies beside the program, which must
+// not be an administrator's.
 //
 // Positions and lengths are bytes of the decoded stream, in whole sample frames. An operation
 // that is given 0 or a handle that is no longer valid fails and changes nothing. Failure is 0,

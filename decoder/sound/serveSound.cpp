@@ -4,10 +4,6 @@
 #include "decoder/sound/SoundDecoder.h"
 #include "decoder/sound/SoundMessage.h"
 
-extern "C" {
-#include <libavutil/log.h>
-}
-
 #include <cstdlib>
 #include <memory>
 #include <vector>
@@ -18,7 +14,7 @@ namespace server = decoder::server;
 using decoder::Kind;
 
 int serveSound() {
-    av_log_set_level(AV_LOG_QUIET);
+    SoundDecoder::prepare();
     if (!server::enter())
         return EXIT_FAILURE;
     const auto file = server::receiveFile();

@@ -1,7 +1,6 @@
 #include <windows.h>
 
-extern "C" __declspec(dllexport) int WINAPI
-    BASS_Init(int /*device*/, DWORD /*frequency*/, DWORD /*flags*/, void* /*window*/,
-              const void* /*classId*/) {
+extern "C" __declspec(dllexport) DWORD WINAPI
+    BASS_PluginLoad(const void* /*file*/, DWORD /*flags*/) {
     return 1;
 }

@@ -1,10 +1,11 @@
-#include "decoder/sound/SoundDecoder.h"
+#include "decoder/sound/TrackDecoder.h"
 
 #include "format/LittleEndian.h"
 
 extern "C" {
 #include <libavutil/channel_layout.h>
 #include <libavutil/frame.h>
+#include <libavutil/log.h>
 #include <libavutil/mem.h>
 }
 
@@ -31,12 +32,20 @@ constexpr std::chrono::milliseconds kMeasuringTime{1200};
 
 } // namespace
 
+void SoundDecoder::prepare() {
+    av_log_set_level(AV_LOG_QUIET);
+}
+
 std::unique_ptr<SoundDecoder> SoundDecoder::open(std::span<const std::uint8_t> file) {
+    return TrackDecoder::open(file);
+}
+
+std::unique_ptr<TrackDecoder> TrackDecoder::open(std::span<const std::uint8_t> file) {
     av_max_alloc(kMaxAllocation);
     auto track = SoundTrack::load(file);
     if (!track)
         return nullptr;
-    std::unique_ptr<SoundDecoder> decoder(new SoundDecoder(std::move(*track)));
+    std::unique_ptr<TrackDecoder> decoder(new TrackDecoder(std::move(*track)));
     if (!decoder->restart() || !decoder->hears())
         return nullptr;
     if (!decoder->track_.tellsFrames())
@@ -44,22 +53,18 @@ std::unique_ptr<SoundDecoder> SoundDecoder::open(std::span<const std::uint8_t> f
     return decoder->length() > 0 ? std::move(decoder) : nullptr;
 }
 
-SoundDecoder::SoundDecoder(SoundTrack track)
+TrackDecoder::TrackDecoder(SoundTrack track)
     : track_(std::move(track)), channels_(track_.parameters().ch_layout.nb_channels == 1 ? 1 : 2) {}
 
-std::uint32_t SoundDecoder::rate() const {
+std::uint32_t TrackDecoder::rate() const {
     return static_cast<std::uint32_t>(track_.parameters().sample_rate);
 }
 
-std::uint32_t SoundDecoder::frameBytes() const {
-    return channels_ * static_cast<std::uint32_t>(sizeof(std::int16_t));
-}
-
-std::uint64_t SoundDecoder::length() const {
+std::uint64_t TrackDecoder::length() const {
     return track_.frames() * frameBytes();
 }
 
-std::size_t SoundDecoder::read(std::uint64_t position, std::span<std::uint8_t> samples) {
+std::size_t TrackDecoder::read(std::uint64_t position, std::span<std::uint8_t> samples) {
     std::uint64_t frame = position / frameBytes();
     std::size_t filled = 0;
     while (frame < track_.frames() && samples.size() - filled >= frameBytes()) {
@@ -78,7 +83,7 @@ std::size_t SoundDecoder::read(std::uint64_t position, std::span<std::uint8_t> s
     return filled;
 }
 
-bool SoundDecoder::restart() {
+bool TrackDecoder::restart() {
     // A new one and not one that is told to forget: what some decoders keep would make the same
     // place sound different each time.
     const AVCodecParameters& parameters = track_.parameters();
@@ -94,7 +99,7 @@ bool SoundDecoder::restart() {
     return avcodec_open2(context_.get(), codec, nullptr) == 0;
 }
 
-bool SoundDecoder::hears() {
+bool TrackDecoder::hears() {
     bool heard = false;
     const std::size_t tried = std::min(track_.packets().size(), kMaxSettlingPackets);
     for (std::size_t i = 0; i < tried && !heard; ++i)
@@ -102,7 +107,7 @@ bool SoundDecoder::hears() {
     return heard;
 }
 
-void SoundDecoder::measure() {
+void TrackDecoder::measure() {
     const auto end = std::chrono::steady_clock::now() + kMeasuringTime;
     restart();
     for (std::size_t i = 0; i < track_.packets().size(); ++i) {
@@ -123,7 +128,7 @@ void SoundDecoder::measure() {
     track_.place();
 }
 
-void SoundDecoder::seek(std::size_t index) {
+void TrackDecoder::seek(std::size_t index) {
     std::size_t next = current_ + 1;
     // Nothing of a packet that is only decoded on the way is kept. The distance is bounded: it
     // is no further than a new start.
@@ -143,7 +148,7 @@ void SoundDecoder::seek(std::size_t index) {
 }
 
 template <class Take>
-void SoundDecoder::decode(std::size_t index, Take take) {
+void TrackDecoder::decode(std::size_t index, Take take) {
     if (!context_ || avcodec_is_open(context_.get()) == 0)
         return;
     const auto bytes = track_.bytes(track_.packets()[index]);
@@ -164,7 +169,7 @@ void SoundDecoder::decode(std::size_t index, Take take) {
         takeAll();
 }
 
-void SoundDecoder::fill(std::size_t index) {
+void TrackDecoder::fill(std::size_t index) {
     const SoundTrack::Packet& packet = track_.packets()[index];
     decoded_.clear();
     const std::size_t wanted = (std::size_t{packet.skip} + packet.frames) * channels_;
@@ -177,7 +182,7 @@ void SoundDecoder::fill(std::size_t index) {
                    decoded_.begin() + static_cast<std::ptrdiff_t>(packet.skip) * channels_);
 }
 
-void SoundDecoder::append(const AVFrame& frame) {
+void TrackDecoder::append(const AVFrame& frame) {
     if (frame.nb_samples <= 0 || frame.sample_rate <= 0)
         return;
     if (!converter_ || frame.format != convertsFrom_->format ||

@@ -1,10 +1,6 @@
-#include "audio/linux/Channel.h"
-
-#define SDL_MAIN_HANDLED
-#include <SDL.h>
+#include "audio/Channel.h"
 
 #include <algorithm>
-#include <bit>
 #include <chrono>
 #include <utility>
 
@@ -17,52 +13,11 @@ constexpr std::size_t kPieceBytes = std::size_t{32} << 10;
 constexpr std::size_t kLeastAheadBytes = 2 * kPieceBytes;
 constexpr std::size_t kMostAheadBytes = std::size_t{1} << 20;
 
-// The device asks for a fiftieth of a second at a time, so that it falls silent that soon.
-constexpr std::uint32_t kDeviceTurnsPerSecond = 50;
-constexpr std::uint32_t kLeastDeviceFrames = 256;
-constexpr std::uint32_t kMostDeviceFrames = 16384;
-
 // A device that another channel is just leaving can be had a moment later.
 constexpr int kDeviceTries = 20;
 constexpr std::chrono::milliseconds kDevicePause{100};
 
 } // namespace
-
-/// An open output that asks the channel for samples.
-class Channel::Device {
-public:
-    explicit Device(Channel& channel) {
-        const decoder::SoundFormat& format = channel.decoder_->format();
-        SDL_AudioSpec wanted{};
-        wanted.freq = static_cast<int>(format.rate);
-        wanted.format = AUDIO_S16SYS;
-        wanted.channels = static_cast<Uint8>(format.channels);
-        wanted.samples =
-            static_cast<Uint16>(std::clamp(std::bit_ceil(format.rate / kDeviceTurnsPerSecond),
-                                           kLeastDeviceFrames, kMostDeviceFrames));
-        wanted.userdata = &channel;
-        wanted.callback = [](void* user, Uint8* samples, int count) {
-            static_cast<Channel*>(user)->hand({samples, static_cast<std::size_t>(count)});
-        };
-        id_ = SDL_OpenAudioDevice(nullptr, 0, &wanted, nullptr, 0);
-        if (id_ != 0)
-            SDL_PauseAudioDevice(id_, 0);
-    }
-
-    Device(const Device&) = delete;
-    Device& operator=(const Device&) = delete;
-
-    /// Waits until what was handed over has been played.
-    ~Device() {
-        if (id_ != 0)
-            SDL_CloseAudioDevice(id_);
-    }
-
-    [[nodiscard]] bool isOpen() const { return id_ != 0; }
-
-private:
-    SDL_AudioDeviceID id_ = 0;
-};
 
 std::unique_ptr<Channel> Channel::open(std::span<const std::uint8_t> file) {
     auto decoder = std::make_unique<sound::RemoteSound>();
@@ -150,7 +105,6 @@ void Channel::run() {
     }
     lock.unlock();
     device_.reset();
-    SDL_TLSCleanup(); // What SDL keeps for a thread it has not started itself.
     over_ = true;
 }
 
@@ -163,11 +117,10 @@ void Channel::follow(std::unique_lock<std::mutex>& lock) {
     }
     for (int tries = 0; playing_ && tries < kDeviceTries; ++tries) {
         lock.unlock();
-        device_ = std::make_unique<Device>(*this);
+        device_ = openOutput(decoder_->format(), [this](auto samples) { hand(samples); });
         lock.lock();
-        if (device_->isOpen())
+        if (device_ != nullptr)
             return;
-        device_.reset();
         changed_.wait_for(lock, kDevicePause);
     }
     playing_ = false;

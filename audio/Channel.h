@@ -1,5 +1,6 @@
 #pragma once
 
+#include "audio/Output.h"
 #include "decoder/sound/RemoteSound.h"
 
 #include <atomic>
@@ -15,8 +16,8 @@
 namespace audio {
 
 /// One sound and its way to the device. A thread of its own has the sound decoded a little ahead
-/// and opens and closes the device, so that no call waits for either; any thread may call. SDL's
-/// audio must be up while a channel lives.
+/// and opens and closes the device, so that no call waits for either; any thread may call. The
+/// system's sound must be taken while a channel lives.
 class Channel {
 public:
     /// Null when `file` is no sound that can be decoded. Waits for the decoder, at most 3 seconds.
@@ -49,8 +50,6 @@ public:
 private:
     explicit Channel(std::unique_ptr<sound::RemoteSound> decoder);
 
-    class Device;
-
     /// What the thread does until `closing_`.
     void run();
     /// Opens or closes the device as `playing_` wants it. `lock` is released meanwhile.
@@ -65,7 +64,7 @@ private:
 
     const std::unique_ptr<sound::RemoteSound> decoder_;
     /// Of the thread only.
-    std::unique_ptr<Device> device_;
+    std::unique_ptr<Output> device_;
     std::vector<std::uint8_t> piece_;
 
     mutable std::mutex mutex_;
