@@ -23,9 +23,10 @@ void printRemarks(Output& output, const QString& heading, const auto& remarks) {
 
 Recovery::Recovery(Source& source, const RecoveryList& list, const OutputDirectory& output,
                    const Options& options)
-    : source_(source), output_(output), list_(list) {
+    : source_(source), output_(output), list_(list), verifies_(options.verify) {
     worker_.setExistingFile(options.existing);
     worker_.setKeepTimes(options.keepTimes);
+    worker_.setVerifying(verifies_);
     worker_.init(output_.path(), &source_.volume(), list);
     QObject::connect(&worker_, &RecoveryWorker::fileReported,
                      [this](const RecoveredFile& file) { onReported(file); });
@@ -124,6 +125,7 @@ void Recovery::report(Output& output) const {
         output.print(QStringLiteral("  ") + path);
     if (!reportPath_.isEmpty())
         output.print(QStringLiteral("The report is in \"%1\".").arg(reportPath_));
+    printVerification(output);
     output.flush();
     printReasonForEnd();
 }
@@ -155,6 +157,15 @@ void Recovery::printStates(Output& output) const {
             QStringLiteral("Where %1 lay is a guess: look at what \"--state uncertain\" "
                            "shows before you rely on it.")
                 .arg(counted(static_cast<kova::int64>(doubtfulCount_ - doubtful_.size()), "file")));
+}
+
+/// Nothing is said of what was not read back.
+void Recovery::printVerification(Output& output) const {
+    const uint written = outcome_.complete + outcome_.incomplete;
+    if (verifies_ && written > 0)
+        output.print(QStringLiteral("Verified: %1 of %2 read back as written.")
+                         .arg(outcome_.verified)
+                         .arg(counted(written, "file")));
 }
 
 void Recovery::printReasonForEnd() const {

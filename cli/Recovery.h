@@ -20,6 +20,7 @@ public:
     struct Options {
         RecoveryWorker::ExistingFile existing = RecoveryWorker::ExistingFile::KeepBoth;
         bool keepTimes = false;
+        bool verify = false;
     };
 
     /// `source` and `output`, and the listing of the source's tree, are used until the end, by
@@ -58,12 +59,14 @@ private:
     void stopIfAsked();
     void showProgress();
     void printStates(Output& output) const;
+    void printVerification(Output& output) const;
     void printReasonForEnd() const;
 
     Source& source_;
     const OutputDirectory& output_;
     RecoveryWorker worker_;
     RecoveryList list_;
+    bool verifies_;
     std::optional<RecoveryReport> account_;
     ReportFile* reportFile_ = nullptr;
     QString reportPath_; ///< Empty while it is not written.

@@ -73,6 +73,7 @@ void RecoveryReport::add(const RecoveredFile& file) {
     row.sha256 = file.sha256;
     row.writtenBytes = file.writtenBytes;
     row.state = file.state;
+    row.isVerified = file.isVerified;
     if (row.result != Result::Failed || !row.sha256.isEmpty())
         row.path = file.path.mid(output_.size() + (output_.endsWith(u'/') ? 0 : 1));
     try {
@@ -96,6 +97,7 @@ void RecoveryReport::finish(const RecoveryOutcome& outcome) {
         if (inDoubt.isEmpty() || !inDoubt.contains(output_ + u'/' + file.path))
             continue;
         file.result = Result::Failed;
+        file.isVerified = false;
         file.reason = QStringLiteral("the output drive did not confirm it, so it may be lost");
     }
     list_.forEach([&](std::size_t index) {

@@ -37,6 +37,7 @@ public:
         std::size_t pieces = 0;             ///< Of how many.
         kova::int64 writtenBytes = 0;
         kova::FileState state;
+        bool isVerified = false; ///< Read back, and the same as what was written.
         Result result = Result::NotAttempted;
     };
 

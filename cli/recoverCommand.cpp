@@ -20,6 +20,7 @@ const QString kId = QStringLiteral("id");
 const QString kPath = QStringLiteral("path");
 const QString kOverwrite = QStringLiteral("overwrite");
 const QString kForceOutput = QStringLiteral("force-output");
+const QString kVerify = QStringLiteral("verify");
 const QString kReport = QStringLiteral("report");
 const QString kKeepTimes = QStringLiteral("keep-times");
 
@@ -56,6 +57,8 @@ void addOptions(QCommandLineParser& parser) {
          QStringLiteral("Write to DIR even where it is not known which drive that is. "
                         "Make sure that it is not the one read.")},
         {kKeepTimes, QStringLiteral("Give the files their former times of modification.")},
+        {kVerify,
+         QStringLiteral("Read every file back from the drive it was written to, and compare.")},
         {kReport,
          QStringLiteral(
              "Also write what was recovered, from where and with SHA-256, to FILE, whose "
@@ -88,9 +91,9 @@ ExitCode run(const QCommandLineParser& parser) {
     const QString warning = warningOfPromise(promisedBytes(list), source.drive().sizeBytes);
     if (!warning.isEmpty())
         printError(warning);
-    Recovery recovery(
-        source, list, directory,
-        {overwrite ? ExistingFile::Replace : ExistingFile::KeepBoth, parser.isSet(kKeepTimes)});
+    Recovery recovery(source, list, directory,
+                      {overwrite ? ExistingFile::Replace : ExistingFile::KeepBoth,
+                       parser.isSet(kKeepTimes), parser.isSet(kVerify)});
     if (report)
         recovery.reportTo(*report);
     recovery.run();

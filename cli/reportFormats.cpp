@@ -33,11 +33,12 @@ QString stateText(const FileState& state) {
 }
 
 QString sumText(const RecoveryOutcome& outcome) {
-    return QStringLiteral("%1 of %2 (%3); %4 only in part, %5 failed, %6 not attempted")
+    return QStringLiteral("%1 of %2 (%3); %4 only in part, %5 failed, %6 not attempted; "
+                          "%7 read back and compared")
         .arg(QString::number(outcome.complete), counted(outcome.files, "file"),
              formatSize(static_cast<kova::int64>(outcome.completeBytes)),
              QString::number(outcome.incomplete), QString::number(outcome.failed),
-             QString::number(outcome.notAttempted()));
+             QString::number(outcome.notAttempted()), QString::number(outcome.verified));
 }
 
 /// "offset+length" for each piece, in bytes of the volume.
@@ -167,7 +168,9 @@ private:
         cell(QString::fromStdString(result) +
              (file.reason.isEmpty() ? QString() : QStringLiteral(": ") + visible(file.reason)));
         cell(stateText(file.state));
-        cell(QStringLiteral("<code>%1</code>").arg(QLatin1String(file.sha256.toHex())));
+        cell(QStringLiteral("<code>%1</code>%2")
+                 .arg(QLatin1String(file.sha256.toHex()),
+                      file.isVerified ? QStringLiteral("<br>read back, the same") : QString()));
         cell(QStringLiteral("%1<br>%2<br>%3")
                  .arg(timeText(node.creationTime), timeText(node.modificationTime),
                       timeText(node.accessTime)),
@@ -224,9 +227,10 @@ void writeCsv(const RecoveryReport& report, ReportFile& out) {
                              early.isEmpty() ? QString() : QStringLiteral("early: ") + early,
                              kProgram};
     out.write("\xEF\xBB\xBF");
-    out.write("path,name,folder,size,written,sha256,result,reason,state,clusters,clustersTaken,"
-              "created,modified,accessed,place,source,partition,fileSystem,label,serial,"
-              "volumeSize,begun,ended,end,program\r\n");
+    out.write(
+        "path,name,folder,size,written,sha256,verified,result,reason,state,clusters,clustersTaken,"
+        "created,modified,accessed,place,source,partition,fileSystem,label,serial,"
+        "volumeSize,begun,ended,end,program\r\n");
     for (const File& file : report.files()) {
         const ZFileTreeNode& node = nodeOf(report, file);
         QStringList cells{file.path,
@@ -235,6 +239,7 @@ void writeCsv(const RecoveryReport& report, ReportFile& out) {
                           QString::number(node.size),
                           QString::number(file.writtenBytes),
                           QLatin1String(file.sha256.toHex()),
+                          file.isVerified ? QStringLiteral("yes") : QStringLiteral("no"),
                           QLatin1String(RecoveryReport::nameOf(file.result)),
                           file.reason,
                           stateText(file.state),
@@ -292,6 +297,7 @@ std::string jsonOfRecovery(const RecoveryReport& report) {
         .add("recoveredBytes", outcome.completeBytes)
         .add("onlyInPart", kova::uint64{outcome.incomplete})
         .add("failed", kova::uint64{outcome.failed})
+        .add("verified", kova::uint64{outcome.verified})
         .add("notAttempted", kova::uint64{outcome.notAttempted()})
         .text();
 }
@@ -317,6 +323,7 @@ std::string jsonOf(const RecoveryReport& report, const File& file) {
         .add("size", node.size)
         .add("written", file.writtenBytes)
         .add("sha256", std::string_view(file.sha256.toHex().toStdString()))
+        .add("verified", file.isVerified)
         .add("result", std::string_view(RecoveryReport::nameOf(file.result)))
         .add("reason", toWide(file.reason))
         .add("state", std::string_view(States::nameOf(file.state.kind)))

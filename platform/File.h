@@ -65,6 +65,10 @@ public:
     /// Waits until what was written has arrived on the drive; false when it has not.
     bool sync();
 
+    /// Has the system forget what it holds of the file in memory, as far as that has arrived on the
+    /// drive, so that the next reads come from there. Windows does not let go of it.
+    void forgetCached();
+
     /// Which file this is; false on failure.
     bool identity(FileIdentity& out) const;
 

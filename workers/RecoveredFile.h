@@ -19,6 +19,7 @@ struct RecoveredFile {
         CannotCreate, ///< The output file or folder could not be created.
         CannotWrite,  ///< Writing the output failed.
         OutputFull,   ///< The output drive has no room left for it.
+        Mismatch,     ///< The output drive does not give back what was written.
     };
 
     std::size_t entry = kova::ZTreeListing::kNone; ///< Its index in the listing.
@@ -35,6 +36,7 @@ struct RecoveredFile {
     kova::FileState state;
     /// SHA-256 of what was written, 32 bytes, if it was asked for and the file is there.
     QByteArray sha256;
+    bool isVerified = false; ///< What was written was read back, and is the same.
 
     /// Whether other files hold some of what it was, so that what was written is not all its own.
     [[nodiscard]] bool isOverwritten() const {

@@ -10,6 +10,7 @@ void RecoveryOutcome::add(const RecoveredFile& file) {
     partlyOverwritten += file.isOverwritten() && isThere ? 1U : 0U;
     erased += file.isErased() && isThere ? 1U : 0U;
     encrypted += file.report.encrypted && isThere ? 1U : 0U;
+    verified += file.isVerified ? 1U : 0U;
     gaveWay += file.gaveWay ? 1U : 0U;
     completeBytes += file.isComplete() ? static_cast<uint64>(file.writtenBytes) : 0U;
 }
@@ -21,5 +22,6 @@ void RecoveryOutcome::doubt(const RecoveredFile& file) {
     partlyOverwritten -= file.isOverwritten() ? 1U : 0U;
     erased -= file.isErased() ? 1U : 0U;
     encrypted -= file.report.encrypted ? 1U : 0U;
+    verified -= file.isVerified ? 1U : 0U;
     completeBytes -= file.isComplete() ? static_cast<uint64>(file.writtenBytes) : 0U;
 }

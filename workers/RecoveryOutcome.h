@@ -30,6 +30,9 @@ struct RecoveryOutcome {
     kova::uint32 partlyOverwritten = 0; ///< Of the incomplete ones.
     kova::uint32 erased = 0;            ///< Of the incomplete ones: only zeros came out.
 
+    /// Of the complete and incomplete ones: read back, and the same as what was written.
+    kova::uint32 verified = 0;
+
     /// Files that were there already with the names of recovered ones, which got others.
     kova::uint32 gaveWay = 0;
 

@@ -1,6 +1,7 @@
 #include "workers/RecoveryWorker.h"
 
 #include "model/texts.h"
+#include "workers/ContentHash.h"
 #include "workers/OutputStream.h"
 #include "workers/OutputTree.h"
 #include "workers/writeTrial.h"
@@ -58,6 +59,7 @@ private:
     void write(const ZFileTreeNode& node, OutputStream& stream, RecoveredFile& file);
     void extract(const ZFileTreeNode& node, OutputStream& stream, RecoveredFile& file);
     void hash(OutputStream& stream, RecoveredFile& file);
+    void verify(OutputStream& stream, RecoveredFile& file);
     void abandonIfInterrupted(OutputStream& stream);
     void close(OutputStream& stream, RecoveredFile& file);
     void report(const RecoveredFile& file);
@@ -172,7 +174,7 @@ void RecoveryWorker::Run::recoverFile(std::size_t index) {
         emit worker_.working();
         return worker_.interrupted_ || (endsEarly_ && isSourceGone());
     });
-    if (worker_.hashes_)
+    if (worker_.hashes_ || worker_.verifies_)
         stream.keepHash();
     RecoveredFile file;
     file.entry = index;
@@ -254,10 +256,12 @@ void RecoveryWorker::Run::write(const ZFileTreeNode& node, OutputStream& stream,
     file.writtenBytes = std::min(stream.writtenEnd(), std::max<int64>(node.size, 0));
     if (file.problem)
         qCDebug(recoveryLog) << "failed to recover";
-    if (worker_.hashes_)
+    if (worker_.hashes_ || worker_.verifies_)
         hash(stream, file);
     if (worker_.keepTimes_ && node.modificationTime != 0)
         stream.file().setModificationTime(node.modificationTime);
+    if (worker_.verifies_ && (!file.problem || *file.problem == Problem::Unreadable))
+        verify(stream, file);
 }
 
 void RecoveryWorker::Run::extract(const ZFileTreeNode& node, OutputStream& stream,
@@ -301,6 +305,29 @@ void RecoveryWorker::Run::abandonIfInterrupted(OutputStream& stream) {
 void RecoveryWorker::Run::hash(OutputStream& stream, RecoveredFile& file) {
     try {
         file.sha256 = stream.sha256();
+    } catch (const OutputStream::Interrupted&) {
+        abandonIfInterrupted(stream);
+    }
+}
+
+void RecoveryWorker::Run::verify(OutputStream& stream, RecoveredFile& file) {
+    if (!stream.file().sync()) {
+        failToWrite(stream, file);
+        return;
+    }
+    stream.file().forgetCached();
+    ContentHash read([this] {
+        emit worker_.working();
+        if (worker_.interrupted_)
+            throw OutputStream::Interrupted();
+    });
+    try {
+        const bool isRead = read.addFile(stream.file());
+        file.isVerified = isRead && read.result() == file.sha256;
+        if (file.isVerified)
+            return;
+        file.problem = Problem::Mismatch;
+        file.detail = isRead ? QString() : toQString(stream.file().failure().words);
     } catch (const OutputStream::Interrupted&) {
         abandonIfInterrupted(stream);
     }
@@ -372,6 +399,8 @@ void RecoveryWorker::Run::endIfHopeless(const RecoveredFile& file) {
             endWith(End::OutputFull, file.detail);
         break;
     }
+    case Problem::Mismatch: // A drive may lose one file and keep the next.
+        break;
     case Problem::CannotCreate:
     case Problem::CannotWrite:
         if (const platform::Failure refusal = tryWriting(output_.top()))
@@ -394,6 +423,10 @@ void RecoveryWorker::setKeepTimes(bool keep) {
 
 void RecoveryWorker::setHashing(bool hashes) {
     hashes_ = hashes;
+}
+
+void RecoveryWorker::setVerifying(bool verifies) {
+    verifies_ = verifies;
 }
 
 void RecoveryWorker::interrupt() noexcept {

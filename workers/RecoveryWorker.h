@@ -51,6 +51,10 @@ public:
     /// Before `start`: whether the SHA-256 of each file written is reckoned. Off unless set.
     void setHashing(bool hashes);
 
+    /// Before `start`: whether each file written is read back from the drive and compared by its
+    /// SHA-256, which is reckoned then, too. Off unless set.
+    void setVerifying(bool verifies);
+
     /// Asks for a stop at once, in the middle of a file too, whose output is then removed if this
     /// run created it, and which does not count as attempted. For good, and before `start` too.
     /// May be called from any thread and from a signal handler.
@@ -112,5 +116,6 @@ private:
     ExistingFile existingFile_ = ExistingFile::Open;
     bool keepTimes_ = false;
     bool hashes_ = false;
+    bool verifies_ = false;
     std::atomic<bool> interrupted_{false};
 };

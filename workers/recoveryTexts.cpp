@@ -64,6 +64,8 @@ QString textOf(const RecoveredFile& file) {
         return file.writtenBytes == 0
                    ? QStringLiteral("there is no room for it on the output drive")
                    : QStringLiteral("is not complete, as the output drive is full");
+    case Problem::Mismatch:
+        return QStringLiteral("the output drive does not give back what was written") + words;
     case Problem::Unreadable:
         break;
     }

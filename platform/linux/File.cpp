@@ -187,6 +187,10 @@ bool File::sync() {
     return ::fdatasync(descriptor(handle_)) == 0 || errno == EINVAL || errno == EROFS || failed();
 }
 
+void File::forgetCached() {
+    ::posix_fadvise(descriptor(handle_), 0, 0, POSIX_FADV_DONTNEED);
+}
+
 bool File::identity(FileIdentity& out) const {
     struct stat status {};
 

@@ -162,6 +162,10 @@ bool File::sync() {
     return FlushFileBuffers(handleOf(handle_)) != 0 || failed();
 }
 
+void File::forgetCached() {
+    // The cache is let go of when no handle is open any more, and this one is.
+}
+
 bool File::identity(FileIdentity& out) const {
     return identityOf(handleOf(handle_), out);
 }

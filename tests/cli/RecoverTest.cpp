@@ -172,8 +172,9 @@ TEST_F(RecoverTest, ReportsWhatWasWrittenAndFromWhere) {
     std::map<std::string, std::string> reports;
     for (const std::string suffix : {".json", ".csv", ".html"}) {
         const fs::path report = out / ("report" + suffix);
-        const Result result = recover({"--report", report.string()});
+        const Result result = recover({"--verify", "--report", report.string()});
         EXPECT_EQ(result.code, 0) << result.err;
+        EXPECT_THAT(result.out, HasSubstr("Verified: 2 of 2 files read"));
         reports[suffix] = contentOf(report);
         EXPECT_EQ(recover({"--report", report.string(), "--overwrite"}).code, 4);
         EXPECT_EQ(contentOf(report), reports[suffix]);
@@ -188,7 +189,8 @@ TEST_F(RecoverTest, ReportsWhatWasWrittenAndFromWhere) {
     EXPECT_EQ(contentOf(out / files[1]["path"].toString().toStdString()), "resident");
     EXPECT_EQ(files[1]["name"].toString(), QStringLiteral("=1+\"x\",\n"));
     EXPECT_THAT(reports[".json"], HasSubstr("a\\uD800"));
-    EXPECT_THAT(reports[".csv"], HasSubstr("\"'=1+\"\"x\"\",\n\",<b>&,8,8," + sha.toStdString()));
+    EXPECT_THAT(reports[".csv"],
+                HasSubstr("\"'=1+\"\"x\"\",\n\",<b>&,8,8," + sha.toStdString() + ",yes"));
     EXPECT_THAT(reports[".html"],
                 HasSubstr("<td>=1+&quot;x&quot;,[U+000A]</td><td>&lt;b&gt;&amp;"));
     EXPECT_THAT(reports[".html"], HasSubstr("<td>a[U+D800][U+202E]</td>"));

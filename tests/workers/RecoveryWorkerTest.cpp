@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <QCryptographicHash>
 #include <QMetaObject>
 
 #include <algorithm>
@@ -91,7 +92,8 @@ protected:
         QObject::connect(&worker, &RecoveryWorker::fileFailed,
                          [this](const QString& path, Problem problem, const QString& detail) {
                              failures.emplace_back(below(path), problem);
-                             EXPECT_EQ(detail.isEmpty(), problem == Problem::Unreadable);
+                             EXPECT_EQ(detail.isEmpty(), problem == Problem::Unreadable ||
+                                                             problem == Problem::Mismatch);
                          });
     }
 
@@ -503,6 +505,57 @@ TEST_F(RecoveryWorkerTest, ReportsZerosInThePlaceOfBadSectors) {
     worker.start();
     EXPECT_THAT(files, ElementsAre(Pair("1", true), Pair("2", false), Pair("3", true)));
     EXPECT_THAT(failures, ElementsAre(Pair("2", Problem::Unreadable)));
+}
+
+TEST_F(RecoveryWorkerTest, HashesAndVerifiesWhatStandsInTheOutput) {
+    using Write = std::function<void(kova::ZStream&)>;
+    const std::vector<Write> ways{[](auto& stream) { put(stream, "in order"); },
+                                  [](auto& stream) {
+                                      put(stream, "hole");
+                                      stream.fillZeros(3 << 20);
+                                      stream.fill('x', (2 << 20) + 1);
+                                      stream.resize(7 << 20);
+                                  },
+                                  [](auto& stream) {
+                                      put(stream, "cut short");
+                                      stream.resize(3);
+                                  },
+                                  [](auto& stream) {
+                                      put(stream, "written twice");
+                                      stream.seek(2, 0);
+                                      put(stream, "W");
+                                  },
+                                  [](auto& stream) {
+                                      stream.seek(5, 0);
+                                      put(stream, "a gap");
+                                  },
+                                  [this](auto& stream) {
+                                      put(stream, "changed");
+                                      std::fstream(out / "5", std::ios::in | std::ios::out) << 'C';
+                                  }};
+    for (std::size_t i = 0; i < ways.size(); ++i) {
+        const auto id = static_cast<int64>(i) + 1;
+        addFile(id, 0, std::to_wstring(i), "");
+        volume.extracts[id] = [way = ways[i]](kova::ZStream& stream) {
+            way(stream);
+            return true;
+        };
+    }
+    std::map<std::string, RecoveredFile> reported;
+    QObject::connect(&worker, &RecoveryWorker::fileReported,
+                     [&](const RecoveredFile& file) { reported[below(file.path)] = file; });
+    worker.setVerifying(true);
+    recover({1, 2, 3, 4, 5, 6});
+    for (const auto& [name, file] : reported) {
+        const auto content = QByteArray::fromStdString(contentOf(out / name));
+        const bool isRight =
+            file.sha256 == QCryptographicHash::hash(content, QCryptographicHash::Sha256);
+        EXPECT_EQ(isRight, name != "5") << name;
+        EXPECT_EQ(file.isVerified, name != "5") << name;
+    }
+    EXPECT_EQ(outcome.verified, 5U);
+    EXPECT_THAT(remarkOn(reported["5"]).toStdString(), testing::HasSubstr("does not give back"));
+    EXPECT_FALSE(reported["5"].isComplete());
 }
 
 TEST_F(RecoveryWorkerTest, KeepsTimes) {
