@@ -45,7 +45,7 @@ void exFatScan(benchmark::State& state) {
     const std::vector<ZFileTreeNode> nodes = nodesOf(*opened());
     auto tree = std::make_unique<ZFileTree>();
     compare(
-        state, 3.0,
+        state, 2.5,
         [&] {
             for (const uint32 cluster : clusters) {
                 const auto offset =

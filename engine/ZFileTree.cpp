@@ -1,6 +1,7 @@
 #include "engine/ZFileTree.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace kova {
@@ -28,8 +29,12 @@ void ZFileTree::insert(ZFileTreeNode node, int position) {
         removeFromList(id, known, known.node->parentId);
         *known.node = std::move(node);
     } else {
-        // Scans mostly insert in the order of the ids.
-        known.node = &nodes.emplace_hint(nodes.end(), id, std::move(node))->second;
+        // Scans mostly insert in the order of the ids, or in some such orders, mixed.
+        const bool isLast = nodes.empty() || nodes.rbegin()->first < id;
+        const auto at = nodes.emplace_hint(isLast ? nodes.end() : behindLast_, id, std::move(node));
+        if (!isLast)
+            behindLast_ = std::next(at);
+        known.node = &at->second;
     }
 
     if (id != parentId) {

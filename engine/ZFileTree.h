@@ -28,6 +28,9 @@ public:
     ZFileTree& operator=(const ZFileTree&) = delete;
     ~ZFileTree() = default;
 
+    /// Before the first node: makes room for so many at once.
+    void reserve(std::size_t count) { known_.reserve(count); }
+
     /// Stores `node`, unless the filter refuses it or a node with its id and a later
     /// creation time is stored; an equal or earlier one is replaced. A node whose parent is
     /// itself stands in no child list. `position` is its row among its siblings; negative: last.
@@ -70,6 +73,8 @@ private:
 
     std::set<int64> missingParents;
     std::map<int64, ZFileTreeNode> nodes;
+    /// Behind the last node that was stored among others.
+    std::map<int64, ZFileTreeNode>::iterator behindLast_ = nodes.end();
     /// A list may hold `kRemoved` in the place of an id that was taken out, until it is read.
     mutable ChildLists children;
 

@@ -81,7 +81,13 @@ void ZTreeListing::addLost(const ZFileTree& tree) {
         places_[kLostFolder] = unreachable_ + 1;
         addContent(tree, kLostFolder, unreachable_);
     }
-    strays_ = findStrays(tree);
+    // Most trees have none: all that is not listed is the root, and looking for others takes long.
+    const ZFileTreeNode* const root = tree.find(tree.rootId);
+    const bool isRootLeftOut =
+        root != nullptr && root->isDirectory && indexOf(tree.rootId) == kNone;
+    const std::size_t listed = entries_.size() - 1 + (isRootLeftOut ? 1U : 0U);
+    if (listed != tree.allNodes().size())
+        strays_ = findStrays(tree);
     for (const ZFileTreeNode* stray : strays_)
         addWithContent(tree, *stray, unreachable_);
     entries_[unreachable_].end = entries_.size();

@@ -1,19 +1,19 @@
 #pragma once
 
 #include "engine/FormerStarts.h"
-#include "engine/ZFileTreeNode.h"
 #include "engine/fat/FatPlace.h"
 
 namespace kova {
 
-/// An entry that a scan has met: of a deleted file or directory, or of a live directory.
+/// An entry that a scan has met: of a deleted file or directory, or of a live directory. What it
+/// becomes in the tree is kept elsewhere: many are gone over, several times.
 struct FatFound {
-    /// As its entry says; id and parent are set when it is stored.
-    ZFileTreeNode node;
-    uint32 recorded = 0; ///< First cluster as its entry says.
-    uint32 folder = 0;   ///< Index of the folder that holds it.
-    FatPlace place;
     const FormerStarts::Kinds* kinds = nullptr; ///< By the suffix of its name. Never null.
+    int64 id = 0;                               ///< In the tree; set when it is stored.
+    uint32 recorded = 0;                        ///< First cluster as its entry says.
+    uint32 folder = 0;                          ///< Index of the folder that holds it.
+    FatPlace place;
+    bool exists = false;   ///< It is a live directory.
     bool isRename = false; ///< The file or directory lives on under another name.
 };
 

@@ -70,9 +70,9 @@ uint32 FatPlaceFinder::findFolder(uint32 recorded, uint32 parent) {
     return best;
 }
 
-void FatPlaceFinder::run(std::deque<FatFound>& found, const std::vector<FatFolder>& folders,
+void FatPlaceFinder::run(std::span<FatFound> found, const std::vector<FatFolder>& folders,
                          const std::vector<FatFolderItem>& items) {
-    found_ = &found;
+    found_ = found;
     items_ = &items;
     bool any = false;
     for (const FatFolderItem& item : items) {
@@ -103,7 +103,7 @@ void FatPlaceFinder::placeFolder(const FatFolder& folder, bool checkedOnes) {
     const std::span<const FatFolderItem> items =
         std::span(*items_).subspan(folder.itemsBegin, count);
     const auto placeOf = [this](const FatFolderItem& item) {
-        return item.found == FatFolderItem::kLive ? item.first : (*found_)[item.found].place.first;
+        return item.found == FatFolderItem::kLive ? item.first : found_[item.found].place.first;
     };
     std::vector<uint32> after(count);
     uint32 next = 0;
@@ -117,7 +117,7 @@ void FatPlaceFinder::placeFolder(const FatFolder& folder, bool checkedOnes) {
     for (std::size_t i = 0; i < count; ++i) {
         const FatFolderItem& item = items[i];
         if (item.found != FatFolderItem::kLive && item.clusters > 0) {
-            FatFound& found = (*found_)[item.found];
+            FatFound& found = found_[item.found];
             neighbours.after = after[i];
             if (found.place.first == 0 && !found.isRename && isHighWordLost(found.recorded) &&
                 found.kinds->empty() != checkedOnes)

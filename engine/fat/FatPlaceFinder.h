@@ -5,7 +5,6 @@
 #include "engine/fat/FatFound.h"
 #include "engine/fat/ZFatVolume.h"
 
-#include <deque>
 #include <functional>
 #include <optional>
 #include <span>
@@ -25,7 +24,7 @@ public:
     explicit FatPlaceFinder(ZFatVolume& volume) : volume_(volume) {}
 
     /// Sets the places of all that was found in these folders.
-    void run(std::deque<FatFound>& found, const std::vector<FatFolder>& folders,
+    void run(std::span<FatFound> found, const std::vector<FatFolder>& folders,
              const std::vector<FatFolderItem>& items);
 
     /// Where a deleted directory begins: it says so itself, in its first two entries. `parent` is
@@ -94,7 +93,7 @@ private:
     [[nodiscard]] Fit contentFit(const FormerStarts::Kinds& kinds, uint32 cluster);
 
     ZFatVolume& volume_;
-    std::deque<FatFound>* found_ = nullptr;
+    std::span<FatFound> found_;
     const std::vector<FatFolderItem>* items_ = nullptr;
     IdTable<Dots> dots_;
     std::vector<Candidate> candidates_; ///< Of the file being placed.

@@ -3,6 +3,7 @@
 #include "engine/ClusterRanges.h"
 
 #include <algorithm>
+#include <tuple>
 #include <utility>
 
 namespace kova {
@@ -207,21 +208,23 @@ void FatSurvey::takeEntry(uint32 folder) {
 
 void FatSurvey::addFound(uint32 folder, bool isLost) {
     FatFound& found = found_.emplace_back();
-    parser_.buildNode(found.node);
+    ZFileTreeNode& node = nodes_.emplace_back();
+    parser_.buildNode(node);
     if (volume_.scanOptions().localTimes)
-        tellInUtc(found.node, localTimes_);
+        tellInUtc(node, localTimes_);
     found.recorded = parser_.firstCluster();
     found.folder = folder;
-    found.kinds = &volume_.starts_.kindsOf(found.node.name);
+    found.kinds = &volume_.starts_.kindsOf(node.name);
     found.place.created = parser_.entry().creationStamp();
     if (volume_.geometry_.isDataCluster(found.recorded)) {
         found.place.first = found.recorded;
         found.place.certainty = FatPlace::Certainty::Known;
     }
-    if (!found.node.isDirectory) {
-        found.node.exists = false; // A live file in a deleted directory is as lost as it.
+    if (!node.isDirectory) {
+        node.exists = false; // A live file in a deleted directory is as lost as it.
         return;
     }
+    found.exists = node.exists;
     FatFolder inner;
     inner.cluster = found.place.first;
     inner.found = static_cast<uint32>(found_.size() - 1);
@@ -234,7 +237,7 @@ void FatSurvey::addFound(uint32 folder, bool isLost) {
 /// The first cluster of a directory that is not live, 0 when it is not known.
 uint32 FatSurvey::findFolder(uint32 folder) {
     FatFound& found = found_[folders_[folder].found];
-    if (found.node.exists)
+    if (found.exists)
         return found.place.first;
     const uint32 parent = found.folder == FatFolder::kRoot ? 0 : folders_[found.folder].cluster;
     const uint32 cluster = finder_.findFolder(found.recorded, parent);
@@ -309,7 +312,7 @@ bool FatSurvey::continues(std::span<const uint8> cluster) const {
 /// A file that was renamed or moved has left its old entry behind; it was not deleted.
 void FatSurvey::findRenames() {
     for (FatFound& found : found_) {
-        if (found.node.exists || found.place.created == 0 ||
+        if (found.exists || found.place.created == 0 ||
             isLiveStamp_.find(found.place.created) == nullptr)
             continue;
         finder_.forEachCandidate(found.recorded, [&](uint32 cluster) {
@@ -331,12 +334,6 @@ void FatSurvey::addStart(const FatFound& found, uint32 clusters) {
 
 /// Of two deleted files that claim the same clusters the younger one is the likelier owner.
 void FatSurvey::markDoubts() {
-    struct Claim {
-        uint32 first;
-        uint64 end;
-        FatFound* found;
-    };
-
     std::vector<Claim> claims;
     claims.reserve(items_.size());
     volume_.starts_.reserve(items_.size());
@@ -351,10 +348,25 @@ void FatSurvey::markDoubts() {
             addStart(found, item.clusters);
         volume_.use_.addDeleted(found.place.first);
     }
+    std::sort(claims.begin(), claims.end(),
+              [](const Claim& a, const Claim& b) { return a.first < b.first; });
+    for (auto begin = claims.begin(); begin != claims.end();) {
+        uint64 furthest = begin->end;
+        auto end = std::next(begin);
+        for (; end != claims.end() && end->first < furthest; ++end)
+            furthest = std::max(furthest, end->end);
+        if (end - begin > 1)
+            markDoubts({begin, end});
+        begin = end;
+    }
+}
+
+/// The same of those that lie over each other, and over no others.
+void FatSurvey::markDoubts(std::span<Claim> claims) {
     const auto stampOf = [](const Claim& of) { return of.found->place.created; };
     // The youngest first; of those made in the same moment the one behind is taken for younger.
     std::sort(claims.begin(), claims.end(), [stampOf](const Claim& a, const Claim& b) {
-        return stampOf(a) != stampOf(b) ? stampOf(a) > stampOf(b) : a.first > b.first;
+        return std::tuple(stampOf(b), b.first, b.end) < std::tuple(stampOf(a), a.first, a.end);
     });
     ClusterRanges younger;
     const Claim* last = nullptr;
@@ -378,34 +390,34 @@ void FatSurvey::need(uint32 folder) {
 }
 
 void FatSurvey::store() {
-    for (const FatFound& found : found_) {
-        if (!found.isRename && !found.node.exists && !folders_[found.folder].isNeeded &&
-            (!tree_.filter || tree_.filter(found.node)))
+    for (std::size_t index = 0; index < found_.size(); ++index) {
+        const FatFound& found = found_[index];
+        if (!found.isRename && !found.exists && !folders_[found.folder].isNeeded &&
+            (!tree_.filter || tree_.filter(nodes_[index])))
             need(found.folder);
     }
     std::vector<bool> usedIds(std::size_t{volume_.geometry_.lastCluster} + 1);
     int64 nextId = ZFatVolume::kFirstOwnId;
     volume_.places_.reserve(found_.size());
-    std::vector<uint32> folderOf(found_.size());
-    for (uint32 folder = FatFolder::kRoot + 1; folder < folders_.size(); ++folder)
-        folderOf[folders_[folder].found] = folder;
-    for (uint32 index = 0; index < found_.size(); ++index) {
+    tree_.reserve(found_.size());
+    std::size_t folder = FatFolder::kRoot; // The last one whose entry has come by.
+    for (std::size_t index = 0; index < found_.size(); ++index) {
         FatFound& found = found_[index];
-        const uint32 folder = folderOf[index];
-        if (found.isRename || (found.node.exists && !folders_[folder].isNeeded))
+        if (folder + 1 < folders_.size() && folders_[folder + 1].found == index)
+            ++folder;
+        if (found.isRename || (found.exists && !folders_[folder].isNeeded))
             continue;
-        int64 id = found.recorded;
+        found.id = found.recorded;
         if (!volume_.geometry_.isDataCluster(found.recorded) || usedIds[found.recorded])
-            id = nextId++;
+            found.id = nextId++;
         else
             usedIds[found.recorded] = true;
-        found.node.id = id;
-        const uint32 parent = found.folder;
-        found.node.parentId =
-            parent == FatFolder::kRoot ? 0 : found_[folders_[parent].found].node.id;
-        volume_.places_[id] = found.place;
-        tree_.insert(std::move(found.node));
-        found.node.id = id;
+        ZFileTreeNode& node = nodes_[index];
+        node.id = found.id;
+        node.parentId =
+            found.folder == FatFolder::kRoot ? 0 : found_[folders_[found.folder].found].id;
+        volume_.places_[found.id] = found.place;
+        tree_.insert(std::move(node));
     }
 }
 

@@ -27,6 +27,13 @@ public:
     void run();
 
 private:
+    /// The clusters, up to `end`, that a deleted file would have in one piece.
+    struct Claim {
+        uint32 first;
+        uint64 end;
+        FatFound* found;
+    };
+
     void walkLive();
     void walkLost();
     void readChain(uint32 folder);
@@ -42,6 +49,7 @@ private:
     [[nodiscard]] bool continues(std::span<const uint8> cluster) const;
     void findRenames();
     void markDoubts();
+    static void markDoubts(std::span<Claim> claims);
     void addStart(const FatFound& found, uint32 clusters);
     void store();
     void need(uint32 folder);
@@ -54,8 +62,11 @@ private:
     FatEntryParser parser_;
     platform::LocalTimes localTimes_;
     std::vector<uint8> buffer_;
-    std::vector<bool> read_;          ///< By cluster: read as part of a directory.
-    std::deque<FatFound> found_;      ///< Large, and many: they are not moved as they become more.
+    std::vector<bool> read_; ///< By cluster: read as part of a directory.
+    std::vector<FatFound> found_;
+    /// Of each of `found_` what its entry says; id and parent are set when it is stored. Large, and
+    /// many: they are not moved as they become more.
+    std::deque<ZFileTreeNode> nodes_;
     std::vector<FatFolder> folders_;  ///< Live ones first, each before what is in it.
     std::vector<uint32> lostFolders_; ///< Still to be walked, in order.
     std::vector<FatFolderItem> items_;
