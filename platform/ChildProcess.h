@@ -70,8 +70,8 @@ private:
     std::vector<std::uint8_t> ahead_; ///< What the child has written and nobody has read yet.
 };
 
-/// The path of the program `name` (without ".exe") in the folder of the program that runs now;
-/// empty when that cannot be learned.
+/// The path of the program `name` (without ".exe") in the folder of the program that runs now, or
+/// where an installed Orvane on Linux has what only it starts; empty when that cannot be learned.
 [[nodiscard]] std::wstring programBesideThis(std::wstring_view name);
 
 } // namespace platform

@@ -233,6 +233,9 @@ std::wstring programBesideThis(std::wstring_view name) {
         return {};
     path.resize(static_cast<std::size_t>(length));
     path.resize(path.rfind('/') + 1);
+    const std::string installed = path + "../libexec/orvane/" + format::utf8FromWide(name);
+    if (::access(installed.c_str(), X_OK) == 0)
+        return format::wideFromUtf8(installed);
     return format::wideFromUtf8(path).append(name);
 }
 
