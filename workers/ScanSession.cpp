@@ -48,6 +48,8 @@ bool ScanSession::open(char letter) {
         if (!onProgress(0.0)) // Before a sleeping drive has to wake up.
             return endWith(End::Stopped);
         if (!media().openDrive(letter)) {
+            if (!onProgress(0.0)) // While somebody was asked for a password.
+                return endWith(End::Stopped);
             switch (media().error()) {
             case platform::Error::AccessDenied:
                 return endWith(End::NoRights);

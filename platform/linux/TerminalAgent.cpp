@@ -23,7 +23,7 @@ constexpr int kNotStarted = 127;
 [[noreturn]] void becomeAgent(int ready, const char* readyText) {
     ::prctl(PR_SET_PDEATHSIG, SIGTERM);
     ::fcntl(ready, F_SETFD, 0);
-    ::execl(kProgram, kProgram, "--notify-fd", readyText, "--fallback", nullptr);
+    ::execl(kProgram, kProgram, "--notify-fd", readyText, nullptr);
     ::_exit(kNotStarted);
 }
 

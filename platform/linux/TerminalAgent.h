@@ -4,8 +4,8 @@
 
 namespace platform {
 
-/// While it lives, polkit can ask for a password in this process's terminal, where no desktop
-/// session has a window for that. Without a terminal, or polkit's program for it, it does nothing.
+/// While it lives, polkit asks for a password in this process's terminal, even if a desktop session
+/// has a window for that. Without a terminal, or polkit's program for it, it does nothing.
 class TerminalAgent {
 public:
     /// Returns once polkit knows of it.

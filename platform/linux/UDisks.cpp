@@ -18,7 +18,7 @@ namespace {
 constexpr auto kService = "org.freedesktop.UDisks2";
 constexpr auto kManager = "/org/freedesktop/UDisks2/Manager";
 
-/// A password of somebody who may would do.
+/// A password of somebody who may would do, but nobody has been asked.
 constexpr std::string_view kCanObtain = "org.freedesktop.UDisks2.Error.NotAuthorizedCanObtain";
 /// Begins the name of any refusal.
 constexpr std::string_view kNotAuthorized = "org.freedesktop.UDisks2.Error.NotAuthorized";
@@ -88,9 +88,12 @@ UDisks::Opened UDisks::openForReading(const std::string& node, bool mayAskPerson
     const std::optional<std::string> object = objectOf(bus, node, patience_.service);
     if (!object)
         return {{}, noRights()};
-    // First what is allowed as it is: a question has to wait longer than an answer.
+    // First what is allowed as it is: a question has to wait longer than an answer. Then by the
+    // agent of the session, which is refused like this where there is none.
     BusReply reply = openDevice(bus, *object, false, patience_.service);
-    if (!reply && reply.error == kCanObtain && mayAskPerson) {
+    if (reply.error == kCanObtain && mayAskPerson)
+        reply = openDevice(bus, *object, true, patience_.person);
+    if (reply.error == kCanObtain && mayAskPerson) {
         const TerminalAgent agent;
         reply = openDevice(bus, *object, true, patience_.person);
     }
