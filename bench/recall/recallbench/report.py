@@ -11,6 +11,7 @@ def show(case, volume, scores, seconds):
     for tool, result in scores.items():
         print(f"  {tool:12}  contents {result.contents:4}  names {result.names:4}  "
               f"folders {result.folders:4}  junk {result.junk:4}  not whole {result.not_whole:4}  "
+              f"said whole {result.whole:4}, wrongly {result.not_so:3}  "
               f"twice {result.twice:3}  {result.seconds:6.1f} s  exit {result.status}", flush=True)
 
 
@@ -30,10 +31,12 @@ def markdown(results):
         rows = [row for row in results if row[0].group == group]
         if not rows:
             continue
-        lines += [f"### {title}", "", f"| volume | files | {' | '.join(tools)} |",
-                  "|---|---|" + "---|" * len(tools)]
+        lines += [f"### {title}", "", f"| volume | files | {' | '.join(tools)} | said whole |",
+                  "|---|---|" + "---|" * (len(tools) + 1)]
         for case, volume, scores in rows:
             cells = [_cell(volume, scores.get(tool)) for tool in tools]
+            own = scores.get("Orvane")
+            cells.append(f"{own.whole} / {own.not_so}" if own else "")
             lines.append(f"| {case.title} | {len(volume.wanted)} | {' | '.join(cells)} |")
         lines.append("")
     return "\n".join(lines)

@@ -16,6 +16,8 @@ class Score:
     junk: int = 0
     twice: int = 0      # right contents that came out more than once
     not_whole: int = 0  # came out, and are said not to be whole
+    whole: int = 0      # said to be whole, and are
+    not_so: int = 0     # said to be whole, and are not
     seconds: float = 0
     status: int = 0
     missing: dict = field(default_factory=dict)  # kind: number
@@ -48,6 +50,10 @@ def score(volume, outcome):
     places, result = {}, Score(len(wanted), seconds=outcome.seconds, status=outcome.status)
     for path in outcome.files():
         digest = md5(path.read_bytes())
+        if path in outcome.said_whole:
+            is_so = digest in wanted or digest in known
+            result.whole += is_so
+            result.not_so += not is_so
         if digest in wanted:
             places.setdefault(digest, []).append(path.relative_to(outcome.folder).parts)
         elif digest not in known:

@@ -1,5 +1,6 @@
 """The programs that are measured, each run as a user would run it; known by its output only."""
 
+import json
 import re
 import subprocess
 import time
@@ -20,6 +21,7 @@ class Outcome:
     status: int = 0
     said: str = ""
     not_whole: set = field(default_factory=set)  # files it does not call recovered
+    said_whole: set = field(default_factory=set)  # files it says nothing was written over
 
     def files(self):
         return sorted(path for path in self.folder.rglob("*") if path.is_file()
@@ -62,14 +64,22 @@ class Orvane(Tool):
 
     def __init__(self, program, flags=(), search_flags=()):
         def command(image, folder, group):
-            return [program, "recover", image, "--to", folder, *flags,
-                    *(search_flags if group in SEARCHED else ())]
+            return [program, "recover", image, "--to", folder, "--report", report_of(folder),
+                    *flags, *(search_flags if group in SEARCHED else ())]
         super().__init__("Orvane", program, command)
 
     def recover(self, image, folder, group):
         outcome = super().recover(image, folder, group)
         outcome.not_whole = named_in(outcome.said, folder)
+        if report_of(folder).exists():
+            files = json.loads(report_of(folder).read_bytes())["files"]
+            outcome.said_whole = {folder / file["path"] for file in files
+                                  if file["result"] == "recovered" and file["state"] == "whole"}
         return outcome
+
+
+def report_of(folder):
+    return folder.with_name(folder.name + ".json")
 
 
 def named_in(report, folder):
