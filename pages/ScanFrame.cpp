@@ -13,6 +13,7 @@
 #include <QThread>
 #include <QTimer>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <utility>
@@ -101,11 +102,13 @@ QString reasonFor(char letter, const ScanSession& session) {
 QString timeLeft(const SearchRun::Status& status) {
     constexpr double kTelling = 0.01;
     constexpr std::chrono::seconds kSettled{2};
-    if (status.progress < kTelling || status.elapsed < kSettled)
+    const auto done = static_cast<double>(status.searched - status.begunAt);
+    const auto left =
+        static_cast<double>(status.toSearch - std::min(status.toSearch, status.searched));
+    if (done < kTelling * static_cast<double>(status.toSearch) || status.elapsed < kSettled)
         return {};
     const std::chrono::duration<double> elapsed = status.elapsed;
-    return durationText(std::chrono::ceil<std::chrono::seconds>(elapsed / status.progress *
-                                                                (1.0 - status.progress)));
+    return durationText(std::chrono::ceil<std::chrono::seconds>(elapsed / done * left));
 }
 
 } // namespace
@@ -223,6 +226,8 @@ void ScanFrame::runSearch() {
     ui->btnStopSearch->hide();
     ui->lblSearch->hide();
     progressChanged(1.0);
+    if (session_->canGoOnSearching())
+        searchDuration_ = QString(); // For how long it has still to go on is not asked.
     const bool wasStopped = session_->end() == ScanSession::End::Stopped;
     statusChanged(wasStopped ? QStringLiteral("Cancelled") : QStringLiteral("Completed"));
     handOver();

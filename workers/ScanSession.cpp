@@ -153,6 +153,12 @@ bool ScanSession::search(const kova::SearchOptions& options, kova::SearchKeeping
     std::unique_ptr<kova::ZVolume> today = found_.takeVolume();
     if (!hasScanned())
         today.reset();
+    if (auto* last = dynamic_cast<kova::ZDeepSearch*>(today.get()); last && last->canGoOn()) {
+        auto tree = std::make_unique<kova::ZFileTree>();
+        auto lastToday = last->handOver(*found_.tree(), *tree, keeping.before);
+        today = std::move(lastToday);
+        found_.setTree(std::move(tree));
+    }
     auto search = std::make_unique<kova::ZDeepSearch>(&media(), std::move(today), options);
     search->setKeeping(std::move(keeping));
     search_ = search.get();
@@ -161,6 +167,11 @@ bool ScanSession::search(const kova::SearchOptions& options, kova::SearchKeeping
     const bool reachedEnd = scan();
     search_ = nullptr;
     return reachedEnd && (!isFinishing_ || endWith(End::Stopped));
+}
+
+bool ScanSession::canGoOnSearching() const {
+    const auto* last = dynamic_cast<const kova::ZDeepSearch*>(found_.volume());
+    return last != nullptr && last->canGoOn();
 }
 
 kova::SearchForecast ScanSession::forecast() {

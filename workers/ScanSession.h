@@ -60,7 +60,8 @@ public:
     /// file system that can be used. From then on `volume` gives out what was found too.
     ///
     /// Its watcher's answer false breaks it off: the drive is read no more. `finishSearch` ends it
-    /// softly. `keeping` says where it begins, and who is told how far it has come.
+    /// softly. One that was ended so is gone on with, if it had not read all. `keeping` says where
+    /// it begins, and who is told how far it has come.
     bool search(const kova::SearchOptions& options, kova::SearchKeeping keeping = {});
 
     /// What tells the drive from all others, when it could be read; after `scan`, or what stands
@@ -72,6 +73,9 @@ public:
 
     /// While a search runs, and in its thread; null otherwise.
     [[nodiscard]] const kova::ZDeepSearch* runningSearch() const { return search_; }
+
+    /// Whether the last search was ended before it had read all.
+    [[nodiscard]] bool canGoOnSearching() const;
 
     /// What a search of the drive would take, told in no more than a few seconds, whatever the
     /// drive does. Where `canSearch`.

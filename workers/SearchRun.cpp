@@ -27,6 +27,8 @@ bool SearchRun::onProgress(double progress) {
     const kova::ZDeepSearch* search = session_.runningSearch();
     if (search != nullptr) {
         const std::scoped_lock lock(mutex_);
+        if (status_.toSearch == 0)
+            status_.begunAt = search->status().searched;
         status_.progress = progress;
         status_.searched = search->status().searched;
         status_.toSearch = search->status().toSearch;

@@ -20,6 +20,7 @@ public:
         double progress = 0.0;     ///< 0 to 1.
         kova::uint64 searched = 0; ///< Bytes.
         kova::uint64 toSearch = 0; ///< Bytes; 0 while that is not known.
+        kova::uint64 begunAt = 0;  ///< Bytes that an earlier search had come to.
         bool isReading = true;     ///< False: it makes files of what it has found.
         std::vector<std::pair<std::wstring, kova::uint64>> found; ///< By kind.
         std::chrono::steady_clock::duration elapsed{};

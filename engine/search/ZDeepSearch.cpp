@@ -241,6 +241,31 @@ void ZDeepSearch::scan(ZFileTree* tree) {
     setProgress(1.0);
 }
 
+std::unique_ptr<ZVolume> ZDeepSearch::handOver(const ZFileTree& searched, ZFileTree& tree,
+                                               std::optional<SavedSearch>& before) {
+    tree.rootId = searched.rootId;
+    tree.filter = searched.filter;
+    const auto isOwn = [](int64 id) { return id > 0 && id >> kVolumeShift > 0; };
+    const auto insert = [&](int64 id) {
+        const ZFileTreeNode* node = searched.find(id);
+        if (node != nullptr && !isOwn(id) && tree.find(id) == nullptr)
+            tree.insert(*node);
+    };
+    std::set<int64> parents; // Those that are missing too.
+    for (const auto& [id, node] : searched.allNodes())
+        parents.insert(node.parentId);
+    for (const int64 parent : parents) {
+        if (parent == kNoParent || isOwn(parent))
+            continue;
+        for (const int64 id : searched.childIds(parent)) // In the order of its rows.
+            insert(id);
+    }
+    for (const auto& [id, node] : searched.allNodes())
+        insert(id);
+    before = std::move(interrupted_);
+    return std::move(today_);
+}
+
 /// Has the pass begin where the search before has ended.
 void ZDeepSearch::restore(Pass& pass) {
     if (!keeping_.before)

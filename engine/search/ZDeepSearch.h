@@ -60,12 +60,14 @@ public:
     /// Whether the drive is still being read from end to end, and not yet made files of.
     [[nodiscard]] bool isReading() const { return isReading_; }
 
-    /// Gives away the progress of a search that ended before it had read the whole drive, to go
-    /// on with; nothing when it had.
-    [[nodiscard]] std::optional<SavedSearch> takeInterrupted() { return std::move(interrupted_); }
+    /// Whether it has ended before it had read the whole drive.
+    [[nodiscard]] bool canGoOn() const { return interrupted_.has_value(); }
 
-    /// Gives today's volume away. Of no use afterwards.
-    [[nodiscard]] std::unique_ptr<ZVolume> takeToday() { return std::move(today_); }
+    /// What another search needs to go on with one that can: today's volume, the progress, and in
+    /// `tree` the nodes that this search has not added to `searched`. This one is of no use
+    /// afterwards.
+    [[nodiscard]] std::unique_ptr<ZVolume> handOver(const ZFileTree& searched, ZFileTree& tree,
+                                                    std::optional<SavedSearch>& before);
 
 private:
     class Pass;

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <optional>
 
@@ -58,6 +59,36 @@ TEST(SearchOfADrive, KeepsWhatItFoundUntilTheDriveWasUnplugged) {
         EXPECT_EQ(kept->searched == 3 * kStretch, reachedEnd);
         ASSERT_LT(requests, 100);
     }
+}
+
+/// Stopped in the middle by one who looks at what there is, and wants the rest after all.
+TEST(SearchOfADrive, GoesOnWhereItWasStopped) {
+    const std::string picture =
+        platform::test::contentOf(fs::path(ORVANE_SOURCE_DIR) / "tests/pictures/small.png");
+    ScannedVolume scanned;
+    scanned.setMedia(std::make_unique<TestMedia>(drive(picture)));
+    scanned.setTree(std::make_unique<kova::ZFileTree>());
+    ScanSession first(kova::ScanOptions::today(), std::move(scanned));
+    first.setWatcher([&first](double progress) {
+        if (progress > 0.4)
+            first.finishSearch();
+        return true;
+    });
+    EXPECT_FALSE(first.search({}));
+    EXPECT_EQ(first.end(), ScanSession::End::Stopped);
+    ASSERT_TRUE(first.canGoOnSearching());
+    const auto pictures = [](const ScanSession& session) {
+        return std::ranges::count_if(session.tree().allNodes(),
+                                     [](const auto& one) { return !one.second.isDirectory; });
+    };
+    EXPECT_EQ(pictures(first), 2);
+    auto& media = static_cast<TestMedia&>(first.media());
+    const kova::uint64 bytesRead = media.bytesRead();
+    ScanSession second(kova::ScanOptions::today(), first.take());
+    EXPECT_TRUE(second.search({}));
+    EXPECT_FALSE(second.canGoOnSearching());
+    EXPECT_EQ(pictures(second), 3);
+    EXPECT_LT(media.bytesRead() - bytesRead, 2 * kStretch);
 }
 
 } // namespace
