@@ -189,8 +189,10 @@ private:
 };
 
 void ZDeepSearch::scan(ZFileTree* tree) {
-    if (!today_ && tree->find(tree->rootId) == nullptr) {
+    // Today's volume has left it out where it has found nothing.
+    if (tree->find(tree->rootId) == nullptr) {
         ZFileTreeNode root;
+        root.id = tree->rootId;
         root.parentId = kNoParent;
         root.isDirectory = true;
         root.exists = true;

@@ -38,6 +38,7 @@ std::map<std::wstring, Found> foundOn(ZCustomMedia& media, std::unique_ptr<ZVolu
         today->scan(&tree);
     ZDeepSearch search(&media, std::move(today));
     search.scan(&tree);
+    EXPECT_NE(tree.find(tree.rootId), nullptr) << "nothing would be shown";
     std::map<std::wstring, Found> all;
     for (const auto& [id, node] : tree.allNodes()) {
         if (node.isDirectory)
