@@ -111,6 +111,8 @@ protected:
 private:
     /// A wrong code may show only some way behind the first wrong byte.
     static constexpr uint64 kLateness = 4096;
+    /// Bytes that a code which does not fit may reach beyond the place at which that is told.
+    static constexpr uint64 kHeldBytes = 16;
     static constexpr uint64 kSector = 512;
 
     /// Behind the picture at `at` and what is appended to it; nothing, and said in `found`, where
@@ -153,7 +155,8 @@ private:
             hasScan = true;
             const JpegScan::End coded = scan.follow(reader, data, next);
             if (!coded.isSound)
-                return breaks(std::max(next, coded.at - std::min(coded.at, kLateness)), coded.at);
+                return breaks(std::max(next, coded.at - std::min(coded.at, kLateness)),
+                              coded.at + kHeldBytes);
             found.verified = found.verified && coded.isDecoded;
             at = coded.at;
         }

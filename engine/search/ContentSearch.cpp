@@ -17,6 +17,8 @@ constexpr uint64 kGapReads = 4;
 constexpr uint64 kGapBytesOfFile = uint64{256} << 20;
 /// Borders before the place where a break shows at which the file may have gone elsewhere.
 constexpr uint64 kMostBorders = 64;
+/// Wrong bytes pass for a file's own for a while; what fits for so many clusters is its own.
+constexpr uint64 kSureUnits = 8;
 /// As much of a cluster is looked at to tell whether a file may go on there.
 constexpr std::size_t kBlockShown = 4096;
 /// What is broken and shorter is not worth a place in the list.
@@ -142,11 +144,19 @@ void ContentSearch::finish(const TakenSpace& known, const std::function<bool()>&
     gapBytesLeft_ = std::max(kGapReads * space_.mediaBytes(), kGapBytesOfFile);
 
     // Each that is put together leaves less for the others to be mistaken about.
-    for (const auto step : {&ContentSearch::retryAround, &ContentSearch::joinPieces}) {
+    const auto retryAll = [&](bool (ContentSearch::*step)(Broken&)) {
         std::erase_if(progress_.broken, [&](Broken& broken) {
             return isSettled(broken) || (goesOn() && (this->*step)(broken));
         });
+    };
+    retryAll(&ContentSearch::retryAround);
+    for (const Broken& broken : progress_.broken) {
+        // What ran out of drive tells nothing about where it is sound.
+        const bool ranOut = broken.content.length >= space_.mediaBytes() - broken.start.position;
+        if (broken.start.certainty == Certainty::Structure && !ranOut)
+            sound_.add({{broken.start.position, broken.content.length}});
     }
+    retryAll(&ContentSearch::joinPieces);
     for (const Broken& broken : progress_.broken)
         keepIncomplete(broken);
     // Text begins at the start of a cluster or not at all.
@@ -197,6 +207,9 @@ bool ContentSearch::retryAround(Broken& broken) {
 
 /// Looks for the pieces of a file one after the other.
 bool ContentSearch::joinPieces(Broken& broken) {
+    // What was put together meanwhile may have been what was in the way.
+    if (retryAround(broken))
+        return true;
     PlacedSource source(media_, space_, broken.start.position, &taken_);
     while (joinNext(broken, source)) {
         if (broken.content.state == ContentState::Whole) {
@@ -207,41 +220,56 @@ bool ContentSearch::joinPieces(Broken& broken) {
     return false;
 }
 
+/// A place at which a file may go on, and how far it reaches then.
+struct ContentSearch::Join {
+    MeasuredContent content;
+    uint64 offset = 0; ///< In the file.
+    uint64 position = 0;
+    bool isSure = false; ///< It goes on for so long that it is no accident.
+};
+
 /// Looks for the piece behind the first wrong byte; false when there is none.
 bool ContentSearch::joinNext(Broken& broken, PlacedSource& source) {
     const uint64 unit = space_.unitBytes();
     const MeasuredContent& content = broken.content;
     const uint64 last = content.breaksAt / unit;
     // The first cluster is the file's own, whatever shows in it.
-    uint64 border = std::max<uint64>(1, content.length / unit);
-    border = std::max(border, last - std::min(last, kMostBorders));
+    const uint64 first =
+        std::max({uint64{1}, content.length / unit, last - std::min(last, kMostBorders)});
     const uint64 before = source.bytesRead();
-    for (; border <= last; ++border) {
+    Join best;
+    // What is wrong mostly shows at once.
+    for (uint64 border = last; border >= first && !best.isSure; --border) {
         const uint64 offset = border * unit;
         const uint64 from = source.positionOf(offset);
         const uint64 end = std::min(space_.mediaBytes(), from + kLargestGap);
-        for (uint64 position = from + unit; position < end; position += unit) {
+        for (uint64 position = from + unit; position < end && !best.isSure; position += unit) {
             const uint64 spent = source.bytesRead() - before;
             if (spent > kGapBytesOfFile || spent > gapBytesLeft_) {
-                gapBytesLeft_ -= std::min(gapBytesLeft_, spent);
-                return false;
+                border = first;
+                break;
             }
-            if (const auto other = taken_.at(position)) {
+            const auto other = taken_.at(position);
+            if (const auto inside = other ? other : sound_.at(position)) {
                 // To the last step before its end.
-                position += (other->end() - position - 1) / unit * unit;
+                position += (inside->end() - position - 1) / unit * unit;
                 continue;
             }
             MeasuredContent better;
-            if (!space_.isFree(position) || !tryGap(broken, source, offset, position, better))
-                continue;
-            gapBytesLeft_ -= std::min(gapBytesLeft_, source.bytesRead() - before);
-            broken.content = better;
-            return true;
+            if (space_.isFree(position) && tryGap(broken, source, offset, position, better) &&
+                better.breaksAt > best.content.breaksAt)
+                best = {better, offset, position,
+                        better.state == ContentState::Whole ||
+                            better.length >= offset + kSureUnits * unit};
         }
         source.goOnAt(offset, from);
     }
     gapBytesLeft_ -= std::min(gapBytesLeft_, source.bytesRead() - before);
-    return false;
+    if (best.content.state == ContentState::NotThis)
+        return false;
+    source.goOnAt(best.offset, best.position);
+    broken.content = best.content;
+    return true;
 }
 
 /// Whether the file reaches further when it goes on there; then `source` does.

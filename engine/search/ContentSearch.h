@@ -62,6 +62,7 @@ private:
     bool retryAround(Broken& broken);
     bool joinPieces(Broken& broken);
     bool joinNext(Broken& broken, PlacedSource& source);
+    struct Join;
     bool tryGap(const Broken& broken, PlacedSource& source, uint64 offset, uint64 position,
                 MeasuredContent& better);
     void keepIncomplete(const Broken& broken);
@@ -72,6 +73,7 @@ private:
     std::map<std::wstring, uint64> families_; ///< How many of the first `counted_` finds.
     std::size_t counted_ = 0;
     TakenSpace taken_;        ///< By whole files.
+    TakenSpace sound_;        ///< By the sound beginnings of broken ones.
     uint64 gapBytesLeft_ = 0; ///< That may still be read in the search for pieces.
 };
 
