@@ -1,6 +1,7 @@
 #include "decoder/picture/PictureDecoder.h"
 
 #include "decoder/picture/Bitmap.h"
+#include "decoder/picture/isCameraRaw.h"
 #include "decoder/picture/isKnownPicture.h"
 #ifdef ORVANE_FILMS
 #include "decoder/picture/decodeFilm.h"
@@ -193,8 +194,12 @@ Thumbnail decodeFile(std::span<const std::uint8_t> file) {
     if (format == FIF_UNKNOWN)
         return decodeOther(file);
     Bitmap whole = decodeWhole(format, input.get(), file.size());
-    if (whole == nullptr)
-        return failed(lacksMeans ? Outcome::Unavailable : Outcome::Corrupted);
+    if (whole == nullptr) {
+        // Some builds leave the codec of cameras' files out, which come as TIFF files then.
+        const bool lacksCodec = format == FIF_TIFF &&
+                                FreeImage_FIFSupportsReading(FIF_RAW) == FALSE && isCameraRaw(file);
+        return failed(lacksMeans || lacksCodec ? Outcome::Unavailable : Outcome::Corrupted);
+    }
     // Its rows are from the bottom, which the library takes no notice of.
     if (format == FIF_PFM)
         FreeImage_FlipVertical(whole.get());

@@ -28,8 +28,12 @@ constexpr Signature kSignatures[] = {
     {0, "II\xBC\x01"sv},       // JPEG XR
     {0, "\x76\x2F\x31\x01"sv}, // OpenEXR
     {0, "FUJIFILMCCD-RAW"sv},
-    {0, "IIU\0"sv},            // raw, of Panasonic
-    {0, "IIRO"sv},             // raw, of Olympus
+    {0, "IIU\0"sv}, // raw, of Panasonic
+    {0, "IIRO"sv},  // raw, of Olympus
+    {0, "IIRS"sv},
+    {0, "MMOR"sv},
+    {0, "\0MRM"sv},            // raw, of Minolta
+    {6, "HEAPCCDR"sv},         // raw, of Canon's first
     {0, "FOVb"sv},             // raw, of Sigma
     {0, "\x1A\x45\xDF\xA3"sv}, // Matroska, WebM
     {0, "\0\0\x01\xBA"sv},     // MPEG
