@@ -98,7 +98,7 @@ void Filters::addOptions(QCommandLineParser& parser) {
          QStringLiteral("Only files in these states: whole, partly or overwritten (other files "
                         "hold some or all of their place), uncertain (where they lay is a guess), "
                         "unreadable, erased (only zeros are left), mismatched (not of the kind "
-                        "that the name says), unknown."),
+                        "that the name says), inconsistent (breaks off), unknown."),
          QStringLiteral("STATE,...")},
         {kModifiedAfter,
          QStringLiteral("Only files modified then or later: 2024-05-31 or 2024-05-31T18:30, local "

@@ -18,7 +18,7 @@ struct State {
     bool isInContent = false; ///< Only a look at its content tells.
 };
 
-constexpr std::array<State, 9> kStates{{
+constexpr std::array<State, 10> kStates{{
     {Kind::Whole, "whole", 'w'},
     {Kind::Resident, "whole", 'w'},
     {Kind::Partly, "partly", 'p'},
@@ -27,6 +27,7 @@ constexpr std::array<State, 9> kStates{{
     {Kind::Unreadable, "unreadable", 'x'},
     {Kind::Erased, "erased", 'e', true},
     {Kind::NotWhatItsNameSays, "mismatched", 'm', true},
+    {Kind::Inconsistent, "inconsistent", 'i', true},
     {Kind::Unknown, "unknown", ' '},
 }};
 
@@ -49,7 +50,8 @@ States::States(const QString& names) {
             throw CommandError{ExitCode::WrongUsage,
                                QStringLiteral("--state: \"%1\" is none of whole, partly, "
                                               "overwritten, uncertain, unreadable, erased, "
-                                              "mismatched, unknown, or is given twice")
+                                              "mismatched, inconsistent, unknown, or is given "
+                                              "twice")
                                    .arg(part)};
     }
     if (kinds_.empty())
@@ -59,7 +61,10 @@ States::States(const QString& names) {
 bool States::accepts(kova::ZVolume& volume, const kova::ZFileTreeNode& file) const {
     const bool looks = std::any_of(kinds_.begin(), kinds_.end(),
                                    [](Kind kind) { return stateOf(kind).isInContent; });
-    const kova::FileState state = looks ? volume.assessContent(file) : volume.assess(file);
+    const bool follows = kinds_.count(Kind::Inconsistent) != 0;
+    const kova::FileState state = follows ? volume.assessWholeContent(file)
+                                  : looks ? volume.assessContent(file)
+                                          : volume.assess(file);
     return kinds_.count(state.kind) != 0;
 }
 

@@ -16,6 +16,7 @@ struct FileState {
         Unreadable,         ///< Nothing tells where it lay, or what tells it is damaged.
         Erased,             ///< Only zeros are left where it lay; see `ZVolume::assessContent`.
         NotWhatItsNameSays, ///< What lies there does not fit its suffix; see the same.
+        Inconsistent,       ///< What lies there breaks off; see `ZVolume::assessWholeContent`.
     };
 
     Kind kind = Kind::Unknown;

@@ -22,14 +22,8 @@ constexpr std::size_t kMostChoices = 4096;
 /// Most starts that are met on all the ways of one file.
 constexpr std::size_t kMostSteps = std::size_t{1} << 18;
 
-/// Larger files are not judged.
-constexpr uint64 kLargestJudged = uint64{512} << 20;
-
 /// What is looked at of a cluster where another file began.
 constexpr uint32 kLookBytes = 4096;
-
-/// Some programs leave a little behind what their format knows of.
-constexpr uint64 kMostBehind = 4096;
 
 void append(std::vector<ClusterRun>& runs, uint32 first, uint64 count) {
     if (!runs.empty() && runs.back().first + runs.back().count == first)
@@ -54,30 +48,10 @@ PieceFinder::Answer PieceFinder::ask(const std::vector<ClusterRun>& runs, uint64
             {layout_.start + uint64{run.first - kFirstCluster} * layout_.bytes, length});
         left -= length;
     }
-    Answer best;
-    const FormerStarts::Kinds& kinds = starts_.kindsOf(name);
-    if (kinds.empty() || bytes == 0 || bytes > kLargestJudged)
-        return best;
     PiecesSource source(media_, pieces);
-    best.fit = Fit::No;
-    best.begins = false;
-    for (const ContentKind* kind : kinds) {
-        const MeasuredContent measured = kind->measure(source);
-        best.begins = best.begins || measured.state != ContentState::NotThis;
-        if (measured.state == ContentState::Whole && measured.length + kMostBehind >= bytes) {
-            best.fit = Fit::Yes;
-            break;
-        }
-        // Behind a whole one there may be more that its format knows nothing of.
-        if (measured.state == ContentState::Whole)
-            best.fit = Fit::CannotTell;
-        if (measured.breaksAt >= best.breaksAt) {
-            best.breaksAt = measured.breaksAt;
-            best.soundBytes = measured.verified ? measured.length : 0;
-        }
-    }
-    best.bytesRead = source.bytesRead();
-    return best;
+    Answer answer{judgeContent(source, starts_.kindsOf(name)), 0};
+    answer.bytesRead = source.bytesRead();
+    return answer;
 }
 
 Remains PieceFinder::lookAt(Start& start) {

@@ -4,6 +4,7 @@
 #include "engine/ClusterLayout.h"
 #include "engine/FormerStarts.h"
 #include "engine/ZCustomMedia.h"
+#include "engine/content/judgeContent.h"
 
 #include <functional>
 #include <string_view>
@@ -35,11 +36,7 @@ public:
     static constexpr uint32 kFirstCluster = 2;
 
     /// What content says about a file that lies in some pieces.
-    struct Answer {
-        Fit fit = Fit::CannotTell; ///< Whether it is one whole file of the promised kind.
-        bool begins = true;        ///< False: what lies there is not even the beginning of one.
-        uint64 soundBytes = 0;     ///< So many are right.
-        uint64 breaksAt = 0;       ///< At least one byte before this or at it is wrong.
+    struct Answer : ContentVerdict {
         uint64 bytesRead = 0;
     };
 

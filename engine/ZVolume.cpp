@@ -1,6 +1,8 @@
 #include "engine/ZVolume.h"
 
 #include "engine/PiecesSource.h"
+#include "engine/content/ContentKinds.h"
+#include "engine/content/judgeContent.h"
 #include "engine/content/misnamed.h"
 
 #include <algorithm>
@@ -82,6 +84,24 @@ FileState ZVolume::assessContent(const ZFileTreeNode& node) {
         state.kind = Kind::Erased;
     else if ((node.attributes & kEncryptedAttribute) == 0 && isMisnamed(node.name, begins))
         state.kind = Kind::NotWhatItsNameSays;
+    return state;
+}
+
+FileState ZVolume::assessWholeContent(const ZFileTreeNode& node) {
+    using Kind = FileState::Kind;
+    FileState state = assessContent(node);
+    const auto kinds = kindsForSuffix(suffixOf(node.name));
+    if (media_ == nullptr || kinds.empty() || (node.attributes & kEncryptedAttribute) != 0 ||
+        (state.kind != Kind::Whole && state.kind != Kind::Uncertain))
+        return state;
+    PiecesSource source(*media_, placeOf(node));
+    const uint64 unreadable = media_->unreadableSectors();
+    if (source.size() != static_cast<uint64>(std::max<int64>(node.size, 0)))
+        return state;
+    const ContentVerdict verdict = judgeContent(source, kinds);
+    // Zeros stand for what cannot be read.
+    if (verdict.fit == Fit::No && verdict.begins && media_->unreadableSectors() == unreadable)
+        state.kind = Kind::Inconsistent;
     return state;
 }
 

@@ -111,6 +111,10 @@ public:
     /// and last bytes: `Erased`, `NotWhatItsNameSays`, or what `assess` says. Reads from the media.
     [[nodiscard]] FileState assessContent(const ZFileTreeNode& node);
 
+    /// The same, but follows the whole content by the structure that its suffix promises, if that
+    /// tells right from wrong: `Inconsistent` when it breaks.
+    [[nodiscard]] FileState assessWholeContent(const ZFileTreeNode& node);
+
     /// Where the clusters lie. After `init`.
     [[nodiscard]] virtual ClusterLayout clusterLayout() const;
 

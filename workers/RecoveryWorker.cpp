@@ -248,7 +248,7 @@ void RecoveryWorker::Run::write(const ZFileTreeNode& node, OutputStream& stream,
         return;
     }
     try {
-        file.state = worker_.vol->assessContent(node);
+        file.state = worker_.vol->assessWholeContent(node);
     } catch (...) {
         file.state = {}; // What keeps it from reading is met again.
     }

@@ -26,6 +26,8 @@ QString stateInWords(const kova::FileState& state) {
         return QStringLiteral("The drive has erased its content (TRIM).");
     case Kind::NotWhatItsNameSays:
         return QStringLiteral("Its content is not of the kind that its name says.");
+    case Kind::Inconsistent:
+        return QStringLiteral("Its content breaks off: some of it may be another file's.");
     }
     return {};
 }
@@ -36,6 +38,8 @@ QString doubtAbout(const kova::FileState& state) {
         return QStringLiteral("where it lay is a guess");
     case Kind::NotWhatItsNameSays:
         return QStringLiteral("its content is not of the kind that its name says");
+    case Kind::Inconsistent:
+        return QStringLiteral("its content breaks off: some of it may be another file's");
     default:
         return {};
     }
