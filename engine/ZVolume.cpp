@@ -117,6 +117,11 @@ std::vector<ByteRange> ZVolume::placeOf(const ZFileTreeNode& /*node*/) {
     return {};
 }
 
+std::optional<uint64> ZVolume::startOf(const ZFileTreeNode& node) {
+    const std::vector<ByteRange> place = placeOf(node);
+    return place.empty() ? std::nullopt : std::optional(place.front().start);
+}
+
 void ZVolume::addNote(VolumeNote note) {
     if (std::find(notes_.begin(), notes_.end(), note) == notes_.end())
         notes_.push_back(note);

@@ -10,6 +10,7 @@
 #include "engine/ZStream.h"
 
 #include <functional>
+#include <optional>
 #include <vector>
 
 namespace kova {
@@ -125,6 +126,10 @@ public:
     /// Where a file's content lies, in its order and cut to its size. Empty when it lies in a
     /// record, has to be expanded, or is not known. After `scan`; changes nothing.
     [[nodiscard]] virtual std::vector<ByteRange> placeOf(const ZFileTreeNode& node);
+
+    /// The byte of the media at which a file's content begins, however little is known of the rest
+    /// of it. Nothing when that is not known. After `scan`; changes nothing.
+    [[nodiscard]] virtual std::optional<uint64> startOf(const ZFileTreeNode& node);
 
     /// What the last `extract` has found out; everything unset before the first.
     [[nodiscard]] const ExtractReport& extractReport() const { return extractReport_; }

@@ -330,6 +330,13 @@ std::vector<ByteRange> ZExFatVolume::placeOf(const ZFileTreeNode& node) {
     return ranges;
 }
 
+std::optional<uint64> ZExFatVolume::startOf(const ZFileTreeNode& node) {
+    const ExFatPlace* const place = places_.find(node.id);
+    if (place == nullptr || place->dataLength == 0 || !geometry_.isCluster(place->firstCluster))
+        return std::nullopt;
+    return geometry_.offsetOf(place->firstCluster);
+}
+
 FileState ZExFatVolume::assess(const ZFileTreeNode& node) {
     FileState state;
     const ExFatPlace* const place = places_.find(node.id);

@@ -46,6 +46,7 @@ public:
     [[nodiscard]] ClusterLayout clusterLayout() const override;
     [[nodiscard]] bool isInUse(uint64 index) const override;
     [[nodiscard]] std::vector<ByteRange> placeOf(const ZFileTreeNode& node) override;
+    [[nodiscard]] std::optional<uint64> startOf(const ZFileTreeNode& node) override;
 
     [[nodiscard]] const ExFatGeometry& geometry() const { return geometry_; }
 

@@ -236,6 +236,13 @@ std::vector<ByteRange> ZFatVolume::placeOf(const ZFileTreeNode& node) {
     return ranges;
 }
 
+std::optional<uint64> ZFatVolume::startOf(const ZFileTreeNode& node) {
+    const FatPlace place = fatPlaceOf(node);
+    if (place.first == 0 || node.size <= 0)
+        return std::nullopt;
+    return geometry_.byteOf(place.first);
+}
+
 bool ZFatVolume::extract(const ZFileTreeNode& node, ZStream* out) {
     requireInit();
     extractReport_ = {};

@@ -11,6 +11,12 @@ using ntfs::IndexBlock;
 using ntfs::IndexEntry;
 using ntfs::RecordHeader;
 
+namespace {
+
+constexpr std::size_t kMostNames = std::size_t{1} << 20;
+
+} // namespace
+
 void NtfsFolderNames::lookInRecord(std::span<const uint8> record) {
     look(record, 0);
 }
@@ -38,12 +44,11 @@ void NtfsFolderNames::look(std::span<const uint8> block, std::size_t from) {
         at += entry ? entry->length : IndexEntry::kStep;
         if (!entry || !entry->isDirectory || entry->nameSpace == ntfs::FileNameValue::Dos)
             continue;
-        const auto wanted = names_.find(entry->reference);
-        if (wanted == names_.end() || !wanted->second.text.empty())
-            continue;
-        wanted->second = {format::wideFromUtf16Le(entry->name), entry->creationTime,
-                          entry->modificationTime};
-        ++found_;
+        if (names_.size() == kMostNames)
+            return;
+        names_.try_emplace(entry->reference,
+                           Name{format::wideFromUtf16Le(entry->name), entry->parent,
+                                entry->creationTime, entry->modificationTime});
     }
 }
 

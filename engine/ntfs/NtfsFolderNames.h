@@ -3,26 +3,23 @@
 #include "engine/types.h"
 
 #include <cstddef>
-#include <map>
 #include <span>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace kova {
 
-/// The names of folders whose records other files have now, as the indexes of the folders above
-/// them still tell: entries stay where they lay until others are written over them.
+/// The names of folders as the indexes of the folders above them tell, also of those whose records
+/// other files have now: entries stay where they lay until others are written over them.
 class NtfsFolderNames {
 public:
     struct Name {
-        std::wstring text; ///< Empty: not found.
+        std::wstring text;
+        uint64 parent = 0; ///< Reference of the folder that it was in.
         int64 creationTime = 0;
         int64 modificationTime = 0;
     };
-
-    /// Has the name of a folder looked for, by its reference: a record number with the sequence
-    /// number above it.
-    void want(uint64 reference) { names_[reference]; }
 
     /// Looks at what lies in a record, its fixups in place.
     void lookInRecord(std::span<const uint8> record);
@@ -30,16 +27,17 @@ public:
     /// Looks at the blocks of an index, as they lie on the volume.
     void lookInIndex(std::span<uint8> index);
 
-    [[nodiscard]] const std::map<uint64, Name>& names() const { return names_; }
-
-    /// Whether all have been found.
-    [[nodiscard]] bool isDone() const { return found_ == names_.size(); }
+    /// The name of a folder by its reference, a record number with the sequence number above it;
+    /// null where nothing tells. Valid until more is looked at.
+    [[nodiscard]] const Name* find(uint64 reference) const {
+        const auto name = names_.find(reference);
+        return name == names_.end() ? nullptr : &name->second;
+    }
 
 private:
     void look(std::span<const uint8> block, std::size_t from);
 
-    std::map<uint64, Name> names_;
-    std::size_t found_ = 0;
+    std::unordered_map<uint64, Name> names_;
 };
 
 } // namespace kova

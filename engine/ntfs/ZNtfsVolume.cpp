@@ -37,6 +37,8 @@ constexpr uint32 kMostIndexes = 2000;
 /// Ids from here on are of folders that have no record any more: no record number is as large, and
 /// hardly a file has so many streams.
 constexpr int64 kFirstFormerFolder = (int64{1} << 54) + (int64{1} << 40);
+/// Folders without a record below each other.
+constexpr int kDeepestFormer = 256;
 /// The same of folders that only the recycle bin tells of.
 constexpr int64 kFirstRecycledFolder = kFirstFormerFolder + (int64{1} << 40);
 /// Record numbers are counted in 32 bits.
@@ -476,39 +478,58 @@ uint64 ZNtfsVolume::folderOf(int64 id) {
 }
 
 /// Puts what has lost its folder to another one of the same record back together, under the name
-/// that the folder had.
+/// that the folder had, and in the folder that it was in.
 void ZNtfsVolume::nameFormerFolders(ZFileTree& tree) {
     std::map<uint64, std::vector<int64>> contents;
-    NtfsFolderNames names;
     for (const int64 id : tree.childIds(kLostFolder)) {
-        const uint64 folder = id < 0 ? 0 : folderOf(id);
-        if (folder == 0)
-            continue;
-        contents[folder].push_back(id);
-        names.want(folder);
+        if (const uint64 folder = id < 0 ? 0 : folderOf(id); folder != 0)
+            contents[folder].push_back(id);
     }
     if (contents.empty())
         return;
+    NtfsFolderNames names;
     lookForNames(names);
-    int64 nextId = kFirstFormerFolder;
-    for (const auto& [reference, name] : names.names()) {
-        if (name.text.empty())
-            continue;
-        ZFileTreeNode folder;
-        folder.id = nextId++;
-        folder.parentId = kLostFolder;
-        folder.name = name.text;
-        folder.isDirectory = true;
-        folder.creationTime = name.creationTime;
-        folder.modificationTime = name.modificationTime;
-        const int64 folderId = folder.id;
-        tree.insert(std::move(folder));
-        for (const int64 id : contents[reference]) {
+    FormerFolders former{tree, names, {}, kFirstFormerFolder, 0};
+    for (const auto& [reference, ids] : contents) {
+        const int64 folder = formerFolder(reference, former);
+        for (const int64 id : folder == kLostFolder ? std::vector<int64>() : ids) {
             ZFileTreeNode node = *tree.find(id);
-            node.parentId = folderId;
+            node.parentId = folder;
             tree.insert(std::move(node));
         }
     }
+    collectOrphans(tree, [&](int64 id) { return processRecord(tree, id, true); });
+}
+
+/// The id of the folder that a reference names: of today's, or of one that is put into the tree.
+int64 ZNtfsVolume::formerFolder(uint64 reference, FormerFolders& former) {
+    const auto [known, isNew] = former.ids.try_emplace(reference, kLostFolder); // Ends circles.
+    if (!isNew)
+        return known->second;
+    const auto number = static_cast<int64>(reference & ntfs::kRecordNumberMask);
+    try {
+        ZMftRecord record(this, number);
+        // One that has lost its name is not in the tree.
+        if (record.isDirectory() && (record.isInUse() || former.tree.find(number) != nullptr) &&
+            ntfs::isSameRecord(ntfs::sequenceOf(reference), record.sequence(), record.isInUse()))
+            return former.ids[reference] = number;
+    } catch (...) { // NOLINT(bugprone-empty-catch): the record is gone
+    }
+    const NtfsFolderNames::Name* const name = former.names.find(reference);
+    if (name == nullptr || former.depth == kDeepestFormer)
+        return kLostFolder;
+    ++former.depth;
+    ZFileTreeNode folder;
+    folder.id = former.nextId++;
+    folder.parentId = formerFolder(name->parent, former);
+    --former.depth;
+    folder.name = name->text;
+    folder.isDirectory = true;
+    folder.creationTime = name->creationTime;
+    folder.modificationTime = name->modificationTime;
+    const int64 id = folder.id;
+    former.tree.insert(std::move(folder));
+    return former.ids[reference] = id;
 }
 
 /// Looks for the names of folders in all others.
@@ -518,7 +539,7 @@ void ZNtfsVolume::lookForNames(NtfsFolderNames& names) {
     startSpending();
     media()->setFlags(1, 0);
     const ZCustomMedia::ReadWindow window(*media());
-    for (uint32 number = 0; number < recordCount_ && !names.isDone() && indexesLeft > 0; ++number) {
+    for (uint32 number = 0; number < recordCount_ && indexesLeft > 0; ++number) {
         if (number % kReportEvery == 0 && !setProgress(progress()))
             break;
         try {

@@ -8,6 +8,7 @@
 #include "engine/ntfs/VolumeBitmap.h"
 #include "engine/ntfs/ZDatarun.h"
 
+#include <map>
 #include <optional>
 #include <vector>
 
@@ -114,6 +115,17 @@ private:
     void insertStreams(ZFileTree& tree, ZMftRecord& record, const ZFileTreeNode& file);
     void separateStrangers(ZFileTree& tree, int64 folder, uint16 sequence, bool inUse);
     void nameFormerFolders(ZFileTree& tree);
+
+    /// Folders whose records are others' now, while they are put back into a tree.
+    struct FormerFolders {
+        ZFileTree& tree;
+        const NtfsFolderNames& names;
+        std::map<uint64, int64> ids; ///< By reference; `kLostFolder` where nothing tells.
+        int64 nextId;
+        int depth; ///< Folders that are being put back below each other.
+    };
+
+    int64 formerFolder(uint64 reference, FormerFolders& former);
     std::vector<uint8> smallContent(const ZFileTreeNode& file);
     void lookForNames(NtfsFolderNames& names);
     bool lookInFolder(int64 number, NtfsFolderNames& names);

@@ -11,16 +11,15 @@ namespace kova {
 /// The files that a search needs not give out once more.
 class KnownFiles {
 public:
-    /// A file by its place, which is not empty; `isOwn`: no other file holds any of it.
-    void add(const std::vector<ByteRange>& place, uint64 size, bool isOwn) {
-        files_.emplace(place.front().start, size);
-        if (isOwn)
-            space_.add(place);
-    }
+    /// A file of this size that begins at this byte of the media.
+    void addStart(uint64 start, uint64 size) { files_.emplace(start, size); }
+
+    /// Where a file lies, if no other one holds any of it.
+    void addPlace(const std::vector<ByteRange>& place) { space_.add(place); }
 
     /// Whether a file of this size begins there.
-    [[nodiscard]] bool contains(const std::vector<ByteRange>& place, uint64 size) const {
-        return files_.contains({place.front().start, size});
+    [[nodiscard]] bool contains(uint64 start, uint64 size) const {
+        return files_.contains({start, size});
     }
 
     /// What the files hold that nobody else holds.

@@ -388,9 +388,14 @@ void ZDeepSearch::readAll(Pass& pass) {
 KnownFiles ZDeepSearch::knownFiles(const ZFileTree& tree) {
     KnownFiles known;
     for (const auto& [id, node] : tree.allNodes()) {
-        const auto place = node.isDirectory ? std::vector<ByteRange>{} : placeOf(node);
-        if (!place.empty())
-            known.add(place, static_cast<uint64>(node.size), stateOf(place).taken == 0);
+        if (node.isDirectory)
+            continue;
+        const auto place = placeOf(node);
+        // Of one that is in doubt nobody knows better from its entry alone.
+        if (const auto start = place.empty() ? startOf(node) : std::optional(place.front().start))
+            known.addStart(*start, static_cast<uint64>(node.size));
+        if (!place.empty() && stateOf(place).taken == 0)
+            known.addPlace(place);
     }
     return known;
 }
@@ -408,11 +413,16 @@ void ZDeepSearch::add(FormerVolume former, ZFileTree& tree, KnownFiles& known) {
             continue;
         const std::vector<ByteRange> place = former.volume->placeOf(node);
         const auto size = static_cast<uint64>(node.size);
-        if (!place.empty() && known.contains(place, size))
+        const auto start =
+            place.empty() ? former.volume->startOf(node) : std::optional(place.front().start);
+        if (start && known.contains(*start, size))
             continue;
         files.push_back(id);
-        if (!place.empty())
-            known.add(place, size, stateOf(place).taken == 0);
+        if (place.empty())
+            continue;
+        known.addStart(*start, size);
+        if (stateOf(place).taken == 0)
+            known.addPlace(place);
     }
     if (files.empty())
         return;
@@ -563,6 +573,11 @@ bool ZDeepSearch::isInUse(uint64 index) const {
 std::vector<ByteRange> ZDeepSearch::placeOf(const ZFileTreeNode& node) {
     const Owner owner = ownerOf(node);
     return owner.volume == nullptr ? std::vector<ByteRange>{} : owner.volume->placeOf(owner.node);
+}
+
+std::optional<uint64> ZDeepSearch::startOf(const ZFileTreeNode& node) {
+    const Owner owner = ownerOf(node);
+    return owner.volume == nullptr ? std::nullopt : owner.volume->startOf(owner.node);
 }
 
 } // namespace kova

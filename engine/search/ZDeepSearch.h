@@ -53,6 +53,7 @@ public:
     [[nodiscard]] ClusterLayout clusterLayout() const override;
     [[nodiscard]] bool isInUse(uint64 index) const override;
     [[nodiscard]] std::vector<ByteRange> placeOf(const ZFileTreeNode& node) override;
+    [[nodiscard]] std::optional<uint64> startOf(const ZFileTreeNode& node) override;
 
     /// May be asked while `scan` runs, from its callback.
     [[nodiscard]] const Status& status() const { return status_; }

@@ -75,7 +75,8 @@ TEST_F(RecoverTest, EverythingWithItsFolders) {
 }
 
 TEST_F(RecoverTest, TellsWhatWasWipedAndWhatContradictsItsName) {
-    const std::string pdf = "%PDF-1.4\n" + std::string(9000, 'p') + "\nstartxref\n0\n%%EOF\n";
+    const std::string pdf =
+        "%PDF-1.4\n1 0 obj\n" + std::string(9000, 'p') + "\nstartxref\n9\n%%EOF\n";
     std::string wiped = pdf;
     wiped.back() = 'w';
     platform::test::makeFat(image, 4 << 20, "-F 12");

@@ -87,6 +87,12 @@ FileState ZFormerFiles::assess(const ZFileTreeNode& node) {
     return state;
 }
 
+std::optional<uint64> ZFormerFiles::startOf(const ZFileTreeNode& node) {
+    const Item* const item = find(node.id);
+    return item == nullptr || item->place.empty() ? std::nullopt
+                                                  : std::optional(item->place.front().start);
+}
+
 std::vector<ByteRange> ZFormerFiles::placeOf(const ZFileTreeNode& node) {
     const Item* const item = find(node.id);
     return item == nullptr || item->isLost || item->validBytes < static_cast<uint64>(node.size)

@@ -33,6 +33,7 @@ public:
     bool extract(const ZFileTreeNode& node, ZStream* out) override;
     [[nodiscard]] FileState assess(const ZFileTreeNode& node) override;
     [[nodiscard]] std::vector<ByteRange> placeOf(const ZFileTreeNode& node) override;
+    [[nodiscard]] std::optional<uint64> startOf(const ZFileTreeNode& node) override;
 
 private:
     [[nodiscard]] const Item* find(int64 id) const;
