@@ -51,7 +51,7 @@ BusReply SystemBus::call(const BusMessage& message, Milliseconds mostTime) const
     BusReply reply;
     if (message == nullptr)
         return reply;
-    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_error error{nullptr, nullptr, 0};
     sd_bus_message* answer = nullptr;
     const int result =
         sd_bus_call(bus_.get(), message.get(), microseconds(mostTime), &error, &answer);
