@@ -18,6 +18,7 @@ using End = ScanSession::End;
 const QString kPartition = QStringLiteral("partition");
 const QString kClassic = QStringLiteral("classic");
 const QString kStreams = QStringLiteral("streams");
+const QString kRecycleBin = QStringLiteral("recycle-bin");
 const QString kDeep = QStringLiteral("deep");
 const QString kWhole = QStringLiteral("whole");
 const QString kSave = QStringLiteral("save");
@@ -136,6 +137,9 @@ kova::ScanOptions scanOptionsIn(const QCommandLineParser& parser) {
     options.streams = parser.isSet(kStreams);
     if (options.streams && parser.isSet(kClassic))
         throw wrongUsage(QStringLiteral("--streams does not go with --classic"));
+    options.liveRecycleBin = parser.isSet(kRecycleBin);
+    if (options.liveRecycleBin && parser.isSet(kClassic))
+        throw wrongUsage(QStringLiteral("--recycle-bin does not go with --classic"));
     return options;
 }
 
@@ -163,6 +167,9 @@ void Source::addOptions(QCommandLineParser& parser) {
                                   "without a Windows short name, files without dates.")},
         {kStreams, QStringLiteral("NTFS: also the named streams of files and folders, as "
                                   "\"file_stream\".")},
+        {kRecycleBin,
+         QStringLiteral("NTFS: also what still lies in the recycle bin, under the names "
+                        "and folders it had.")},
         {kDeep,
          QStringLiteral("Search the whole drive, too: for former file systems (\"remnants\") and "
                         "for files by their content (\"content\"). \"--deep\" alone means all."),

@@ -38,6 +38,8 @@ struct ScanOptions {
     /// NTFS: what was deleted from Windows' recycle bin gets its name and folder back, see
     /// `RecycleBin`.
     bool recycleBin = false;
+    /// With `recycleBin`: what still lies there is listed as well, though it is not deleted.
+    bool liveRecycleBin = false;
 
     /// FAT: what volumes are like beyond the classic rules. Names: a long name ends at its first
     /// 0, which keeps what pads names of 248 to 254 characters out of them; one that cannot be the

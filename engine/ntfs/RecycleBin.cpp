@@ -4,7 +4,6 @@
 #include "format/WideText.h"
 
 #include <algorithm>
-#include <string_view>
 
 namespace kova {
 
@@ -69,23 +68,38 @@ std::optional<std::wstring> RecycleBin::originalPath(std::span<const uint8> byte
     return path;
 }
 
+bool RecycleBin::isContent(std::wstring_view name) {
+    return startsWith(name, kContent);
+}
+
+bool RecycleBin::isDescription(std::wstring_view name) {
+    return startsWith(name, kDescription);
+}
+
+std::wstring RecycleBin::restOf(std::wstring_view name) {
+    return std::wstring(name.substr(kContent.size()));
+}
+
+void RecycleBin::addLiveDescription(const ZFileTreeNode& file) {
+    takesLive_ = true;
+    descriptions_[{file.parentId, restOf(file.name)}] = file;
+}
+
 void RecycleBin::restore(const Read& read) {
-    // By folder, and what follows the "$I" in their names.
-    std::map<std::pair<int64, std::wstring>, int64> descriptions;
     for (const auto& [id, node] : tree_.allNodes()) {
-        if (!node.isDirectory && startsWith(node.name, kDescription))
-            descriptions[{node.parentId, node.name.substr(kDescription.size())}] = id;
+        if (!node.isDirectory && isDescription(node.name))
+            descriptions_.try_emplace({node.parentId, restOf(node.name)}, node);
     }
-    std::vector<std::pair<int64, int64>> pairs; // What was thrown away, and its description.
+    std::vector<std::pair<int64, const ZFileTreeNode*>> pairs; // Thrown away, and its description.
     for (const auto& [id, node] : tree_.allNodes()) {
-        if (descriptions.empty() || node.exists || !startsWith(node.name, kContent))
+        if (descriptions_.empty() || (node.exists && !takesLive_) || !isContent(node.name))
             continue;
-        const auto found = descriptions.find({node.parentId, node.name.substr(kContent.size())});
-        if (found != descriptions.end())
-            pairs.emplace_back(id, found->second);
+        const auto found = descriptions_.find({node.parentId, restOf(node.name)});
+        if (found != descriptions_.end())
+            pairs.emplace_back(id, &found->second);
     }
     for (const auto& [id, description] : pairs) {
-        if (const auto path = originalPath(read(*tree_.find(description))))
+        if (const auto path = originalPath(read(*description)))
             move(id, *path);
     }
 }

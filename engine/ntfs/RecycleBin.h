@@ -7,6 +7,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -26,6 +27,10 @@ public:
     /// `firstFolder` is the id of the first folder that it makes; those after it are free, too.
     RecycleBin(ZFileTree& tree, int64 firstFolder) : tree_(tree), nextId_(firstFolder) {}
 
+    /// Takes note of a live "$I", which is not in the tree. The live "$R" that are there count,
+    /// too, from then on.
+    void addLiveDescription(const ZFileTreeNode& file);
+
     /// Moves every deleted "$R" that has a "$I" beside it below "Recycle bin" in the root, into the
     /// folders that it lay in, under the name it had.
     void restore(const Read& read);
@@ -33,12 +38,21 @@ public:
     /// The full path, such as "C:\\Users\\me\\photo.jpg", that the bytes of a "$I" file tell.
     [[nodiscard]] static std::optional<std::wstring> originalPath(std::span<const uint8> bytes);
 
+    [[nodiscard]] static bool isContent(std::wstring_view name);     ///< "$R" and more.
+    [[nodiscard]] static bool isDescription(std::wstring_view name); ///< "$I" and more.
+
+    /// What the names of a pair have in common.
+    [[nodiscard]] static std::wstring restOf(std::wstring_view name);
+
 private:
     void move(int64 id, const std::wstring& path);
     int64 folderIn(int64 parentId, const std::wstring& name);
 
     ZFileTree& tree_;
     int64 nextId_;
+    bool takesLive_ = false;
+    /// By folder, and what the names of a pair have in common.
+    std::map<std::pair<int64, std::wstring>, ZFileTreeNode> descriptions_;
     std::map<std::pair<int64, std::wstring>, int64> folders_; ///< That it has made.
 };
 

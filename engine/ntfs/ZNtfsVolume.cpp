@@ -608,15 +608,22 @@ void ZNtfsVolume::scan(ZFileTree* tree) {
         return;
     const ZCustomMedia::ReadWindow window(*media());
     walk_.emplace();
+    LiveRecycled live;
+    const bool takesLive = scanOptions().recycleBin && scanOptions().liveRecycleBin;
     for (uint32 number = 0; number < recordCount_; ++number) {
         if (!isAllocated(number))
             processRecord(*tree, number, false);
+        if (takesLive)
+            noteLive(number, live);
         if (!setProgress(static_cast<double>(number) * kWalkShare / recordCount_)) {
             walk_.reset();
             return;
         }
     }
     media()->setFlags(0, 0);
+    const LiveRecycled::Found recycled = live.find();
+    for (const uint32 number : recycled.contents)
+        insertLive(*tree, number);
     for (const Walk::Folder& folder : walk_->folders)
         separateStrangers(*tree, folder.record, folder.sequence, folder.inUse);
     collectOrphans(*tree, [&](int64 id) { return processRecord(*tree, id, true); });
@@ -624,10 +631,46 @@ void ZNtfsVolume::scan(ZFileTree* tree) {
     if (scanOptions().wholeFiles)
         nameFormerFolders(*tree);
     if (scanOptions().recycleBin)
-        RecycleBin(*tree, kFirstRecycledFolder).restore([this](const ZFileTreeNode& file) {
-            return smallContent(file);
-        });
+        restoreRecycled(*tree, recycled.descriptions);
     setProgress(1.0);
+}
+
+void ZNtfsVolume::noteLive(int64 number, LiveRecycled& live) {
+    try {
+        ZMftRecord record(this, number);
+        ZFileTreeNode node;
+        if (record.isInUse() && describe(record, number, node))
+            live.add(node);
+    } catch (...) { // NOLINT(bugprone-empty-catch): one record that is damaged, or none at all
+    }
+}
+
+/// False for what is damaged, or is neither a folder nor has content.
+bool ZNtfsVolume::insertLive(ZFileTree& tree, int64 number) {
+    try {
+        ZMftRecord record(this, number);
+        ZFileTreeNode node;
+        if (!describe(record, number, node) || (!node.isDirectory && !describeFile(record, node)))
+            return false;
+        tree.insert(std::move(node));
+        return true;
+    } catch (...) {
+        return false;
+    }
+}
+
+void ZNtfsVolume::restoreRecycled(ZFileTree& tree, const std::vector<uint32>& liveDescriptions) {
+    RecycleBin bin(tree, kFirstRecycledFolder);
+    for (const uint32 number : liveDescriptions) {
+        try {
+            ZMftRecord record(this, number);
+            ZFileTreeNode node;
+            if (describe(record, number, node))
+                bin.addLiveDescription(node);
+        } catch (...) { // NOLINT(bugprone-empty-catch): its file stays where it is
+        }
+    }
+    bin.restore([this](const ZFileTreeNode& file) { return smallContent(file); });
 }
 
 /// The bytes of a description in the recycle bin, empty when it is longer or cannot be read.

@@ -2,6 +2,7 @@
 
 #include "engine/ZVolume.h"
 #include "engine/ntfs/FileStates.h"
+#include "engine/ntfs/LiveRecycled.h"
 #include "engine/ntfs/NtfsFolderNames.h"
 #include "engine/ntfs/NtfsLayout.h"
 #include "engine/ntfs/NtfsStream.h"
@@ -115,6 +116,9 @@ private:
     void insertStreams(ZFileTree& tree, ZMftRecord& record, const ZFileTreeNode& file);
     void separateStrangers(ZFileTree& tree, int64 folder, uint16 sequence, bool inUse);
     void nameFormerFolders(ZFileTree& tree);
+    void noteLive(int64 number, LiveRecycled& live);
+    bool insertLive(ZFileTree& tree, int64 number);
+    void restoreRecycled(ZFileTree& tree, const std::vector<uint32>& liveDescriptions);
 
     /// Folders whose records are others' now, while they are put back into a tree.
     struct FormerFolders {

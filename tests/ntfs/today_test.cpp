@@ -32,10 +32,11 @@ ZFileTreeNode nodeOf(int64 id) {
 /// A volume by today's rules, scanned.
 class Today {
 public:
-    explicit Today(std::vector<uint8> image, bool streams = false)
+    explicit Today(std::vector<uint8> image, bool streams = false, bool recycleBin = false)
         : media(std::move(image)), volume(&media) {
         ScanOptions options = ScanOptions::today();
         options.streams = streams;
+        options.liveRecycleBin = recycleBin;
         volume.setScanOptions(options);
         volume.init();
         volume.scan(&tree);
@@ -369,17 +370,44 @@ TEST_F(NtfsToday, TheRecycleBinGivesNamesAndFoldersBack) {
         .deletedFile(39, 31, u"$IABSURD", description(2, u"C:\\..\\up"))
         .deletedFile(40, 31, u"$RSHORT", "kept")
         .deletedFile(41, 31, u"$ISHORT", description(2, u"C:\\cut").substr(0, 40));
-    Today today(builder);
-    const ZTreeListing listing(today.tree);
-    const auto pathOf = [&](int64 id) {
-        return format::utf8FromWide(listing.path(listing.indexOf(id)));
+    const auto live = [this](uint32 number, int64 parent, const std::u16string& name,
+                             const std::string& content) {
+        builder.put(number,
+                    builder.newRecord()
+                        .flags(1)
+                        .standardInformation(1000)
+                        .fileName(parent, name)
+                        .resident(ntfs::kData, {content.begin(), content.end()}),
+                    true);
     };
-    EXPECT_EQ(pathOf(32), "Recycle bin/Users/me/On the beach.jpg");
-    EXPECT_EQ(today.content(32), "beach");
-    EXPECT_EQ(pathOf(35), "Recycle bin/Users/me/Letters/letter.txt");
-    for (const auto& [id, name] : std::map<int64, std::string>{
-             {37, "$RALONE.txt"}, {38, "$RABSURD"}, {40, "$RSHORT"}, {33, "$IABCDEF.jpg"}})
-        EXPECT_EQ(pathOf(id), "$Recycle.Bin/S-1-5-21/" + name);
+    builder.directory(44, 31, u"$RLIVEDR", true).directory(45, 44, u"sub", true);
+    live(42, 31, u"$RLIVING.png", "living");
+    live(43, 31, u"$ILIVING.png", description(2, u"D:\\live.png"));
+    live(46, 45, u"inside", "below");
+    live(47, 31, u"$ILIVEDR", description(2, u"D:\\Folder"));
+    live(48, 5, u"$RNOBIN", "not in the bin");
+    live(49, 5, u"$INOBIN", description(2, u"D:\\nobin"));
+    for (const bool takesLive : {false, true}) {
+        Today today(builder.build(), false, takesLive);
+        const ZTreeListing listing(today.tree);
+        const auto pathOf = [&](int64 id) {
+            const std::size_t index = listing.indexOf(id);
+            return index == ZTreeListing::kNone ? "" : format::utf8FromWide(listing.path(index));
+        };
+        EXPECT_EQ(pathOf(32), "Recycle bin/Users/me/On the beach.jpg");
+        EXPECT_EQ(today.content(32), "beach");
+        EXPECT_EQ(pathOf(35), "Recycle bin/Users/me/Letters/letter.txt");
+        for (const auto& [id, name] : std::map<int64, std::string>{
+                 {37, "$RALONE.txt"}, {38, "$RABSURD"}, {40, "$RSHORT"}, {33, "$IABCDEF.jpg"}})
+            EXPECT_EQ(pathOf(id), "$Recycle.Bin/S-1-5-21/" + name);
+        EXPECT_EQ(pathOf(42), takesLive ? "Recycle bin/live.png" : "");
+        EXPECT_EQ(pathOf(46), takesLive ? "Recycle bin/Folder/sub/inside" : "");
+        for (const int64 id : {43, 47, 48, 49})
+            EXPECT_EQ(pathOf(id), "");
+        if (takesLive) {
+            EXPECT_EQ(today.content(46), "below");
+        }
+    }
 }
 
 TEST_F(NtfsToday, AFolderWhoseRecordIsAnotherOnesNow) {
