@@ -88,7 +88,7 @@ std::vector<uint8> usedDrive() {
     put({lines.begin(), lines.end()});
     put(fileOf("pictures/small.png"));
     drive.resize(drive.size() + (std::size_t{5} << 20));
-    putPart(fileOf("pictures/small.tif"), 0, 9000);
+    put(fileOf("pictures/small.tif"));
     return drive;
 }
 
