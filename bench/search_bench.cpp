@@ -9,18 +9,30 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <malloc.h>
 #include <memory>
 #include <random>
+#include <stdexcept>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace kova::bench {
 namespace {
 
+/// Has the system forget what it holds of a file, which is then read from the drive.
+void dropPages(const std::filesystem::path& path) {
+    const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (file < 0 || ::fdatasync(file) != 0 || ::posix_fadvise(file, 0, 0, POSIX_FADV_DONTNEED) != 0)
+        throw std::runtime_error("the image stays in memory");
+    ::close(file);
+}
+
 /// A search of an image that holds nothing to be found, against reading it in order.
-void searchWithoutFinds(benchmark::State& state) {
+void searchWithoutFinds(benchmark::State& state, bool fromDrive) {
     constexpr uint32 kRequestBytes = 4U << 20;
     constexpr uint32 kRequests = 128;
     const test::TempDir folder;
@@ -48,10 +60,22 @@ void searchWithoutFinds(benchmark::State& state) {
             ZDeepSearch search(&media, nullptr);
             ZFileTree tree;
             search.scan(&tree);
+        },
+        5,
+        [&] {
+            if (fromDrive)
+                dropPages(path);
         });
 }
 
-BENCHMARK(searchWithoutFinds)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(searchWithoutFinds, from_memory, false)
+    ->UseManualTime()
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(searchWithoutFinds, from_drive, true)
+    ->UseManualTime()
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
 
 std::vector<uint8> pictures(std::size_t count) {
     constexpr std::size_t kCluster = 4096;
@@ -65,7 +89,7 @@ std::vector<uint8> pictures(std::size_t count) {
 
 std::vector<uint8> formerExFat(uint32 count) {
     constexpr uint32 kInFolder = 40;
-    constexpr std::size_t kBootRegions = 24 * 512;
+    constexpr std::size_t kBootRegions = std::size_t{24} * 512;
     test::ExFatBuilder builder({.clusters = 2 * count});
     uint32 folder = 0;
     for (uint32 i = 0; i < count; ++i) {

@@ -58,6 +58,8 @@ public:
 
     std::string_view firstBytes() const override { return {}; }
 
+    std::span<const Mark> marks() const override { return kMarks; }
+
     std::size_t bytesNeeded() const override { return kFirstRecord; }
 
     Certainty begins(std::span<const uint8> first) const override {
@@ -84,6 +86,7 @@ private:
     static constexpr ContentType kTypes[] = {{L"Mobipocket", L"mobi", ContentGroup::Documents}};
     static constexpr std::size_t kNameBytes = 31;
     static constexpr std::size_t kTypeAt = 60;
+    static constexpr Mark kMarks[] = {{kTypeAt, "B"sv}};
     static constexpr std::size_t kRecordsAt = 76;
     static constexpr std::size_t kFirstRecord = 78;
     static constexpr uint64 kRecordBytes = 8;

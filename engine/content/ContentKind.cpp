@@ -1,7 +1,5 @@
 #include "engine/content/ContentKind.h"
 
-#include <cstring>
-
 namespace kova {
 
 Fit ContentKind::mayContinue(std::span<const uint8>, uint64) const {
@@ -23,15 +21,6 @@ MeasuredContent ContentKind::measure(ContentSource& source) const {
     if (found.length > reader.size())
         found.breaks(reader.size(), reader.size());
     return found;
-}
-
-bool liesAt(std::span<const uint8> bytes, std::size_t offset, std::string_view what) {
-    return bytes.size() >= offset && bytes.size() - offset >= what.size() &&
-           std::memcmp(bytes.data() + offset, what.data(), what.size()) == 0;
-}
-
-bool startsWith(std::span<const uint8> bytes, std::string_view what) {
-    return liesAt(bytes, 0, what);
 }
 
 } // namespace kova

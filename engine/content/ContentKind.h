@@ -3,6 +3,7 @@
 #include "engine/content/ContentReader.h"
 #include "engine/content/ContentType.h"
 
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -54,6 +55,12 @@ struct MeasuredContent {
     }
 };
 
+/// A byte in a fixed place of a file.
+struct Mark {
+    std::size_t offset = 0;
+    std::string_view bytes; ///< What it can be.
+};
+
 /// A family of file formats that begin alike. Kinds are immutable and live as long as the program;
 /// they may be used by several threads at once.
 class ContentKind {
@@ -68,6 +75,13 @@ public:
 
     /// The first bytes that files of the kind can have; empty when it may be any.
     [[nodiscard]] virtual std::string_view firstBytes() const = 0;
+
+    /// The same of their second bytes.
+    [[nodiscard]] virtual std::string_view secondBytes() const { return {}; }
+
+    /// Bytes in fixed places, of which `begins` wants one at least of what it does not refuse;
+    /// none for kinds that their first bytes tell well enough.
+    [[nodiscard]] virtual std::span<const Mark> marks() const { return {}; }
 
     /// First bytes that it takes to say that a file is none of the kind.
     [[nodiscard]] virtual std::size_t bytesNeeded() const { return 16; }
@@ -98,10 +112,17 @@ protected:
     virtual void follow(ContentReader&, MeasuredContent&) const {}
 };
 
-/// Whether `bytes` begin with `what`.
-[[nodiscard]] bool startsWith(std::span<const uint8> bytes, std::string_view what);
+/// Whether `what` lies `offset` bytes into `bytes`. Here, so that what is known when it is compiled
+/// is compared without a call: blocks of drives are asked for little else.
+[[nodiscard]] inline bool liesAt(std::span<const uint8> bytes, std::size_t offset,
+                                 std::string_view what) {
+    return bytes.size() >= offset && bytes.size() - offset >= what.size() &&
+           std::memcmp(bytes.data() + offset, what.data(), what.size()) == 0;
+}
 
-/// Whether `what` lies `offset` bytes into `bytes`.
-[[nodiscard]] bool liesAt(std::span<const uint8> bytes, std::size_t offset, std::string_view what);
+/// Whether `bytes` begin with `what`.
+[[nodiscard]] inline bool startsWith(std::span<const uint8> bytes, std::string_view what) {
+    return liesAt(bytes, 0, what);
+}
 
 } // namespace kova

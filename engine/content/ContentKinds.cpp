@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 
 namespace kova {
 
@@ -379,23 +380,88 @@ constexpr SuffixOf kSuffixes[] = {
     {L"zst", zstdKind},
 };
 
-/// The kinds that can begin with each byte.
-class FirstByteIndex {
+/// Some of the kinds, by their places in the list of all.
+class KindSet {
 public:
-    FirstByteIndex() {
-        for (const ContentKind* kind : contentKinds()) {
-            const std::string_view bytes = kind->firstBytes();
-            for (std::size_t byte = 0; byte < kinds_.size(); ++byte) {
-                if (bytes.empty() || bytes.find(static_cast<char>(byte)) != std::string_view::npos)
-                    kinds_[byte].push_back(kind);
-            }
+    void add(std::size_t kind) { words_[kind / kWordBits] |= uint64{1} << (kind % kWordBits); }
+
+    void add(const KindSet& others) {
+        for (std::size_t i = 0; i < kWords; ++i)
+            words_[i] |= others.words_[i];
+    }
+
+    void keep(const KindSet& others) {
+        for (std::size_t i = 0; i < kWords; ++i)
+            words_[i] &= others.words_[i];
+    }
+
+    template <typename Take>
+    void forEach(Take take) const {
+        for (std::size_t i = 0; i < kWords; ++i) {
+            for (uint64 left = words_[i]; left != 0; left &= left - 1)
+                take(i * kWordBits + static_cast<std::size_t>(std::countr_zero(left)));
         }
     }
 
-    [[nodiscard]] std::span<const ContentKind* const> of(uint8 byte) const { return kinds_[byte]; }
+private:
+    static constexpr std::size_t kWordBits = 64;
+    static constexpr std::size_t kWords = (std::size(kKinds) + kWordBits - 1) / kWordBits;
+
+    std::array<uint64, kWords> words_{};
+};
+
+/// The kinds that a file may be of by single bytes of it, without asking any of them.
+class BeginningIndex {
+public:
+    BeginningIndex() {
+        const auto kinds = contentKinds();
+        for (std::size_t i = 0; i < kinds.size(); ++i) {
+            addTo(first_, kinds[i]->firstBytes(), i);
+            addTo(second_, kinds[i]->secondBytes(), i);
+            if (kinds[i]->marks().empty())
+                unmarked_.add(i);
+            for (const Mark& mark : kinds[i]->marks())
+                addTo(placeAt(mark.offset).kinds, mark.bytes, i);
+        }
+    }
+
+    /// `first` is not empty.
+    [[nodiscard]] KindSet candidates(std::span<const uint8> first) const {
+        KindSet set = unmarked_;
+        for (const Place& place : places_) {
+            if (place.offset < first.size())
+                set.add(place.kinds[first[place.offset]]);
+        }
+        set.keep(first_[first[0]]);
+        if (first.size() > 1)
+            set.keep(second_[first[1]]);
+        return set;
+    }
 
 private:
-    std::array<std::vector<const ContentKind*>, 256> kinds_;
+    using ByByte = std::array<KindSet, 256>;
+
+    struct Place {
+        std::size_t offset = 0;
+        ByByte kinds;
+    };
+
+    static void addTo(ByByte& sets, std::string_view bytes, std::size_t kind) {
+        for (std::size_t byte = 0; byte < sets.size(); ++byte) {
+            if (bytes.empty() || bytes.find(static_cast<char>(byte)) != std::string_view::npos)
+                sets[byte].add(kind);
+        }
+    }
+
+    Place& placeAt(std::size_t offset) {
+        const auto place = std::ranges::find(places_, offset, &Place::offset);
+        return place == places_.end() ? places_.emplace_back(Place{offset, {}}) : *place;
+    }
+
+    ByByte first_;
+    ByByte second_;
+    KindSet unmarked_; ///< Those that have no place of their own.
+    std::vector<Place> places_;
 };
 
 std::wstring lower(std::wstring_view text) {
@@ -419,15 +485,17 @@ std::span<const ContentKind* const> contentKinds() {
 }
 
 RecognisedContent recognise(std::span<const uint8> first) {
-    static const FirstByteIndex kIndex;
+    static const BeginningIndex kIndex;
     RecognisedContent best;
     if (first.empty())
         return best;
-    for (const ContentKind* kind : kIndex.of(first[0])) {
-        const Certainty certainty = kind->begins(first);
+    const auto kinds = contentKinds();
+    kIndex.candidates(first).forEach([&](std::size_t i) {
+        const ContentKind& kind = *kinds[i];
+        const Certainty certainty = kind.begins(first);
         if (certainty > best.certainty)
-            best = {kind, certainty, kind->landmark(first)};
-    }
+            best = {&kind, certainty, kind.landmark(first)};
+    });
     return best;
 }
 

@@ -25,11 +25,15 @@ constexpr uint64 kSectorBytesAt = 128;
 constexpr uint64 kMadeAt = 813;
 constexpr uint64 kMadeBytes = 16;
 
+constexpr Mark kMarks[] = {{0, "\1"sv}, {kDescriptors, "\1"sv}};
+
 class IsoKind : public ContentKind {
 public:
     std::span<const ContentType> types() const override { return kTypes; }
 
     std::string_view firstBytes() const override { return {}; }
+
+    std::span<const Mark> marks() const override { return kMarks; }
 
     std::size_t bytesNeeded() const override { return kDescriptors + kPrimary.size(); }
 

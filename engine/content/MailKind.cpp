@@ -79,6 +79,8 @@ public:
 
     std::string_view firstBytes() const override { return "RDFTSMXCAEU"; }
 
+    std::string_view secondBytes() const override { return "earoKuI-Rns"; }
+
     Certainty begins(std::span<const uint8> first) const override {
         const auto view = viewOf(first.first(std::min<std::size_t>(first.size(), kMostHead)));
         const auto line = lineAt(view, 0);

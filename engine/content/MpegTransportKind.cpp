@@ -57,11 +57,15 @@ private:
     std::size_t lead_;
 };
 
+constexpr Mark kMarks[] = {{0, "\x47"}, {kArrival, "\x47"}};
+
 class MpegTransportKind : public ContentKind {
 public:
     std::span<const ContentType> types() const override { return kTypes; }
 
     std::string_view firstBytes() const override { return {}; }
+
+    std::span<const Mark> marks() const override { return kMarks; }
 
     std::size_t bytesNeeded() const override { return 2 * (kArrival + kPacket); }
 

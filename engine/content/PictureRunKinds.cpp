@@ -228,6 +228,8 @@ public:
 
     std::string_view firstBytes() const override { return {}; }
 
+    std::span<const Mark> marks() const override { return kMarks; }
+
     std::size_t bytesNeeded() const override { return kHeader; }
 
     Certainty begins(std::span<const uint8> first) const override {
@@ -271,6 +273,7 @@ protected:
     }
 
 private:
+    static constexpr Mark kMarks[] = {{2, "\1\2\3\x09\x0A\x0B"sv}};
     static constexpr ContentType kTypes[] = {{L"Targa", L"tga", ContentGroup::Pictures}};
     static constexpr std::size_t kHeader = 18;
     static constexpr uint64 kFooter = 26;

@@ -25,6 +25,10 @@ public:
 
     std::string_view firstBytes() const override { return format_.magic.substr(0, 1); }
 
+    std::string_view secondBytes() const override {
+        return format_.magic.size() > 1 ? format_.magic.substr(1, 1) : std::string_view{};
+    }
+
     std::size_t bytesNeeded() const override { return format_.bytesNeeded; }
 
     Certainty begins(std::span<const uint8> first) const override {

@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <optional>
+#include <string_view>
 
 namespace kova {
 
 namespace {
+
+using namespace std::string_view_literals;
 
 constexpr ContentType kTypes[] = {{L"tar", L"tar", ContentGroup::Archives}};
 
@@ -50,11 +53,15 @@ bool isHeader(std::span<const uint8> block) {
     return sum == *told;
 }
 
+constexpr Mark kMarks[] = {{kSumAt, "01234567 \0"sv}};
+
 class TarKind : public ContentKind {
 public:
     std::span<const ContentType> types() const override { return kTypes; }
 
     std::string_view firstBytes() const override { return {}; }
+
+    std::span<const Mark> marks() const override { return kMarks; }
 
     std::size_t bytesNeeded() const override { return kBlock; }
 

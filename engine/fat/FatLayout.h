@@ -72,6 +72,9 @@ public:
         return static_cast<uint32>(loadLe<uint16>(bytes_ + 20)) << 16 | lowClusterWord();
     }
 
+    /// Whether the first cluster has no more than the 28 bits that FAT32 uses.
+    [[nodiscard]] bool hasClusterOfFat() const { return (firstCluster() >> 28) == 0; }
+
     [[nodiscard]] uint16 lowClusterWord() const { return loadLe<uint16>(bytes_ + 26); }
 
     /// 28, 4: length of the data in bytes.

@@ -5,6 +5,7 @@
 #include "engine/search/ContentSearch.h"
 #include "engine/search/FreeSpace.h"
 #include "engine/search/KnownFiles.h"
+#include "engine/search/SideThread.h"
 #include "engine/search/TakenSpace.h"
 #include "engine/search/ZFoundByContent.h"
 #include "engine/search/nameFinds.h"
@@ -18,8 +19,9 @@
 #include "engine/search/remnants/NtfsRemnants.h"
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <chrono>
-#include <future>
 #include <optional>
 #include <set>
 #include <span>
@@ -32,6 +34,8 @@ namespace {
 
 /// Bytes read at once.
 constexpr uint64 kRequestBytes = uint64{4} << 20;
+/// Bytes that are looked at for one thing after the other while they are at hand.
+constexpr std::size_t kSliceBytes = std::size_t{32} << 10;
 /// What was found is kept as often.
 constexpr std::chrono::minutes kKeepingInterval{1};
 /// The pass takes this share of the progress.
@@ -68,6 +72,12 @@ std::unordered_set<int64> withFolders(const ZFileTree& tree, const std::vector<i
     return kept;
 }
 
+/// Whether any finder of remnants has something to look at in the block that `bytes` begin with.
+bool mayHoldRemnants(std::span<const uint8> bytes) {
+    return NtfsRecordFinder::mayHold(bytes) || FatTableFinder::mayHold(bytes) ||
+           FatFolderFinder::mayHold(bytes) || ExFatSetFinder::mayHold(bytes);
+}
+
 } // namespace
 
 ZDeepSearch::ZDeepSearch(ZCustomMedia* media, std::unique_ptr<ZVolume> today, SearchOptions search)
@@ -91,34 +101,34 @@ public:
     Pass(ZCustomMedia& media, const ZVolume* today, const SearchOptions& options,
          const ByteRange& reserve)
         : space(today, media.sectorSize() == 0 ? 0 : media.sizeBytes(), options.whole, reserve),
-          content(media, space), media_(media) {
+          content(media, space), media_(media), looksForContent_(options.content) {
         if (options.remnants)
             remnantFinders_ = {&ntfs, &names, &fat, &exfat, &tables};
-        if (options.content)
-            contentFinders_ = {&starts_};
     }
 
-    /// Has the finders look at what was read, in two threads that take about as long. `bytes` stays
-    /// until `finishLooking`.
+    /// Has the finders look at what was read, in another thread while the next is read. `bytes`
+    /// stays until `finishLooking`.
     void beginLooking(uint64 position, std::span<const uint8> bytes, std::size_t fresh) {
         lookedTo_ = position + fresh;
-        const auto begin = [&](const std::vector<BlockFinder*>& finders) {
-            looking_.push_back(std::async(std::launch::async, [&finders, position, bytes, fresh] {
-                for (BlockFinder* finder : finders)
-                    finder->look(position, bytes, fresh);
-            }));
-        };
-        begin(remnantFinders_);
-        begin(contentFinders_);
+        shown_ = {position, bytes, fresh};
+        nextPart_ = 0;
+        sifted_ = 0;
+        looking_.begin([this] { lookOn(); });
     }
 
-    /// Waits for them, and takes on what they have found.
+    /// Takes part in what is left to be looked at, and takes on what was found.
     void finishLooking() {
-        auto looking = std::exchange(looking_, {}); // Waits for all, whatever one throws.
-        for (std::future<void>& one : looking)
-            one.get();
+        try {
+            lookOn();
+        } catch (...) {
+            nextPart_ = kParts;
+            looking_.finish();
+            throw;
+        }
+        looking_.finish();
         searched = std::max(searched, lookedTo_);
-        content.add(starts_.take());
+        for (Part& part : parts_)
+            content.add(part.starts.take());
     }
 
     /// Finds again what lies in these places. Passes out what the read hook throws.
@@ -180,12 +190,66 @@ public:
     bool isRestored = true; ///< All is there that was found before.
 
 private:
+    /// What was read, for the finders.
+    struct Shown {
+        uint64 position = 0;
+        std::span<const uint8> bytes;
+        std::size_t fresh = 0;
+    };
+
+    /// A part of it, as one of the threads has looked at it.
+    struct Part {
+        ContentFinder starts;
+        std::vector<std::size_t> remnants; ///< Offsets of the blocks that may hold some.
+    };
+
+    static constexpr std::size_t kParts = 16;
+    static constexpr std::size_t kPartBytes = kRequestBytes / kParts;
+
+    /// Sifts parts until none is left. Who is through with the last has the finders of remnants
+    /// look, which have to be shown all in its order.
+    void lookOn() {
+        for (std::size_t part = nextPart_++; part < kParts; part = nextPart_++) {
+            sift(part);
+            if (++sifted_ == kParts)
+                lookForRemnants();
+        }
+    }
+
+    void sift(std::size_t number) {
+        Part& part = parts_[number];
+        part.remnants.clear();
+        const std::size_t end = std::min((number + 1) * kPartBytes, shown_.fresh);
+        for (std::size_t at = number * kPartBytes; at < end; at += kSliceBytes) {
+            const std::size_t sliceEnd = std::min(end, at + kSliceBytes);
+            for (std::size_t block = at; block < sliceEnd; block += BlockFinder::kStep) {
+                if (mayHoldRemnants(shown_.bytes.subspan(block)))
+                    part.remnants.push_back(block);
+            }
+            if (looksForContent_)
+                part.starts.look(shown_.position + at, shown_.bytes.subspan(at), sliceEnd - at);
+        }
+    }
+
+    void lookForRemnants() {
+        for (const Part& part : parts_) {
+            for (const std::size_t block : part.remnants) {
+                for (BlockFinder* finder : remnantFinders_)
+                    finder->look(shown_.position + block, shown_.bytes.subspan(block),
+                                 BlockFinder::kStep);
+            }
+        }
+    }
+
     ZCustomMedia& media_;
-    ContentFinder starts_;
     std::vector<BlockFinder*> remnantFinders_;
-    std::vector<BlockFinder*> contentFinders_;
+    bool looksForContent_ = false;
+    std::array<Part, kParts> parts_;
+    Shown shown_;
     uint64 lookedTo_ = 0;
-    std::vector<std::future<void>> looking_; // Ends before the finders do.
+    std::atomic<std::size_t> nextPart_ = kParts; ///< To be sifted; none at first.
+    std::atomic<std::size_t> sifted_ = 0;
+    SideThread looking_; // Ends before the finders do.
 };
 
 void ZDeepSearch::scan(ZFileTree* tree) {

@@ -47,9 +47,20 @@ struct Expected {
 
 class ContentKinds : public testing::Test {
 protected:
+    /// What single bytes have refused without asking would have said no.
+    static void expectAllAsked(std::span<const uint8> first) {
+        Certainty surest = Certainty::No;
+        for (const ContentKind* kind : contentKinds())
+            surest = std::max(surest, kind->begins(first));
+        EXPECT_EQ(recognise(first).certainty, surest);
+    }
+
     void check(const std::filesystem::path& path, const Expected& expected) const {
         SCOPED_TRACE(path.filename().string());
         const Bytes bytes = fileAt(path);
+        for (std::size_t at = 0; at < bytes.size(); at += 512)
+            expectAllAsked(
+                std::span(bytes).subspan(at).first(std::min<std::size_t>(bytes.size() - at, 4096)));
         for (const Bytes& content : {bytes, withRest(bytes)}) {
             const MeasuredContent measured = measure(content);
             ASSERT_EQ(measured.state, ContentState::Whole);

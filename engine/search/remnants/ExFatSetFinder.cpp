@@ -15,12 +15,14 @@ constexpr uint8 kMostSecondary = 18;
 } // namespace
 
 void ExFatSetFinder::look(uint64 position, std::span<const uint8> bytes, std::size_t fresh) {
-    constexpr std::size_t kEntry = DirectoryEntry::kBytes;
-    for (std::size_t at = 0; at + kEntry <= fresh; at += kEntry) {
-        if (DirectoryEntry(bytes.data() + at).kind() == DirectoryEntry::kFile &&
-            at + 2 * kEntry <= bytes.size() &&
-            DirectoryEntry(bytes.data() + at + kEntry).kind() == DirectoryEntry::kStream)
-            lookAtSet(position + at, bytes.subspan(at));
+    for (std::size_t at = 0; at + kStep <= fresh; at += kStep) {
+        const auto block = bytes.subspan(at);
+        if (!mayHold(block))
+            continue;
+        for (std::size_t entry = 0; entry < kStep; entry += DirectoryEntry::kBytes) {
+            if (beginsAt(block, entry))
+                lookAtSet(position + at + entry, block.subspan(entry));
+        }
     }
 }
 

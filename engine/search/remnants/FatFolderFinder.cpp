@@ -1,7 +1,5 @@
 #include "engine/search/remnants/FatFolderFinder.h"
 
-#include "engine/fat/FatLayout.h"
-
 #include <algorithm>
 #include <string_view>
 
@@ -32,8 +30,7 @@ bool isPlausibleShort(const FatDirectoryEntry& entry) {
                            entry.firstByte() == FatDirectoryEntry::kEscapedE5);
     const bool sizeFits = !entry.isDirectory() || entry.size() == 0;
     return nameFits && sizeFits && name[0] != ' ' &&
-           entry.attributes() <= FatDirectoryEntry::kDefinedAttributes &&
-           (entry.firstCluster() >> 28) == 0;
+           entry.attributes() <= FatDirectoryEntry::kDefinedAttributes && entry.hasClusterOfFat();
 }
 
 bool isPlausibleLong(const uint8* bytes) {
@@ -68,11 +65,9 @@ bool holdsEntries(std::span<const uint8> sector) {
 void FatFolderFinder::look(uint64 position, std::span<const uint8> bytes, std::size_t fresh) {
     for (std::size_t at = 0; at + kStep <= fresh; at += kStep) {
         const auto sector = bytes.subspan(at, kStep);
-        const FatDirectoryEntry first(sector.data());
-        // Hardly any sector gets past its first bytes.
-        if (first.firstByte() == FatDirectoryEntry::kEndMark ||
-            (!first.isLongName() && first.attributes() > FatDirectoryEntry::kDefinedAttributes))
+        if (!mayHold(sector))
             continue;
+        const FatDirectoryEntry first(sector.data());
         const FatDirectoryEntry second(sector.data() + FatDirectoryEntry::kBytes);
         if (isNamed(first, kSelf) && first.isDirectory() && isNamed(second, kAbove) &&
             second.isDirectory()) {

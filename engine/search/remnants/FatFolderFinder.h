@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/fat/FatLayout.h"
 #include "engine/search/BlockFinder.h"
 
 #include <vector>
@@ -22,6 +23,18 @@ public:
         uint64 position = 0; ///< Byte on the media.
         uint64 end = 0;
     };
+
+    /// Whether a look at the step of bytes that `bytes` begin with is worth it: what every block is
+    /// asked, and hardly any gets past.
+    [[nodiscard]] static bool mayHold(std::span<const uint8> bytes) {
+        const FatDirectoryEntry first(bytes.data());
+        if (first.firstByte() == FatDirectoryEntry::kEndMark)
+            return false;
+        if (first.isLongName())
+            return first.lowClusterWord() == 0;
+        return first.attributes() <= FatDirectoryEntry::kDefinedAttributes &&
+               (first.firstByte() == '.' || first.hasClusterOfFat());
+    }
 
     void look(uint64 position, std::span<const uint8> bytes, std::size_t fresh) override;
 

@@ -1,7 +1,5 @@
 #include "engine/search/remnants/FatTableFinder.h"
 
-#include "engine/LittleEndian.h"
-
 #include <algorithm>
 #include <limits>
 
@@ -12,10 +10,9 @@ namespace {
 /// Entries have 4 bytes, of which FAT32 uses 28 bits. The first two stand for no clusters: the
 /// media's kind with all other bits set, and marks that are mostly set too.
 constexpr uint32 kEntryMask = 0x0FFFFFFF;
-constexpr uint32 kFirstEntry = 0x0FFFFFF8;
+constexpr uint32 kFirstEntry32 = 0x0FFFFFF8;
 constexpr uint32 kSecondEntry = 0x03FFFFFF;
 /// The same of FAT16, with 2 bytes an entry.
-constexpr uint16 kFirstEntry16 = 0xFFF8;
 constexpr uint16 kSecondEntry16 = 0x3FFF;
 constexpr uint32 kFirstCluster = 2;
 /// Longer chains are not followed.
@@ -83,10 +80,9 @@ std::vector<uint32> chainIn(ZCustomMedia& media, const std::vector<uint64>& tabl
 void FatTableFinder::look(uint64 position, std::span<const uint8> bytes, std::size_t fresh) {
     for (std::size_t at = 0; at + kStep <= fresh; at += kStep) {
         const uint8* const block = bytes.data() + at;
-        // Hardly any block gets further.
-        if (loadLe<uint16>(block) != kFirstEntry16)
+        if (!mayHold(bytes.subspan(at)))
             continue;
-        const bool isTable = (loadLe<uint32>(block) & kEntryMask) == kFirstEntry &&
+        const bool isTable = (loadLe<uint32>(block) & kEntryMask) == kFirstEntry32 &&
                              (loadLe<uint32>(block + 4) & kSecondEntry) == kSecondEntry;
         const bool isFat16 = (loadLe<uint16>(block + 2) & kSecondEntry16) == kSecondEntry16;
         if (isTable)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/ByteRange.h"
+#include "engine/LittleEndian.h"
 #include "engine/ZCustomMedia.h"
 #include "engine/search/BlockFinder.h"
 
@@ -12,6 +13,12 @@ namespace kova {
 /// format has cleared still tells where files in pieces lay.
 class FatTableFinder : public BlockFinder {
 public:
+    /// Whether a look at the step of bytes that `bytes` begin with is worth it: what every block is
+    /// asked, and hardly any gets past.
+    [[nodiscard]] static bool mayHold(std::span<const uint8> bytes) {
+        return loadLe<uint16>(bytes.data()) == kFirstEntry;
+    }
+
     void look(uint64 position, std::span<const uint8> bytes, std::size_t fresh) override;
 
     [[nodiscard]] std::wstring name() const override { return L"file allocation tables"; }
@@ -28,6 +35,8 @@ private:
     void keepTable(std::vector<uint64>& tables, uint64 position);
     [[nodiscard]] std::vector<uint32> chain(ZCustomMedia& media, uint32 first, uint64 count) const;
 
+    /// What the first entry begins with in all of them, for a medium that is no floppy.
+    static constexpr uint16 kFirstEntry = 0xFFF8;
     /// A volume has two; what else looks like one is seldom more.
     static constexpr std::size_t kMostTables = 16;
 

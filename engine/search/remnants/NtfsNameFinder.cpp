@@ -1,9 +1,8 @@
 #include "engine/search/remnants/NtfsNameFinder.h"
 
 #include "engine/ntfs/NtfsLayout.h"
+#include "engine/search/remnants/NtfsRecordFinder.h"
 #include "format/WideText.h"
-
-#include <cstring>
 
 namespace kova {
 
@@ -12,16 +11,11 @@ namespace {
 constexpr std::size_t kSmallest = 512;
 constexpr std::size_t kLargest = BlockFinder::kLookAhead;
 
-bool isFolderPart(const uint8* bytes) {
-    return std::memcmp(bytes, "INDX", 4) == 0 || std::memcmp(bytes, "FILE", 4) == 0;
-}
-
 } // namespace
 
 void NtfsNameFinder::look(uint64 position, std::span<const uint8> bytes, std::size_t fresh) {
     for (std::size_t at = 0; at + kStep <= fresh; at += kStep) {
-        const uint8* const block = bytes.data() + at;
-        if ((block[0] == 'I' || block[0] == 'F') && isFolderPart(block))
+        if (NtfsRecordFinder::mayHold(bytes.subspan(at)))
             lookAt(position + at, bytes.subspan(at));
     }
 }

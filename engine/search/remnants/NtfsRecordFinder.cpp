@@ -3,7 +3,6 @@
 #include "engine/ntfs/ZDatarun.h"
 
 #include <bit>
-#include <cstring>
 #include <numeric>
 
 namespace kova {
@@ -17,10 +16,6 @@ constexpr uint32 kSmallestRecord = 512;
 constexpr uint32 kLargestRecord = BlockFinder::kLookAhead;
 constexpr uint32 kSmallestCluster = 512;
 constexpr uint32 kLargestCluster = 2 * 1024 * 1024;
-
-bool hasSignature(const uint8* bytes, const char* signature) {
-    return std::memcmp(bytes, signature, 4) == 0;
-}
 
 /// Calls `take` for each attribute of a record whose fixups have been applied, until it answers
 /// false.
@@ -57,10 +52,11 @@ uint32 clusterBytesOf(const AttributeHeader& header) {
 
 void NtfsRecordFinder::look(uint64 position, std::span<const uint8> bytes, std::size_t fresh) {
     for (std::size_t at = 0; at + kStep <= fresh; at += kStep) {
-        const uint8* const block = bytes.data() + at;
-        if (block[0] == 'F' && hasSignature(block, "FILE"))
+        if (!mayHold(bytes.subspan(at)))
+            continue;
+        if (bytes[at] == 'F')
             lookAtRecord(position + at, bytes.subspan(at));
-        else if (block[0] == 'I' && hasSignature(block, "INDX"))
+        else
             lookAtIndex(position + at, bytes.subspan(at));
     }
 }

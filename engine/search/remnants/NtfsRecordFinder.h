@@ -3,6 +3,7 @@
 #include "engine/ntfs/NtfsLayout.h"
 #include "engine/search/BlockFinder.h"
 
+#include <cstring>
 #include <vector>
 
 namespace kova {
@@ -25,6 +26,13 @@ public:
         uint64 record = 0; ///< Byte on the media of the folder's record.
         uint64 lcn = 0;
     };
+
+    /// Whether a look at the step of bytes that `bytes` begin with is worth it: what every block is
+    /// asked, and hardly any gets past.
+    [[nodiscard]] static bool mayHold(std::span<const uint8> bytes) {
+        return (bytes[0] == 'F' && std::memcmp(bytes.data(), "FILE", 4) == 0) ||
+               (bytes[0] == 'I' && std::memcmp(bytes.data(), "INDX", 4) == 0);
+    }
 
     void look(uint64 position, std::span<const uint8> bytes, std::size_t fresh) override;
 
