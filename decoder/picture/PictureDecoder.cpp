@@ -195,9 +195,8 @@ Thumbnail decodeFile(std::span<const std::uint8_t> file) {
         return decodeOther(file);
     Bitmap whole = decodeWhole(format, input.get(), file.size());
     if (whole == nullptr) {
-        // Some builds leave the codec of cameras' files out, which come as TIFF files then.
-        const bool lacksCodec = format == FIF_TIFF &&
-                                FreeImage_FIFSupportsReading(FIF_RAW) == FALSE && isCameraRaw(file);
+        // Files of cameras that the library does not know yet come as TIFF files.
+        const bool lacksCodec = format == FIF_TIFF && isCameraRaw(file);
         return failed(lacksMeans || lacksCodec ? Outcome::Unavailable : Outcome::Corrupted);
     }
     // Its rows are from the bottom, which the library takes no notice of.

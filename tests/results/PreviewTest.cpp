@@ -296,7 +296,8 @@ TEST_F(PreviewTest, ShowsEveryFormatOfPicture) {
     open(files);
     for (const auto& [name, file] : files) {
         clickName(name);
-        if (QStringList{"avif", "heic", "mp4", "mpg", "webp"}.contains(QFileInfo(name).suffix()))
+        if (QStringList{"avif", "dng", "heic", "mp4", "mpg", "webp"}.contains(
+                QFileInfo(name).suffix()))
             force("as image");
         EXPECT_EQ(message(), QStringLiteral("pageImage")) << name.toStdString();
     }

@@ -10,32 +10,8 @@ const char* DLL_CALLCONV noFormat() {
     return "left out";
 }
 
-void leaveOut(Plugin* plugin) {
-    plugin->format_proc = noFormat;
-}
-
 } // namespace
 
-void DLL_CALLCONV InitEXR(Plugin* plugin, int) {
-    leaveOut(plugin);
-}
-
-void DLL_CALLCONV InitJ2K(Plugin* plugin, int) {
-    leaveOut(plugin);
-}
-
-void DLL_CALLCONV InitJP2(Plugin* plugin, int) {
-    leaveOut(plugin);
-}
-
 void DLL_CALLCONV InitJXR(Plugin* plugin, int) {
-    leaveOut(plugin);
-}
-
-void DLL_CALLCONV InitRAW(Plugin* plugin, int) {
-    leaveOut(plugin);
-}
-
-void DLL_CALLCONV InitWEBP(Plugin* plugin, int) {
-    leaveOut(plugin);
+    plugin->format_proc = noFormat;
 }
