@@ -11,7 +11,7 @@ struct FatFound {
     const FormerStarts::Kinds* kinds = nullptr; ///< By the suffix of its name. Never null.
     int64 id = 0;                               ///< In the tree; set when it is stored.
     uint32 recorded = 0;                        ///< First cluster as its entry says.
-    uint32 folder = 0;                          ///< Index of the folder that holds it.
+    uint32 folder = 0; ///< Index of the folder that holds it, or `FatFolder::kNone`.
     FatPlace place;
     bool exists = false;   ///< It is a live directory.
     bool isRename = false; ///< The file or directory lives on under another name.
@@ -28,7 +28,8 @@ struct FatFolderItem {
 
 /// A directory that a scan has met.
 struct FatFolder {
-    static constexpr uint32 kRoot = 0; ///< Index of the root directory.
+    static constexpr uint32 kRoot = 0;          ///< Index of the root directory.
+    static constexpr uint32 kNone = 0xFFFFFFFF; ///< Stands for an unknown one.
 
     uint32 cluster = 0;    ///< First cluster, 0 for the root and for one whose place is not known.
     uint32 found = 0;      ///< Index of its entry; of no meaning for the root.

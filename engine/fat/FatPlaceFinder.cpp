@@ -46,6 +46,8 @@ const FatPlaceFinder::Dots& FatPlaceFinder::dotsOf(uint32 cluster) {
             (entry[1] == '.') != (i == 1))
             return dots;
         clusters[i] = parser.firstCluster();
+        if (i == 0)
+            dots.created = parser.entry().creationStamp();
         parser.reset();
     }
     dots.self = clusters[0];

@@ -31,6 +31,17 @@ public:
     /// the first cluster of the directory above it, 0 for the root. 0 when it is not there.
     [[nodiscard]] uint32 findFolder(uint32 recorded, uint32 parent);
 
+    /// What the first entries of a directory say about it; `self` 0: it is none.
+    struct Dots {
+        bool isKnown = false;
+        uint32 self = 0;
+        uint32 parent = 0;
+        uint32 created = 0; ///< Creation stamp.
+    };
+
+    /// Valid until the next is asked for.
+    [[nodiscard]] const Dots& dotsOf(uint32 cluster);
+
     /// Every cluster that an entry may mean.
     template <typename Call>
     void forEachCandidate(uint32 recorded, const Call& call) const {
@@ -47,13 +58,6 @@ public:
 
 private:
     static constexpr uint32 kHighWordStep = 0x10000;
-
-    /// What the first entries of a directory say about it; `self` 0: it is none.
-    struct Dots {
-        bool isKnown = false;
-        uint32 self = 0;
-        uint32 parent = 0;
-    };
 
     struct Candidate {
         uint32 cluster = 0;
@@ -83,7 +87,6 @@ private:
                volume_.geometry().lastCluster >= kHighWordStep;
     }
 
-    [[nodiscard]] const Dots& dotsOf(uint32 cluster);
     void placeFolder(const FatFolder& folder, bool checkedOnes);
     void place(FatFound& found, const FatFolderItem& item, Neighbours neighbours);
     [[nodiscard]] std::optional<Candidate> candidateAt(uint64 cluster, uint32 clusters,

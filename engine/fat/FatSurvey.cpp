@@ -1,9 +1,9 @@
 #include "engine/fat/FatSurvey.h"
 
-#include "engine/ClusterRanges.h"
-
 #include <algorithm>
+#include <string>
 #include <tuple>
+#include <unordered_map>
 #include <utility>
 
 namespace kova {
@@ -17,6 +17,12 @@ constexpr uint32 kReadAheadBytes = 64 * 1024;
 /// whose size is not known. Few are full to the last entry.
 constexpr uint32 kSearchBytes = 1024 * 1024;
 constexpr uint64 kAllSearchBytes = uint64{1} << 30;
+
+/// Clusters that are looked into for directories that nothing leads to, and, where these are small,
+/// what they may hold together.
+constexpr uint64 kMostProbes = 0x4000;
+constexpr uint64 kProbedBytes = uint64{256} << 20;
+constexpr uint64 kProbesPerReport = 1024;
 
 /// Farther behind itself a directory is not looked for.
 constexpr uint32 kSearchClusters = 0x10000;
@@ -41,6 +47,8 @@ void FatSurvey::run() {
     isStopped_ = isStopped_ || !report(kLostProgress);
     if (!isStopped_)
         walkLost();
+    if (!isStopped_)
+        findForgotten();
     findRenames();
     if (!isStopped_ && report(kPlaceProgress))
         finder_.run(found_, folders_, items_);
@@ -85,8 +93,8 @@ void FatSurvey::walkLive() {
 }
 
 void FatSurvey::walkLost() {
-    for (std::size_t next = 0; next < lostFolders_.size() && !isStopped_; ++next) {
-        const uint32 index = lostFolders_[next];
+    for (; lostWalked_ < lostFolders_.size() && !isStopped_; ++lostWalked_) {
+        const uint32 index = lostFolders_[lostWalked_];
         const uint32 cluster = findFolder(index);
         FatFolder& folder = folders_[index];
         openFolder(index, cluster);
@@ -98,8 +106,108 @@ void FatSurvey::walkLost() {
                 readChain(index);
         }
         folders_[index].itemsEnd = items_.size();
-        if (next % kReportEvery == 0)
+        if (lostWalked_ % kReportEvery == 0)
             isStopped_ = !report(kLostProgress);
+    }
+}
+
+/// What deleted files took if each of them lay in one piece.
+ClusterRanges FatSurvey::claimedClusters() const {
+    ClusterRanges claimed;
+    for (const FatFolderItem& item : items_) {
+        const uint32 first =
+            item.found == FatFolderItem::kLive ? 0 : found_[item.found].place.first;
+        if (first != 0 && item.clusters > 0)
+            claimed.add(first, std::min(item.clusters, volume_.use_.freeFrom(first)));
+    }
+    return claimed;
+}
+
+/// Looks for the first clusters of directories where nothing else is known to have lain, as far as
+/// the volume has been used.
+std::vector<FatSurvey::Forgotten> FatSurvey::forgottenFolders() {
+    const FatGeometry& geometry = volume_.geometry_;
+    const ClusterRanges claimed = claimedClusters();
+    const uint32 last = geometry.lastMediaCluster;
+    uint64 probes = std::max<uint64>(kMostProbes, kProbedBytes / geometry.clusterBytes());
+    std::vector<Forgotten> forgotten;
+    const ZCustomMedia::ReadWindow window(*volume_.media());
+    for (uint64 cluster = kFirstDataCluster; cluster <= last && probes > 0; ++cluster) {
+        const uint64 unclaimed = claimed.pastRange(cluster);
+        const ClusterRun free = volume_.use_.freeRunAt(unclaimed);
+        if (free.count == 0)
+            break;
+        if (unclaimed != cluster || free.first > cluster) {
+            cluster = std::max<uint64>(unclaimed, free.first) - 1;
+            continue;
+        }
+        if (isRead(static_cast<uint32>(cluster)))
+            continue;
+        if (--probes % kProbesPerReport == 0 && !report(kLostProgress)) {
+            isStopped_ = true;
+            break;
+        }
+        const auto first = static_cast<uint32>(cluster);
+        const FatPlaceFinder::Dots& dots = finder_.dotsOf(first);
+        if (dots.self != first)
+            continue;
+        const bool isBelowRoot = dots.parent == geometry.rootCluster;
+        forgotten.push_back({first, isBelowRoot ? 0 : dots.parent, dots.created, false});
+    }
+    return forgotten;
+}
+
+/// The index of the folder above, unless a younger one lies in its place now.
+uint32 FatSurvey::parentOf(const Forgotten& forgotten) {
+    if (forgotten.parent == 0)
+        return FatFolder::kRoot;
+    for (; foldersPlaced_ < folders_.size(); ++foldersPlaced_)
+        folderAt_.emplace(folders_[foldersPlaced_].cluster, foldersPlaced_);
+    const auto folder = folderAt_.find(forgotten.parent);
+    if (folder == folderAt_.end())
+        return FatFolder::kNone;
+    const uint32 created = found_[folders_[folder->second].found].place.created;
+    const bool isYounger = forgotten.created != 0 && created > forgotten.created;
+    return isYounger ? FatFolder::kNone : folder->second;
+}
+
+void FatSurvey::addForgotten(const Forgotten& forgotten) {
+    FatFound& found = found_.emplace_back();
+    ZFileTreeNode& node = nodes_.emplace_back();
+    node.name = L"Folder " + std::to_wstring(forgotten.cluster);
+    node.isDirectory = true;
+    found.recorded = forgotten.cluster;
+    found.folder = parentOf(forgotten);
+    found.kinds = &volume_.starts_.kindsOf({});
+    found.place = {forgotten.cluster, forgotten.created, FatPlace::Certainty::Known};
+    FatFolder folder;
+    folder.cluster = forgotten.cluster;
+    folder.found = static_cast<uint32>(found_.size() - 1);
+    folder.isLost = true;
+    lostFolders_.push_back(static_cast<uint32>(folders_.size()));
+    folders_.push_back(folder);
+}
+
+/// Walks the directories whose entries others were written over. One that lies in another one of
+/// them comes after it, as that may still have its name.
+void FatSurvey::findForgotten() {
+    std::vector<Forgotten> forgotten = forgottenFolders();
+    std::unordered_map<uint32, Forgotten*> byCluster;
+    for (Forgotten& one : forgotten)
+        byCluster.emplace(one.cluster, &one);
+    for (Forgotten& one : forgotten) {
+        std::vector<Forgotten*> inner; // The outermost last.
+        for (Forgotten* at = &one; at != nullptr && !std::exchange(at->isTaken, true);) {
+            inner.push_back(at);
+            const auto above = byCluster.find(at->parent);
+            at = above == byCluster.end() ? nullptr : above->second;
+        }
+        for (; !inner.empty() && !isStopped_; inner.pop_back()) {
+            if (isRead(inner.back()->cluster))
+                continue;
+            addForgotten(*inner.back());
+            walkLost();
+        }
     }
 }
 
@@ -239,7 +347,8 @@ uint32 FatSurvey::findFolder(uint32 folder) {
     FatFound& found = found_[folders_[folder].found];
     if (found.exists)
         return found.place.first;
-    const uint32 parent = found.folder == FatFolder::kRoot ? 0 : folders_[found.folder].cluster;
+    const bool isBelow = found.folder != FatFolder::kRoot && found.folder != FatFolder::kNone;
+    const uint32 parent = isBelow ? folders_[found.folder].cluster : 0;
     const uint32 cluster = finder_.findFolder(found.recorded, parent);
     found.place.first = cluster;
     found.place.certainty = cluster == 0 ? FatPlace::Certainty::None : FatPlace::Certainty::Known;
@@ -385,14 +494,16 @@ void FatSurvey::markDoubts(std::span<Claim> claims) {
 
 /// Marks a folder, and those above it, as holding something to be stored.
 void FatSurvey::need(uint32 folder) {
-    while (!std::exchange(folders_[folder].isNeeded, true) && folder != FatFolder::kRoot)
+    while (folder != FatFolder::kNone && !std::exchange(folders_[folder].isNeeded, true) &&
+           folder != FatFolder::kRoot)
         folder = found_[folders_[folder].found].folder;
 }
 
 void FatSurvey::store() {
     for (std::size_t index = 0; index < found_.size(); ++index) {
         const FatFound& found = found_[index];
-        if (!found.isRename && !found.exists && !folders_[found.folder].isNeeded &&
+        const bool isAsked = found.folder != FatFolder::kNone && !folders_[found.folder].isNeeded;
+        if (!found.isRename && !found.exists && isAsked &&
             (!tree_.filter || tree_.filter(nodes_[index])))
             need(found.folder);
     }
@@ -414,8 +525,10 @@ void FatSurvey::store() {
             usedIds[found.recorded] = true;
         ZFileTreeNode& node = nodes_[index];
         node.id = found.id;
-        node.parentId =
-            found.folder == FatFolder::kRoot ? 0 : found_[folders_[found.folder].found].id;
+        node.parentId = found.folder == FatFolder::kRoot ? 0
+                        : found.folder == FatFolder::kNone
+                            ? kLostFolder
+                            : found_[folders_[found.folder].found].id;
         volume_.places_[found.id] = found.place;
         tree_.insert(std::move(node));
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/ClusterRanges.h"
 #include "engine/IdTable.h"
 #include "engine/fat/FatEntryParser.h"
 #include "engine/fat/FatFound.h"
@@ -9,6 +10,7 @@
 
 #include <deque>
 #include <span>
+#include <unordered_map>
 #include <vector>
 
 namespace kova {
@@ -27,6 +29,14 @@ public:
     void run();
 
 private:
+    /// A directory that no entry leads to any more, as its first two entries tell.
+    struct Forgotten {
+        uint32 cluster = 0;
+        uint32 parent = 0;  ///< First cluster of the one above it, 0 for the root.
+        uint32 created = 0; ///< Its creation stamp.
+        bool isTaken = false;
+    };
+
     /// The clusters, up to `end`, that a deleted file would have in one piece.
     struct Claim {
         uint32 first;
@@ -36,6 +46,11 @@ private:
 
     void walkLive();
     void walkLost();
+    void findForgotten();
+    void addForgotten(const Forgotten& forgotten);
+    [[nodiscard]] uint32 parentOf(const Forgotten& forgotten);
+    [[nodiscard]] std::vector<Forgotten> forgottenFolders();
+    [[nodiscard]] ClusterRanges claimedClusters() const;
     void readChain(uint32 folder);
     void readFixedRoot();
     void readLost(uint32 folder);
@@ -67,8 +82,11 @@ private:
     /// Of each of `found_` what its entry says; id and parent are set when it is stored. Large, and
     /// many: they are not moved as they become more.
     std::deque<ZFileTreeNode> nodes_;
-    std::vector<FatFolder> folders_;  ///< Live ones first, each before what is in it.
-    std::vector<uint32> lostFolders_; ///< Still to be walked, in order.
+    std::vector<FatFolder> folders_;              ///< Live ones first, each before what is in it.
+    std::vector<uint32> lostFolders_;             ///< In the order in which they are walked.
+    std::size_t lostWalked_ = 0;                  ///< Of these.
+    std::unordered_map<uint32, uint32> folderAt_; ///< Indexes by first cluster.
+    uint32 foldersPlaced_ = 0;                    ///< Of the folders, in it.
     std::vector<FatFolderItem> items_;
     IdTable<uint32> liveStamps_; ///< Creation stamps of what is live, by first cluster.
     IdTable<bool> isLiveStamp_;  ///< By creation stamp: something live has it.

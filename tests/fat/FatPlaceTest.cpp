@@ -99,6 +99,26 @@ TEST(FatPlace, AFolderBelongsToItsLiveName) {
                 UnorderedElementsAre("now/ (live)", "now/photo", "before/"));
 }
 
+TEST(FatPlace, FindsFoldersThatNoEntryLeadsToAnyMore) {
+    FatBuilder builder;
+    const uint32 kept = builder.addDirectory(0, named("Kept"));
+    const uint32 trip = builder.addDirectory(kept, named("Trip", kDeleted));
+    builder.addFile(trip, named("a.txt", kDeleted), "first");
+    const uint32 day = builder.addDirectory(trip, named("Day 1", kDeleted));
+    builder.addFile(day, named("b.txt", kDeleted), "second");
+    // Its entries stand behind those for the folder itself and the one above.
+    for (std::size_t at = 2; at < 4; ++at) {
+        const auto entry = builder.cluster(kept).subspan(at * 32, 32);
+        std::fill(entry.begin(), entry.end(), uint8{0});
+        entry[0] = FatDirectoryEntry::kDeletedMark;
+    }
+    FatScan scan = scanned(builder);
+    const std::string folder = "Kept/Folder " + std::to_string(trip);
+    EXPECT_THAT(scan.paths(), UnorderedElementsAre("Kept/ (live)", folder + "/", folder + "/a.txt",
+                                                   folder + "/Day 1/", folder + "/Day 1/b.txt"));
+    EXPECT_EQ(scan.extract(scan.named(L"b.txt")), "second");
+}
+
 TEST(FatPlace, StepsOverOlderFilesAndNamesWhatYoungerOnesTook) {
     FatBuilder builder;
     const std::string content = contentOf('x', 4 * builder.clusterBytes());
