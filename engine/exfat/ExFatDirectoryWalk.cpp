@@ -1,8 +1,11 @@
 #include "engine/exfat/ExFatDirectoryWalk.h"
 
+#include "engine/content/ContentKinds.h"
 #include "format/WideText.h"
 
 #include <algorithm>
+#include <iterator>
+#include <string>
 #include <utility>
 
 namespace kova {
@@ -27,6 +30,11 @@ constexpr uint64 kProbeBytes = uint64{16} << 10;
 /// Clusters that are looked into for where a folder goes on, and that are passed on the way.
 constexpr int kMostProbes = 64;
 constexpr int kMostPassed = 65536;
+
+/// Clusters that are looked into for folders that nothing leads to, and, where these are small,
+/// what they may hold together.
+constexpr uint64 kMostForgottenProbes = 0x4000;
+constexpr uint64 kForgottenBytes = uint64{256} << 20;
 
 constexpr double kWalkShare = 0.98;
 
@@ -76,6 +84,11 @@ std::optional<ExFatDirectoryWalk::Folder> ExFatDirectoryWalk::takeFolder() {
         } else if (!torn_.empty()) {
             folder = mend(torn_.front());
             torn_.pop_front();
+        } else if (!forgotten_) {
+            findForgotten();
+        } else if (!forgotten_->empty()) {
+            folder = openForgotten(forgotten_->front());
+            forgotten_->pop_front();
         } else {
             break;
         }
@@ -255,6 +268,92 @@ void ExFatDirectoryWalk::store(ZFileTreeNode node) {
         tree_.insert(std::move(above->second));
         waiting_.erase(above);
     }
+}
+
+/// Looks for folders whose entries others were written over, where nothing else is known to have
+/// lain. One that another one of them still has an entry of comes after it.
+void ExFatDirectoryWalk::findForgotten() {
+    forgotten_.emplace();
+    if (!volume_.bitmap_.isKnown())
+        return;
+    const ClusterRanges& claimed = volume_.places_.claimed();
+    uint64 probes = std::max(kMostForgottenProbes, kForgottenBytes / geometry_.clusterBytes);
+    std::unordered_set<uint32> inner;
+    std::vector<uint32> found;
+    const ZCustomMedia::ReadWindow window(*volume_.media());
+    for (uint64 cluster = claimed.pastRange(exfat::kFirstCluster);
+         cluster <= geometry_.lastCluster && probes > 0 && !stopped_;
+         cluster = claimed.pastRange(cluster + 1)) {
+        if (!mayRead(cluster, true))
+            continue;
+        --probes;
+        if (beginsFolder(static_cast<uint32>(cluster), inner))
+            found.push_back(static_cast<uint32>(cluster));
+        advance(0);
+    }
+    for (const bool isInner : {false, true})
+        std::copy_if(found.begin(), found.end(), std::back_inserter(*forgotten_),
+                     [&](uint32 cluster) { return inner.contains(cluster) == isInner; });
+}
+
+/// Whether intact entry sets stand at the start of a cluster, and their files where they say. The
+/// clusters of folders that they tell of are added to `inner`.
+bool ExFatDirectoryWalk::beginsFolder(uint32 cluster, std::unordered_set<uint32>& inner) {
+    std::vector<uint8> bytes(geometry_.sectorBytes);
+    volume_.readCluster(cluster, 0, bytes);
+    if (DirectoryEntry(bytes.data()).kind() != DirectoryEntry::kFile || !continues(cluster, {}))
+        return false;
+    bytes.resize(static_cast<std::size_t>(std::min<uint64>(
+        std::max<uint64>(kProbeBytes, geometry_.sectorBytes), geometry_.clusterBytes)));
+    volume_.readCluster(cluster, 0, bytes);
+    ExFatSetParser::Wanted wanted;
+    wanted.liveFiles = true;
+    int right = 0;
+    int wrong = 0;
+    for (std::span<const uint8> left = bytes; left.size() >= kEntryBytes;) {
+        const ExFatSetParser::Result result = parser_.parse(left, false, wanted);
+        if (result.entries == 0)
+            break;
+        left = left.subspan(result.entries * kEntryBytes);
+        if (!result.file)
+            continue;
+        if (result.file->isFolder())
+            inner.insert(result.file->stream.firstCluster);
+        if (const Fit fit = fitOf(*result.file); fit != Fit::CannotTell)
+            (fit == Fit::Yes ? right : wrong) += 1;
+    }
+    // What is of a former volume with other clusters leads nowhere.
+    return right > wrong;
+}
+
+/// Whether what lies where a file or folder began is what its entry says.
+Fit ExFatDirectoryWalk::fitOf(const ExFatFile& file) {
+    if (!mayRead(file.stream.firstCluster, true))
+        return Fit::CannotTell;
+    std::vector<uint8> first(geometry_.sectorBytes);
+    volume_.readCluster(file.stream.firstCluster, 0, first);
+    if (file.isFolder())
+        return DirectoryEntry(first.data()).kind() == DirectoryEntry::kFile ? Fit::Yes : Fit::No;
+    return fits(volume_.starts_.kindsOf(format::wideFromUtf16(file.name)), first);
+}
+
+std::optional<ExFatDirectoryWalk::Folder> ExFatDirectoryWalk::openForgotten(uint32 cluster) {
+    if (!mayRead(cluster, true))
+        return std::nullopt; // A part of another one by now.
+    ExFatPlace place;
+    place.firstCluster = cluster;
+    ZFileTreeNode node;
+    node.id = volume_.places_.add(place);
+    node.parentId = kLostFolder;
+    node.name = L"Folder " + std::to_wstring(cluster);
+    node.isDirectory = true;
+    Folder folder;
+    folder.id = node.id;
+    folder.isDeleted = true;
+    folder.nextCluster = cluster;
+    folder.clustersLeft = geometry_.clustersFor(exfat::kLargestFolder);
+    store(std::move(node));
+    return folder;
 }
 
 /// Finds where a folder goes on that ended without an unused entry. Nothing when it does not;

@@ -9,6 +9,7 @@
 #include <queue>
 #include <span>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace kova {
@@ -62,6 +63,11 @@ private:
     void takeSubfolder(Folder& folder, const ExFatFile& file, ZFileTreeNode node);
     void store(ZFileTreeNode node);
 
+    void findForgotten();
+    [[nodiscard]] bool beginsFolder(uint32 cluster, std::unordered_set<uint32>& inner);
+    [[nodiscard]] Fit fitOf(const ExFatFile& file);
+    [[nodiscard]] std::optional<Folder> openForgotten(uint32 cluster);
+
     std::optional<Folder> mend(Folder& torn);
     std::optional<uint32> searchFrom(uint64 cluster, const Folder& torn);
     bool continues(uint32 cluster, const Folder& torn);
@@ -77,6 +83,8 @@ private:
     std::deque<Folder> live_;
     std::priority_queue<Folder, std::vector<Folder>, IsOlder> deleted_;
     std::deque<Folder> torn_;
+    /// First clusters of folders that nothing leads to; nothing before they are looked for.
+    std::optional<std::deque<uint32>> forgotten_;
     /// Live folders under which nothing has been found yet.
     std::unordered_map<int64, ZFileTreeNode> waiting_;
     int64 lastParent_ = kNoParent;   ///< Of what was stored last: it waits no more.

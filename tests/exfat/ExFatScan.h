@@ -31,7 +31,7 @@ struct ExFatScan {
     std::map<std::string, const ZFileTreeNode*> nodes() const {
         std::map<std::string, const ZFileTreeNode*> found;
         const ZTreeListing listing(tree);
-        for (std::size_t i = 0; i < listing.unreachable(); ++i) {
+        for (std::size_t i = 0; i < listing.entries().size(); ++i) {
             const ZFileTreeNode& node = *listing.entries()[i].node;
             found[format::utf8FromWide(listing.path(i)) + (node.isDirectory ? "/" : "") +
                   (node.exists ? " (live)" : "")] = &node;

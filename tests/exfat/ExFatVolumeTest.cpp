@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <fstream>
 #include <iterator>
@@ -53,6 +54,25 @@ TEST(ExFatVolume, LiveAndDeletedFoldersGiveWhatWasLost) {
     EXPECT_FALSE(scan.at("gone/never deleted.txt").exists);
     EXPECT_EQ(scan.extract(scan.at("gone/never deleted.txt")), "with its folder");
     EXPECT_EQ(scan.volume.assess(scan.at("gone/never deleted.txt")).kind, Kind::Uncertain);
+}
+
+TEST(ExFatVolume, FindsFoldersThatNoEntryLeadsToAnyMore) {
+    ExFatBuilder builder;
+    const std::string png("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16);
+    const uint32 kept = builder.addFolder(0, {.name = u"kept"});
+    const uint32 trip = builder.addFolder(kept, deleted(u"trip"));
+    builder.addFile(trip, deleted(u"a.png"), png);
+    const uint32 day = builder.addFolder(trip, deleted(u"day"));
+    builder.addFile(day, deleted(u"b.png"), png);
+    // Of a former volume: no picture is where it says.
+    const uint32 former = builder.addFolder(kept, deleted(u"former"));
+    builder.addFile(former, deleted(u"c.png"), "something else");
+    std::ranges::fill(builder.cluster(kept), uint8{0});
+    ExFatScan scan(builder.bytes());
+    const std::string folder = "Files with unknown path/Folder " + std::to_string(trip) + "/";
+    EXPECT_THAT(scan.paths(), ElementsAre("Files with unknown path/", folder, folder + "a.png",
+                                          folder + "day/", folder + "day/b.png"));
+    EXPECT_EQ(scan.extract(scan.at(folder + "day/b.png")), png);
 }
 
 TEST(ExFatVolume, NoFileIsLostToAnotherWithItsCluster) {
