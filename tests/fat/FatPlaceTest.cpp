@@ -7,6 +7,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 using testing::UnorderedElementsAre;
 
 namespace kova::test {
