@@ -11,7 +11,8 @@ struct FatFound {
     const FormerStarts::Kinds* kinds = nullptr; ///< By the suffix of its name. Never null.
     int64 id = 0;                               ///< In the tree; set when it is stored.
     uint32 recorded = 0;                        ///< First cluster as its entry says.
-    uint32 folder = 0; ///< Index of the folder that holds it, or `FatFolder::kNone`.
+    uint32 folder = 0;  ///< Index of the folder that holds it, or `FatFolder::kNone`.
+    uint32 written = 0; ///< `FatDirectoryEntry::writeStamp`.
     FatPlace place;
     bool exists = false;   ///< It is a live directory.
     bool isRename = false; ///< The file or directory lives on under another name.

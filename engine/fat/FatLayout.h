@@ -67,6 +67,11 @@ public:
 
     [[nodiscard]] uint16 writeDate() const { return loadLe<uint16>(bytes_ + 24); }
 
+    /// Comparable with `creationStamp`.
+    [[nodiscard]] uint32 writeStamp() const {
+        return static_cast<uint32>(writeDate()) << 16 | writeTime();
+    }
+
     /// 20, 2 (high half, of FAT32 only) and 26, 2 (low half)
     [[nodiscard]] uint32 firstCluster() const {
         return static_cast<uint32>(loadLe<uint16>(bytes_ + 20)) << 16 | lowClusterWord();

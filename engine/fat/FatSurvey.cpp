@@ -24,6 +24,9 @@ constexpr uint64 kMostProbes = 0x4000;
 constexpr uint64 kProbedBytes = uint64{256} << 20;
 constexpr uint64 kProbesPerReport = 1024;
 
+/// Claims on one cluster that are compared with each other.
+constexpr std::size_t kMostOpenClaims = 64;
+
 /// Farther behind itself a directory is not looked for.
 constexpr uint32 kSearchClusters = 0x10000;
 
@@ -324,6 +327,7 @@ void FatSurvey::addFound(uint32 folder, bool isLost) {
     found.folder = folder;
     found.kinds = &volume_.starts_.kindsOf(node.name);
     found.place.created = parser_.entry().creationStamp();
+    found.written = parser_.entry().writeStamp();
     if (volume_.geometry_.isDataCluster(found.recorded)) {
         found.place.first = found.recorded;
         found.place.certainty = FatPlace::Certainty::Known;
@@ -441,7 +445,7 @@ void FatSurvey::addStart(const FatFound& found, uint32 clusters) {
     volume_.starts_.add(start);
 }
 
-/// Of two deleted files that claim the same clusters the younger one is the likelier owner.
+/// Doubts the places of deleted files that claim the same clusters.
 void FatSurvey::markDoubts() {
     std::vector<Claim> claims;
     claims.reserve(items_.size());
@@ -464,31 +468,50 @@ void FatSurvey::markDoubts() {
         auto end = std::next(begin);
         for (; end != claims.end() && end->first < furthest; ++end)
             furthest = std::max(furthest, end->end);
-        if (end - begin > 1)
-            markDoubts({begin, end});
+        if (end - begin > 1) {
+            doubtInterleaved({begin, end});
+            doubtOlder({begin, end});
+        }
         begin = end;
     }
 }
 
-/// The same of those that lie over each other, and over no others.
-void FatSurvey::markDoubts(std::span<Claim> claims) {
-    const auto stampOf = [](const Claim& of) { return of.found->place.created; };
+/// Of files that claim the same clusters the younger one is the likelier owner.
+void FatSurvey::doubtOlder(std::span<Claim> claims) {
     // The youngest first; of those made in the same moment the one behind is taken for younger.
-    std::sort(claims.begin(), claims.end(), [stampOf](const Claim& a, const Claim& b) {
-        return std::tuple(stampOf(b), b.first, b.end) < std::tuple(stampOf(a), a.first, a.end);
+    std::sort(claims.begin(), claims.end(), [](const Claim& a, const Claim& b) {
+        return std::tuple(b.created(), b.first, b.end) < std::tuple(a.created(), a.first, a.end);
     });
     ClusterRanges younger;
     const Claim* last = nullptr;
     for (const Claim& claim : claims) {
         // A renamed file has two entries, and both tell the truth.
-        const bool isSame = last != nullptr && claim.first == last->first &&
-                            claim.end == last->end && stampOf(claim) == stampOf(*last);
-        if (isSame)
+        if (last != nullptr && claim.isSameAs(*last))
             claim.found->place.certainty = last->found->place.certainty;
         else if (younger.overlap(claim.first, claim.end - claim.first) > 0)
             claim.found->place.certainty = FatPlace::Certainty::Doubted;
         younger.add(claim.first, claim.end - claim.first);
         last = &claim;
+    }
+}
+
+/// A file that was made while one that claims the same clusters was still there does not have them
+/// all, and neither does that one. The claims are in the order of their first clusters.
+void FatSurvey::doubtInterleaved(std::span<const Claim> claims) {
+    std::vector<const Claim*> open; // Those that reach farther than where the next begins.
+    for (const Claim& claim : claims) {
+        std::erase_if(open, [&](const Claim* one) { return one->end <= claim.first; });
+        for (const Claim* one : open) {
+            const bool isOlder = one->created() <= claim.created();
+            const Claim& older = isOlder ? *one : claim;
+            const Claim& younger = isOlder ? claim : *one;
+            // Of two that begin in the same cluster the older one was gone by then.
+            if (younger.created() != 0 && older.found->written >= younger.created() &&
+                older.first != younger.first)
+                younger.found->place.certainty = FatPlace::Certainty::Doubted;
+        }
+        if (open.size() < kMostOpenClaims)
+            open.push_back(&claim);
     }
 }
 

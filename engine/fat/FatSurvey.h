@@ -42,6 +42,12 @@ private:
         uint32 first;
         uint64 end;
         FatFound* found;
+
+        [[nodiscard]] uint32 created() const { return found->place.created; }
+
+        [[nodiscard]] bool isSameAs(const Claim& other) const {
+            return first == other.first && end == other.end && created() == other.created();
+        }
     };
 
     void walkLive();
@@ -64,7 +70,8 @@ private:
     [[nodiscard]] bool continues(std::span<const uint8> cluster) const;
     void findRenames();
     void markDoubts();
-    static void markDoubts(std::span<Claim> claims);
+    static void doubtOlder(std::span<Claim> claims);
+    static void doubtInterleaved(std::span<const Claim> claims);
     void addStart(const FatFound& found, uint32 clusters);
     void store();
     void need(uint32 folder);

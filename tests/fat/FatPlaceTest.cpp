@@ -155,6 +155,24 @@ TEST(FatPlace, StepsOverOlderFilesAndNamesWhatYoungerOnesTook) {
     }
 }
 
+TEST(FatPlace, DoubtsBothOfTwoThatWereThereAtOnceAndClaimTheSame) {
+    for (const int lastWritten : {2019, 2021}) {
+        FatBuilder builder;
+        FatEntry older = named("older", kDeleted);
+        older.creationDate = fatDate(2018, 1, 1);
+        older.writeDate = fatDate(lastWritten, 1, 1);
+        const uint32 bytes = 3 * builder.clusterBytes();
+        FatEntry younger = named("younger", kDeleted);
+        younger.cluster = builder.addFile(0, older, contentOf('x', bytes)) + 1;
+        younger.size = bytes;
+        builder.add(0, younger);
+        FatScan scan = scanned(builder);
+        EXPECT_EQ(scan.volume.assess(scan.named(L"older")).kind, FileState::Kind::Uncertain);
+        EXPECT_EQ(scan.volume.assess(scan.named(L"younger")).kind,
+                  lastWritten == 2019 ? FileState::Kind::Whole : FileState::Kind::Uncertain);
+    }
+}
+
 /// A whole PNG, as far as its chunks and their checksums tell.
 std::string pngOf(char kind, std::size_t bytes) {
     std::string png = "\x89PNG\r\n\x1a\n";
