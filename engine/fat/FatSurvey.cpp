@@ -1,5 +1,7 @@
 #include "engine/fat/FatSurvey.h"
 
+#include "engine/fat/FatFolderChains.h"
+
 #include <algorithm>
 #include <string>
 #include <tuple>
@@ -23,6 +25,9 @@ constexpr uint64 kAllSearchBytes = uint64{1} << 30;
 constexpr uint64 kMostProbes = 0x4000;
 constexpr uint64 kProbedBytes = uint64{256} << 20;
 constexpr uint64 kProbesPerReport = 1024;
+/// What is read of them to see which belong together.
+constexpr uint32 kChainedBytes = 32 * 1024 * 1024;
+constexpr std::size_t kMostChained = 8192;
 
 /// Claims on one cluster that are compared with each other.
 constexpr std::size_t kMostOpenClaims = 64;
@@ -126,14 +131,14 @@ ClusterRanges FatSurvey::claimedClusters() const {
     return claimed;
 }
 
-/// Looks for the first clusters of directories where nothing else is known to have lain, as far as
-/// the volume has been used.
+/// Looks for directories where nothing else is known to have lain.
 std::vector<FatSurvey::Forgotten> FatSurvey::forgottenFolders() {
     const FatGeometry& geometry = volume_.geometry_;
     const ClusterRanges claimed = claimedClusters();
     const uint32 last = geometry.lastMediaCluster;
     uint64 probes = std::max<uint64>(kMostProbes, kProbedBytes / geometry.clusterBytes());
     std::vector<Forgotten> forgotten;
+    std::vector<uint32> loose; // Clusters with entries that do not begin a directory.
     const ZCustomMedia::ReadWindow window(*volume_.media());
     for (uint64 cluster = kFirstDataCluster; cluster <= last && probes > 0; ++cluster) {
         const uint64 unclaimed = claimed.pastRange(cluster);
@@ -152,12 +157,41 @@ std::vector<FatSurvey::Forgotten> FatSurvey::forgottenFolders() {
         }
         const auto first = static_cast<uint32>(cluster);
         const FatPlaceFinder::Dots& dots = finder_.dotsOf(first);
-        if (dots.self != first)
-            continue;
         const bool isBelowRoot = dots.parent == geometry.rootCluster;
-        forgotten.push_back({first, isBelowRoot ? 0 : dots.parent, dots.created, false});
+        if (dots.self == first)
+            forgotten.push_back({first, isBelowRoot ? 0 : dots.parent, dots.created, false});
+        else if (holdsEntries(first))
+            loose.push_back(first);
     }
+    chainForgotten(forgotten, loose);
     return forgotten;
+}
+
+/// Finds out in which of the loose clusters the directories go on.
+void FatSurvey::chainForgotten(const std::vector<Forgotten>& forgotten,
+                               const std::vector<uint32>& loose) {
+    const FatGeometry& geometry = volume_.geometry_;
+    const std::size_t most =
+        std::min<std::size_t>(kMostChained, geometry.clustersWithin(kChainedBytes));
+    if (std::max(forgotten.size(), loose.size()) > most)
+        return;
+    const FatClusters clusters{geometry.byteOf(kFirstDataCluster), geometry.clusterBytes()};
+    std::vector<FatFolderStart> starts;
+    std::vector<FatEntrySectors> sectors;
+    for (const Forgotten& folder : forgotten) {
+        const uint64 position = clusters.positionOf(folder.cluster);
+        starts.push_back({position, folder.cluster, folder.parent});
+        sectors.push_back({position + FatEntrySectors::kBytes, position + clusters.bytes});
+    }
+    for (const uint32 cluster : loose) {
+        const uint64 position = clusters.positionOf(cluster);
+        sectors.push_back({position, position + clusters.bytes});
+    }
+    for (const FatFolderBytes& folder :
+         FatFolderChains(*volume_.media(), clusters, starts, sectors).folders()) {
+        for (auto at = folder.clusters.begin(); at != folder.clusters.end(); ++at)
+            nextCluster_[*at] = std::next(at) == folder.clusters.end() ? 0 : *std::next(at);
+    }
 }
 
 /// The index of the folder above, unless a younger one lies in its place now.
@@ -271,7 +305,8 @@ void FatSurvey::readLost(uint32 folder) {
         volume_.starts_.addFolder(cluster);
         if (!readEntries(folder, buffer_))
             return;
-        cluster = findContinuation(folder, cluster);
+        const auto next = nextCluster_.find(cluster);
+        cluster = next == nextCluster_.end() ? findContinuation(folder, cluster) : next->second;
     }
 }
 
@@ -364,20 +399,15 @@ uint32 FatSurvey::findFolder(uint32 folder) {
 /// itself.
 uint32 FatSurvey::findContinuation(uint32 folder, uint32 last) {
     const FatGeometry& geometry = volume_.geometry_;
-    buffer_.resize(geometry.clusterBytes());
     const uint64 bytes = std::min<uint64>(kSearchBytes, searchBytesLeft_);
     auto probes = static_cast<uint32>(bytes / geometry.bytesPerSector);
     const auto isIt = [&](uint32 cluster) {
-        if (probes == 0 || isRead(cluster) || !volume_.table_.isFree(cluster))
+        if (probes == 0 || isRead(cluster) || !volume_.table_.isFree(cluster) ||
+            nextCluster_.contains(cluster))
             return false;
         --probes;
         searchBytesLeft_ -= geometry.bytesPerSector;
-        volume_.readSectors(static_cast<uint64>(geometry.sectorOf(cluster)), 1,
-                            geometry.bytesPerSector, buffer_.data());
-        if (!continues(std::span(buffer_).first(geometry.bytesPerSector)))
-            return false;
-        volume_.readClusters(cluster, 1, buffer_.data());
-        return continues(buffer_);
+        return holdsEntries(cluster);
     };
     if (items_.size() > folders_[folder].itemsBegin) {
         const FatFolderItem& item = items_.back();
@@ -396,7 +426,20 @@ uint32 FatSurvey::findContinuation(uint32 folder, uint32 last) {
     return 0;
 }
 
-/// Whether the bytes hold entries of a directory, and not its first ones.
+/// Whether a cluster holds entries of a directory, and not its first ones.
+bool FatSurvey::holdsEntries(uint32 cluster) {
+    const FatGeometry& geometry = volume_.geometry_;
+    buffer_.resize(geometry.clusterBytes());
+    const auto first = std::span(buffer_).first(geometry.bytesPerSector);
+    volume_.readSectors(static_cast<uint64>(geometry.sectorOf(cluster)), 1, geometry.bytesPerSector,
+                        first.data());
+    if (!continues(first))
+        return false;
+    volume_.readClusters(cluster, 1, buffer_.data());
+    return continues(buffer_);
+}
+
+/// The same of bytes.
 bool FatSurvey::continues(std::span<const uint8> cluster) const {
     FatEntryParser parser;
     parser.begin(0, volume_.scanOptions(), volume_.geometry_.type);

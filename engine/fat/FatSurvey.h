@@ -56,6 +56,8 @@ private:
     void addForgotten(const Forgotten& forgotten);
     [[nodiscard]] uint32 parentOf(const Forgotten& forgotten);
     [[nodiscard]] std::vector<Forgotten> forgottenFolders();
+    void chainForgotten(const std::vector<Forgotten>& forgotten, const std::vector<uint32>& loose);
+    [[nodiscard]] bool holdsEntries(uint32 cluster);
     [[nodiscard]] ClusterRanges claimedClusters() const;
     void readChain(uint32 folder);
     void readFixedRoot();
@@ -94,6 +96,8 @@ private:
     std::size_t lostWalked_ = 0;                  ///< Of these.
     std::unordered_map<uint32, uint32> folderAt_; ///< Indexes by first cluster.
     uint32 foldersPlaced_ = 0;                    ///< Of the folders, in it.
+    /// Of folders that no entry leads to: by a cluster the one in which its folder goes on, or 0.
+    std::unordered_map<uint32, uint32> nextCluster_;
     std::vector<FatFolderItem> items_;
     IdTable<uint32> liveStamps_; ///< Creation stamps of what is live, by first cluster.
     IdTable<bool> isLiveStamp_;  ///< By creation stamp: something live has it.

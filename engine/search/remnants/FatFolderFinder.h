@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/fat/FatFolderChains.h"
 #include "engine/fat/FatLayout.h"
 #include "engine/search/BlockFinder.h"
 
@@ -11,18 +12,8 @@ namespace kova {
 /// the folder itself and of the one above, and sectors that are nothing but plausible entries.
 class FatFolderFinder : public BlockFinder {
 public:
-    /// The first cluster of a folder, as it names itself.
-    struct Folder {
-        uint64 position = 0; ///< Byte on the media.
-        uint32 cluster = 0;  ///< Its own first cluster.
-        uint32 parent = 0;   ///< First cluster of the folder above, 0 for the root.
-    };
-
-    /// Sectors in a row that hold entries and do not begin a folder.
-    struct Entries {
-        uint64 position = 0; ///< Byte on the media.
-        uint64 end = 0;
-    };
+    using Folder = FatFolderStart;
+    using Entries = FatEntrySectors;
 
     /// Whether a look at the step of bytes that `bytes` begin with is worth it: what every block is
     /// asked, and hardly any gets past.

@@ -2,8 +2,8 @@
 
 #include "engine/ZMemoryStream.h"
 #include "engine/fat/FatEntryParser.h"
+#include "engine/fat/FatFolderChains.h"
 #include "engine/search/copyPlace.h"
-#include "engine/search/remnants/FatFolderChains.h"
 #include "engine/search/remnants/settlePlaces.h"
 #include "platform/CodePage.h"
 

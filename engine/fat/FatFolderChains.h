@@ -1,11 +1,25 @@
 #pragma once
 
 #include "engine/ZCustomMedia.h"
-#include "engine/search/remnants/FatFolderFinder.h"
 
 #include <vector>
 
 namespace kova {
+
+/// The first cluster of a folder, as it names itself.
+struct FatFolderStart {
+    uint64 position = 0; ///< Byte on the media.
+    uint32 cluster = 0;  ///< Its own first cluster.
+    uint32 parent = 0;   ///< First cluster of the folder above, 0 for the root.
+};
+
+/// Sectors in a row that hold entries and do not begin a folder.
+struct FatEntrySectors {
+    static constexpr uint64 kBytes = 512; ///< Of each; larger sectors count as several.
+
+    uint64 position = 0; ///< Byte on the media.
+    uint64 end = 0;
+};
 
 /// How a former FAT volume was cut into clusters.
 struct FatClusters {
@@ -18,7 +32,7 @@ struct FatClusters {
         return start + uint64{cluster - kFirst} * bytes;
     }
 
-    [[nodiscard]] bool explains(const FatFolderFinder::Folder& folder) const {
+    [[nodiscard]] bool explains(const FatFolderStart& folder) const {
         return folder.cluster >= kFirst && positionOf(folder.cluster) == folder.position;
     }
 };
@@ -40,8 +54,8 @@ class FatFolderChains {
 public:
     /// `folders` are those of the volume; nothing is owned.
     FatFolderChains(ZCustomMedia& media, FatClusters clusters,
-                    const std::vector<FatFolderFinder::Folder>& folders,
-                    const std::vector<FatFolderFinder::Entries>& entries);
+                    const std::vector<FatFolderStart>& folders,
+                    const std::vector<FatEntrySectors>& entries);
 
     /// Every folder, then the clusters that no folder is known for, each as one of its own.
     [[nodiscard]] std::vector<FatFolderBytes> folders();
@@ -50,8 +64,9 @@ private:
     /// A name that is cut by the end of a cluster, or by its beginning.
     struct CutName {
         bool isCut = false;
-        uint8 order = 0; ///< Of the entry next to the border, 0 when it is not known.
-        uint8 checksum = 0;
+        uint8 order = 0;     ///< Of the entry next to the border, 0 when it is not known.
+        uint8 checksum = 0;  ///< That of the entry next to the border, or what it should be.
+        bool isLong = false; ///< That is a long-name entry.
     };
 
     /// One cluster of entries.

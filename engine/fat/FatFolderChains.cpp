@@ -1,8 +1,7 @@
-#include "engine/search/remnants/FatFolderChains.h"
+#include "engine/fat/FatFolderChains.h"
 
-#include "engine/ZMemoryStream.h"
+#include "engine/ByteReader.h"
 #include "engine/fat/FatLayout.h"
-#include "engine/search/copyPlace.h"
 
 #include <algorithm>
 #include <limits>
@@ -34,16 +33,16 @@ uint8 checksumOf(const FatDirectoryEntry& entry) {
 } // namespace
 
 FatFolderChains::FatFolderChains(ZCustomMedia& media, FatClusters clusters,
-                                 const std::vector<FatFolderFinder::Folder>& folders,
-                                 const std::vector<FatFolderFinder::Entries>& entries)
+                                 const std::vector<FatFolderStart>& folders,
+                                 const std::vector<FatEntrySectors>& entries)
     : media_(media), clusters_(clusters) {
     std::unordered_map<uint64, uint64> runEnds; // By the sector behind a folder's first.
     for (const auto& run : entries)
         runEnds.emplace(run.position, run.end);
     for (const auto& folder : folders) {
-        const auto rest = runEnds.find(folder.position + BlockFinder::kStep);
+        const auto rest = runEnds.find(folder.position + FatEntrySectors::kBytes);
         const uint64 end =
-            rest == runEnds.end() ? folder.position + BlockFinder::kStep : rest->second;
+            rest == runEnds.end() ? folder.position + FatEntrySectors::kBytes : rest->second;
         last_.push_back(read(folder.cluster, end - folder.position));
         folders_.push_back(
             {folder.cluster, folder.parent, true, last_.back().entries, {folder.cluster}});
@@ -65,10 +64,8 @@ FatFolderChains::FatFolderChains(ZCustomMedia& media, FatClusters clusters,
 FatFolderChains::Leaf FatFolderChains::read(uint32 cluster, uint64 bytes) const {
     Leaf leaf;
     leaf.cluster = cluster;
-    ZMemoryStream content;
-    copyPlace(media_, {{clusters_.positionOf(cluster), std::min<uint64>(bytes, clusters_.bytes)}},
-              content);
-    leaf.entries = std::move(content.bytes());
+    leaf.entries.resize(static_cast<std::size_t>(std::min<uint64>(bytes, clusters_.bytes)));
+    ByteReader(media_).read(clusters_.positionOf(cluster), leaf.entries);
     std::size_t at = 0;
     for (; at + kEntry <= leaf.entries.size(); at += kEntry) {
         const uint8* const bytesOf = leaf.entries.data() + at;
@@ -78,14 +75,15 @@ FatFolderChains::Leaf FatFolderChains::read(uint32 cluster, uint64 bytes) const 
         const bool isDeleted = !entry.exists();
         const auto order = static_cast<uint8>(isDeleted ? 0 : bytesOf[0] & kOrderMask);
         if (entry.isLongName()) {
-            if (at == 0 && !isDeleted && (bytesOf[0] & kFirstOfName) == 0)
-                leaf.head = {true, order, longNameChecksum(bytesOf)};
-            leaf.tail = {true, order, longNameChecksum(bytesOf)};
+            const bool goesOn = !isDeleted && (bytesOf[0] & kFirstOfName) == 0;
+            if (at == 0)
+                leaf.head = {goesOn, order, longNameChecksum(bytesOf), true};
+            leaf.tail = {true, order, longNameChecksum(bytesOf), true};
             continue;
         }
         leaf.tail = {};
         if (at == 0)
-            leaf.head = {false, 0, checksumOf(entry)};
+            leaf.head = {false, 0, checksumOf(entry), false};
         if (entry.firstCluster() >= FatClusters::kFirst && entry.name()[0] != '.') {
             leaf.lastTarget = entry.firstCluster();
             if (leaf.firstTarget == 0)
@@ -103,8 +101,9 @@ bool FatFolderChains::joins(const Leaf& before, const Leaf& after) {
         return false;
     if (!before.tail.isCut)
         return !after.head.isCut;
+    // The sum of a deleted short name cannot be known, as that has lost its first byte.
     if (before.tail.checksum != after.head.checksum)
-        return before.tail.order == 0; // The first byte of a deleted name has no part in its sum.
+        return before.tail.order == 0 && !after.head.isLong;
     const bool nextIsShort = before.tail.order == 1;
     return before.tail.order == 0 || nextIsShort != after.head.isCut;
 }
