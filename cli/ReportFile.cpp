@@ -96,10 +96,10 @@ void ReportFile::create() {
 
 void ReportFile::reserve(kova::uint64 bytes) {
     // Zeros that are written take room on every file system; a longer file need not.
-    const std::string zeros(static_cast<std::size_t>(std::min<kova::uint64>(bytes, kBufferBytes)),
-                            '\0');
-    for (kova::uint64 done = 0; done < bytes; done += zeros.size())
-        put(zeros);
+    buffer_.assign(static_cast<std::size_t>(std::min<kova::uint64>(bytes, kBufferBytes)), '\0');
+    for (kova::uint64 done = 0; done < bytes; done += buffer_.size())
+        put(buffer_);
+    buffer_.clear();
     if (!file_.sync())
         throw cannotWrite(file_.failure());
     written_ = 0;
