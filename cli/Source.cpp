@@ -225,7 +225,7 @@ QString Source::imagePath() const {
 
 /// Why the session has ended before there was anything to find.
 CommandError Source::whyNotScanned() const {
-    QString words = toQString(session_.errorText());
+    QString words = toQString(session_.failure().words);
     switch (session_.end()) {
     case End::Done:
     case End::Stopped:
@@ -339,9 +339,10 @@ void Source::warnOfGaps() const {
         printError(name + QStringLiteral(" was removed during the scan; what is found is not all "
                                          "there is"));
     else if (unreadable > 0)
-        printError(QStringLiteral("%1 sectors of %2 could not be read during the scan (%3); some "
-                                  "files may be missing")
-                       .arg(QString::number(unreadable), name, toQString(session_.errorText())));
+        printError(
+            QStringLiteral("%1 sectors of %2 could not be read during the scan (%3); some "
+                           "files may be missing")
+                .arg(QString::number(unreadable), name, toQString(session_.failure().words)));
     if (session_.end() == End::BrokenOff)
         printError(QStringLiteral("the scan of %1 broke off; what is found is not all there is")
                        .arg(name));

@@ -36,7 +36,7 @@ bool ZCustomMedia::open(const wchar_t* path) {
     const auto isOpen = std::make_shared<bool>(false);
     patiently([opening, isOpen, where = path_] { *isOpen = opening->open(where); });
     device_ = opening;
-    keepError();
+    failure_ = device_->failure();
     return *isOpen;
 }
 
@@ -50,12 +50,11 @@ bool ZCustomMedia::close() {
 
 bool ZCustomMedia::openDrive(char letter) {
     sectorSize_ = 0;
-    error_ = platform::Error::None;
-    errorText_.clear();
+    failure_ = {};
     const auto drive = std::make_shared<std::optional<platform::Drive>>();
     patiently([drive, letter] { *drive = platform::findDrive(letter); });
     if (!*drive)
-        error_ = platform::Error::NotFound;
+        failure_.kind = platform::Error::NotFound;
     if (!*drive || (*drive)->sectorSize == 0)
         return false;
     sectorSize_ = (*drive)->sectorSize;
@@ -74,11 +73,6 @@ void ZCustomMedia::patiently(std::function<void()> work) {
     }
     thread_.waitUntilIdle();
     work();
-}
-
-void ZCustomMedia::keepError() {
-    error_ = device_->error();
-    errorText_ = device_->errorText();
 }
 
 bool ZCustomMedia::write(const void* buffer, uint32 sectors) {
@@ -128,7 +122,7 @@ int64 ZCustomMedia::readDevice(uint64 offset, std::span<uint8> bytes) {
         request_ = request;
     }
     if (got != static_cast<int64>(bytes.size()))
-        keepError();
+        failure_ = device_->failure();
     return got;
 }
 

@@ -59,7 +59,7 @@ public:
     [[nodiscard]] virtual uint64 sizeBytes() const;
 
     /// Opens the drive with this letter: learns its sector size, then opens "\\.\X:". False when
-    /// either fails, typically for want of rights (see `error`, which is `None` when the drive is
+    /// either fails, typically for want of rights (see `failure`, which is none when the drive is
     /// there but does not tell its sector size).
     bool openDrive(char letter);
 
@@ -85,10 +85,13 @@ public:
     /// Requests made to the device since `open`, that under way too.
     [[nodiscard]] uint64 deviceRequests() const { return requests_; }
 
-    /// Why the last open or device read failed, and the system's own words.
-    [[nodiscard]] virtual platform::Error error() const { return error_; }
+    /// Why the last open or device read failed.
+    [[nodiscard]] const platform::Failure& failure() const { return failure_; }
 
-    [[nodiscard]] std::wstring errorText() const { return errorText_; }
+    /// Whether it failed because the device has been removed.
+    [[nodiscard]] virtual bool wasRemoved() const {
+        return failure_.kind == platform::Error::DeviceGone;
+    }
 
     /// Called before every request to the device, and every few milliseconds while one takes its
     /// time, so that an engine that reports nothing while it works can be watched, and a disk that
@@ -151,12 +154,10 @@ private:
     [[nodiscard]] uint64 refusedTo(uint64 sector) const;
 
     void patiently(std::function<void()> work);
-    void keepError();
 
     uint32 sectorSize_;
     std::shared_ptr<platform::Device> device_; ///< Shared with a request that was given up.
-    platform::Error error_ = platform::Error::None;
-    std::wstring errorText_;
+    platform::Failure failure_;
     PatientThread thread_; ///< Makes the requests while there is a hook.
     std::shared_ptr<Request> request_;
     std::wstring path_;

@@ -162,7 +162,7 @@ void ResultFrame::offerSearch(const std::optional<QString>& duration) {
 void ResultFrame::showGaps() {
     QStringList gaps;
     const kova::ZCustomMedia* media = found_.media();
-    if (media != nullptr && media->error() == platform::Error::DeviceGone)
+    if (media != nullptr && media->wasRemoved())
         gaps += tr("The drive was removed during the scan: this is not all there is.");
     else if (media != nullptr && media->unreadableSectors() > 0)
         gaps += tr("%1 of the drive's sectors could not be read: files may be missing.")
@@ -450,8 +450,7 @@ std::vector<kova::uint8> ResultFrame::readForPreview(const QModelIndex& index) {
     const ReadingTime limited(*found_.media());
     kova::ZMemoryStream stream;
     // What a drive that was removed no longer gave is zeros, and no content of the file.
-    if (!found_.volume()->extract(*node, &stream) ||
-        found_.media()->error() == platform::Error::DeviceGone)
+    if (!found_.volume()->extract(*node, &stream) || found_.media()->wasRemoved())
         throw tr("Can't recover file for preview");
     if (stream.bytes().empty())
         throw tr("The file is empty");

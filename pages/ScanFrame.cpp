@@ -49,7 +49,7 @@ QString isGone(char letter) {
 }
 
 QString cannotBeRead(char letter, const ScanSession& session) {
-    const QString words = displayName(toQString(session.errorText()));
+    const QString words = displayName(toQString(session.failure().words));
     return ScanFrame::tr("Drive %1: cannot be read%2. If it is failing, copy all of it to an image "
                          "file first, and let Orvane search the image.")
         .arg(QString(QLatin1Char(letter)),

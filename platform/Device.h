@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/File.h"
+#include "platform/Failure.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -42,10 +42,8 @@ public:
     /// False once the device behind an open volume has been removed.
     [[nodiscard]] bool isPresent() const;
 
-    /// Why the last open or read failed.
-    [[nodiscard]] Error error() const;
-    /// The system's own words for it.
-    [[nodiscard]] std::wstring errorText() const;
+    /// Why the last open or read failed; says nothing once closed.
+    [[nodiscard]] Failure failure() const;
 
 private:
     struct State;

@@ -76,9 +76,7 @@ private:
     void failToCreate(RecoveredFile& file) const;
     static void failToWrite(const OutputStream& stream, RecoveredFile& file);
 
-    [[nodiscard]] bool isSourceGone() const {
-        return media_ != nullptr && media_->error() == platform::Error::DeviceGone;
-    }
+    [[nodiscard]] bool isSourceGone() const { return media_ != nullptr && media_->wasRemoved(); }
 
     [[nodiscard]] QString outputPath() const { return toQString(output_.path()); }
 
@@ -290,7 +288,7 @@ void RecoveryWorker::Run::extract(const ZFileTreeNode& node, OutputStream& strea
         file.report.reason != kova::ExtractReport::Reason::None || stream.writtenEnd() < node.size)
         file.problem = Problem::Unreadable;
     if (media_ != nullptr && (file.unreadableSectors > 0 || (file.problem && isSourceGone())))
-        file.detail = toQString(media_->errorText());
+        file.detail = toQString(media_->failure().words);
 }
 
 /// A file that the user does not want to wait for is as if it had not been begun.

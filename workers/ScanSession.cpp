@@ -50,7 +50,7 @@ bool ScanSession::open(char letter) {
         if (!media().openDrive(letter)) {
             if (!onProgress(0.0)) // While somebody was asked for a password.
                 return endWith(End::Stopped);
-            switch (media().error()) {
+            switch (media().failure().kind) {
             case platform::Error::AccessDenied:
                 return endWith(End::NoRights);
             case platform::Error::NotFound:
@@ -88,7 +88,7 @@ bool ScanSession::initialise() {
 
 /// Puts the engine for what the volume itself says in the place of one that could not use it.
 bool ScanSession::recognize() {
-    if (!options_.recognized || stopped_ || isGone())
+    if (!options_.recognized || stopped_ || media().wasRemoved())
         return false;
     try {
         std::unique_ptr<kova::ZVolume> recognized = kova::recognizeVolume(&media());
@@ -106,7 +106,7 @@ bool ScanSession::recognize() {
 ScanSession::End ScanSession::whyNot(End otherwise) const {
     if (stopped_)
         return End::Stopped;
-    if (isGone())
+    if (media().wasRemoved())
         return End::Gone;
     return media().unreadableSectors() > 0 ? End::Unreadable : otherwise;
 }
@@ -133,7 +133,7 @@ bool ScanSession::scan() {
     }
     if (stopped_) // An engine may catch what a read throws.
         return endWith(End::Stopped);
-    if (isGone())
+    if (media().wasRemoved())
         return endWith(End::Removed);
     return reachedEnd || endWith(End::BrokenOff);
 }
@@ -225,12 +225,8 @@ bool ScanSession::endWith(End end) {
     return false;
 }
 
-bool ScanSession::isGone() const {
-    return media().error() == platform::Error::DeviceGone;
-}
-
-std::wstring ScanSession::errorText() const {
-    return media().errorText();
+const platform::Failure& ScanSession::failure() const {
+    return media().failure();
 }
 
 std::string ScanSession::fileSystem() const {

@@ -28,7 +28,7 @@ public:
         NoRights,     ///< To read the drive below its file system.
         Gone,         ///< The drive is not there, or not any more.
         NoSectorSize, ///< The drive does not tell the size of its sectors.
-        Unreadable,   ///< The drive does not give what is needed; see `errorText`.
+        Unreadable,   ///< The drive does not give what is needed; see `failure`.
         NotSupported, ///< There is no engine for what it holds; see `fileSystem`.
         Damaged,      ///< No engine can make use of it; there may be a volume all the same.
     };
@@ -91,8 +91,8 @@ public:
     /// Whether there was a scan, however it ended.
     [[nodiscard]] bool hasScanned() const { return end_ < End::NoRights; }
 
-    /// The system's own words for the last request that failed; empty without one.
-    [[nodiscard]] std::wstring errorText() const;
+    /// Why the last request to the drive failed.
+    [[nodiscard]] const platform::Failure& failure() const;
 
     /// What the drive says it holds, as Windows names it; empty when that is not known.
     [[nodiscard]] std::string fileSystem() const;
@@ -122,7 +122,6 @@ private:
     bool recognize();
     bool endWith(End end);
     [[nodiscard]] End whyNot(End otherwise) const;
-    [[nodiscard]] bool isGone() const;
     [[nodiscard]] bool isOurs() const;
 
     kova::ScanOptions options_;

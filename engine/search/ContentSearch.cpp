@@ -62,7 +62,7 @@ void ContentSearch::measureOne(const Start& start) {
         return;
     PlacedSource source(media_, space_, start.position);
     const MeasuredContent content = start.kind->measure(source);
-    if (media_.error() == platform::Error::DeviceGone)
+    if (media_.wasRemoved())
         fail(); // What it read is no part of the drive.
     if (content.state == ContentState::Whole)
         accept(source, start, content);

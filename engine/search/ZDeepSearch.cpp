@@ -161,7 +161,7 @@ public:
         media_.read(bytes.data(), sectors);
     }
 
-    [[nodiscard]] bool isGone() const { return media_.error() == platform::Error::DeviceGone; }
+    [[nodiscard]] bool isGone() const { return media_.wasRemoved(); }
 
     /// All places with something of former file systems, `others` too.
     [[nodiscard]] std::vector<ByteRange> remnants(const std::vector<ByteRange>& others) const {

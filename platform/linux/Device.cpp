@@ -27,14 +27,12 @@ struct Device::State {
     /// What must be there for reads to succeed: the device itself, or the one the image lies on;
     /// nothing for an image on no device.
     std::optional<FileIdentity> presence;
-    Error error = Error::None;
-    std::wstring errorText;
+    Failure failure;
 
     bool open(const std::string& path);
     bool openByService(const std::string& path, dev_t number);
     bool openLetter(char letter);
     [[nodiscard]] bool isPresent() const;
-    void keepError(int code);
 };
 
 bool Device::State::open(const std::string& path) {
@@ -42,11 +40,11 @@ bool Device::State::open(const std::string& path) {
     struct stat status {};
 
     if (::stat(path.c_str(), &status) != 0) {
-        keepError(errno);
+        failure = failureOf(errno);
         return false;
     }
     if (!S_ISREG(status.st_mode) && !S_ISBLK(status.st_mode)) {
-        keepError(S_ISDIR(status.st_mode) ? EISDIR : ENOTBLK);
+        failure = failureOf(S_ISDIR(status.st_mode) ? EISDIR : ENOTBLK);
         return false;
     }
     file = openPath(path, O_RDONLY);
@@ -54,7 +52,7 @@ bool Device::State::open(const std::string& path) {
         return false;
     const std::int64_t size = file ? sizeOf(file.get()) : -1;
     if (size < 0 || ::fstat(file.get(), &status) != 0) {
-        keepError(errno);
+        failure = failureOf(errno);
         file = Descriptor();
         return false;
     }
@@ -70,8 +68,7 @@ bool Device::State::open(const std::string& path) {
 /// Without the rights to open the device: has it opened by who may.
 bool Device::State::openByService(const std::string& path, dev_t number) {
     UDisks::Opened opened = grantedDevices().open(path, number);
-    error = opened.failure.kind;
-    errorText = opened.failure.words;
+    failure = std::move(opened.failure);
     file = std::move(opened.file);
     return static_cast<bool>(file);
 }
@@ -79,8 +76,7 @@ bool Device::State::openByService(const std::string& path, dev_t number) {
 bool Device::State::openLetter(char letter) {
     std::optional<format::LetterTable::Held> held = holdLetter(letter);
     if (!held) {
-        error = Error::NotFound;
-        errorText = L"No drive has this letter.";
+        failure = {Error::NotFound, L"No drive has this letter."};
         return false;
     }
     const format::VolumeSource& source = held->source;
@@ -97,7 +93,7 @@ bool Device::State::openLetter(char letter) {
             opened = deviceIdentity(status.st_rdev).value_or(FileIdentity{});
     }
     if (opened != source.identity) { // another stick, or another file, stands in its place
-        keepError(ENODEV);
+        failure = failureOf(ENODEV);
         file = Descriptor();
         return false;
     }
@@ -111,11 +107,6 @@ bool Device::State::openLetter(char letter) {
 
 bool Device::State::isPresent() const {
     return !presence || deviceIdentity(static_cast<dev_t>(presence->device)) == presence;
-}
-
-void Device::State::keepError(int code) {
-    error = errorFromErrno(code);
-    errorText = errnoText(code);
 }
 
 Device::Device() : state_(std::make_unique<State>()) {}
@@ -132,7 +123,7 @@ bool Device::open(const std::wstring& path) {
         return state_->openLetter(*letter);
     const std::optional<std::string> name = systemPath(path);
     if (!name) {
-        state_->keepError(EINVAL);
+        state_->failure = failureOf(EINVAL);
         return false;
     }
     return state_->open(*name);
@@ -156,13 +147,13 @@ std::int64_t Device::readAt(std::uint64_t position, void* buffer, std::size_t co
         return 0;
     const auto wanted =
         static_cast<std::size_t>(std::min<std::uint64_t>(count, state_->length - position));
-    int failure = 0;
+    int code = 0;
     const std::int64_t got =
-        readFully(state_->file.get(), state_->offset + position, buffer, wanted, failure);
-    if (failure == 0)
+        readFully(state_->file.get(), state_->offset + position, buffer, wanted, code);
+    if (code == 0)
         return got;
     // A stick that is pulled out answers with the same code as a bad sector.
-    state_->keepError(failure == EIO && !isPresent() ? ENODEV : failure);
+    state_->failure = failureOf(code == EIO && !isPresent() ? ENODEV : code);
     return got;
 }
 
@@ -174,12 +165,8 @@ bool Device::isPresent() const {
     return isOpen() && state_->isPresent();
 }
 
-Error Device::error() const {
-    return state_ ? state_->error : Error::None;
-}
-
-std::wstring Device::errorText() const {
-    return state_ ? state_->errorText : std::wstring();
+Failure Device::failure() const {
+    return state_ ? state_->failure : Failure();
 }
 
 } // namespace platform

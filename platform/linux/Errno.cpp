@@ -7,7 +7,9 @@
 
 namespace platform {
 
-Error errorFromErrno(int code) {
+namespace {
+
+Error kindOf(int code) {
     switch (code) {
     case 0:
         return Error::None;
@@ -35,13 +37,14 @@ Error errorFromErrno(int code) {
     }
 }
 
-std::wstring errnoText(int code) {
-    return format::wideFromUtf8(std::system_category().message(code));
+} // namespace
+
+Failure failureOf(int code) {
+    return {kindOf(code), format::wideFromUtf8(std::system_category().message(code))};
 }
 
 Failure lastFailure() {
-    const int code = errno;
-    return {errorFromErrno(code), errnoText(code)};
+    return failureOf(errno);
 }
 
 } // namespace platform

@@ -33,7 +33,7 @@ Descriptor copyOf(const Descriptor& file) {
 }
 
 UDisks::Opened refusal() {
-    return {{}, {errorFromErrno(EACCES), errnoText(EACCES)}};
+    return {{}, failureOf(EACCES)};
 }
 
 } // namespace

@@ -25,17 +25,13 @@ constexpr std::string_view kNotAuthorized = "org.freedesktop.UDisks2.Error.NotAu
 /// Begins the name of what the service itself could not do.
 constexpr std::string_view kErrors = "org.freedesktop.UDisks2.Error.";
 
-Failure noRights() {
-    return {errorFromErrno(EACCES), errnoText(EACCES)};
-}
-
 /// Why there is no descriptor in an answer.
-Failure failureOf(const BusReply& reply) {
+Failure refusalIn(const BusReply& reply) {
     if (reply.timedOut)
         return {Error::AccessDenied, L"The system's drive service does not answer"};
     if (reply.error.starts_with(kErrors) && !reply.error.starts_with(kNotAuthorized))
         return {Error::Other, format::wideFromUtf8(reply.words)};
-    return noRights();
+    return failureOf(EACCES);
 }
 
 /// The service's object for a device; nothing when it knows none.
@@ -87,7 +83,7 @@ UDisks::Opened UDisks::openForReading(const std::string& node, bool mayAskPerson
     const SystemBus bus(patience_.service);
     const std::optional<std::string> object = objectOf(bus, node, patience_.service);
     if (!object)
-        return {{}, noRights()};
+        return {{}, failureOf(EACCES)};
     // First what is allowed as it is: a question has to wait longer than an answer. Then by the
     // agent of the session, which is refused like this where there is none.
     BusReply reply = openDevice(bus, *object, false, patience_.service);
@@ -98,9 +94,9 @@ UDisks::Opened UDisks::openForReading(const std::string& node, bool mayAskPerson
         reply = openDevice(bus, *object, true, patience_.person);
     }
     if (!reply)
-        return {{}, failureOf(reply)};
+        return {{}, refusalIn(reply)};
     Descriptor file = descriptorIn(reply);
-    return file ? Opened{std::move(file), {}} : Opened{{}, noRights()};
+    return file ? Opened{std::move(file), {}} : Opened{{}, failureOf(EACCES)};
 }
 
 } // namespace platform

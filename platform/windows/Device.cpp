@@ -43,33 +43,31 @@ struct Device::State {
     std::uint64_t offset = 0; ///< Where the volume starts in the file.
     std::uint64_t length = kUnknownLength;
     std::shared_ptr<const void> lease;
-    Error error = Error::None;
-    std::wstring errorText;
+    Failure failure;
 
     bool open(const std::wstring& path);
     bool openImage(format::LetterTable::Held held);
     [[nodiscard]] bool isPresent() const;
-    void keepError(DWORD code);
 };
 
 bool Device::State::open(const std::wstring& path) {
     const std::optional<std::wstring> device = deviceName(path);
     const std::optional<std::wstring> name = device ? device : systemPath(path);
     if (!name) {
-        keepError(GetLastError());
+        failure = failureOf(GetLastError());
         return false;
     }
     file = Handle(CreateFileW(name->c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
                               nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file) {
-        keepError(GetLastError());
+        failure = failureOf(GetLastError());
         return false;
     }
     isDevice = device.has_value();
     const std::optional<std::uint64_t> bytes =
         isDevice ? lengthOfDevice(file.get()) : lengthOfFile(file.get());
     if (!bytes && !isDevice) {
-        keepError(GetLastError());
+        failure = failureOf(GetLastError());
         file.close();
         return false;
     }
@@ -92,7 +90,7 @@ bool Device::State::openImage(format::LetterTable::Held held) {
         return false;
     FileIdentity opened;
     if (!identityOf(file.get(), opened) || opened != source.identity) {
-        keepError(ERROR_FILE_INVALID); // another file stands in its place
+        failure = failureOf(ERROR_FILE_INVALID); // another file stands in its place
         file.close();
         return false;
     }
@@ -100,11 +98,6 @@ bool Device::State::openImage(format::LetterTable::Held held) {
     length = std::min(source.length, length - offset);
     lease = std::move(held.lease);
     return true;
-}
-
-void Device::State::keepError(DWORD code) {
-    error = errorFromCode(code);
-    errorText = errorWords(code);
 }
 
 Device::Device() : state_(std::make_unique<State>()) {}
@@ -133,7 +126,7 @@ bool Device::close() {
     if (!isOpen())
         return true;
     if (!state_->file.close()) {
-        state_->keepError(GetLastError());
+        state_->failure = failureOf(GetLastError());
         return false;
     }
     state_ = std::make_unique<State>();
@@ -147,13 +140,13 @@ std::int64_t Device::readAt(std::uint64_t position, void* buffer, std::size_t co
         return 0;
     const auto wanted =
         static_cast<std::size_t>(std::min<std::uint64_t>(count, state_->length - position));
-    DWORD failure = 0;
+    DWORD code = 0;
     const std::int64_t got =
-        readFully(state_->file.get(), state_->offset + position, buffer, wanted, failure);
-    if (failure != 0) {
-        state_->keepError(failure);
-        if (mayMeanRemoved(failure) && !isPresent())
-            state_->error = Error::DeviceGone;
+        readFully(state_->file.get(), state_->offset + position, buffer, wanted, code);
+    if (code != 0) {
+        state_->failure = failureOf(code);
+        if (mayMeanRemoved(code) && !isPresent())
+            state_->failure.kind = Error::DeviceGone;
     }
     return got;
 }
@@ -166,12 +159,8 @@ bool Device::isPresent() const {
     return isOpen() && state_->isPresent();
 }
 
-Error Device::error() const {
-    return state_ ? state_->error : Error::None;
-}
-
-std::wstring Device::errorText() const {
-    return state_ ? state_->errorText : std::wstring();
+Failure Device::failure() const {
+    return state_ ? state_->failure : Failure();
 }
 
 } // namespace platform

@@ -29,6 +29,19 @@ bool isSeparator(wchar_t c) {
     return c == L'\\' || c == L'/';
 }
 
+std::wstring errorWords(DWORD code) {
+    wchar_t* buffer = nullptr;
+    const DWORD length = FormatMessageW(
+        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
+        nullptr, code, 0, reinterpret_cast<wchar_t*>(&buffer), 0, nullptr);
+    std::wstring words(buffer != nullptr ? buffer : L"", length);
+    LocalFree(buffer);
+    while (!words.empty() && (words.back() == L'\n' || words.back() == L'\r' ||
+                              words.back() == L' ' || words.back() == L'.'))
+        words.pop_back();
+    return words.empty() ? L"Error " + std::to_wstring(code) : words;
+}
+
 } // namespace
 
 Error errorFromCode(DWORD code) {
@@ -84,22 +97,12 @@ bool mayMeanRemoved(DWORD code) {
     }
 }
 
-std::wstring errorWords(DWORD code) {
-    wchar_t* buffer = nullptr;
-    const DWORD length = FormatMessageW(
-        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
-        nullptr, code, 0, reinterpret_cast<wchar_t*>(&buffer), 0, nullptr);
-    std::wstring words(buffer != nullptr ? buffer : L"", length);
-    LocalFree(buffer);
-    while (!words.empty() && (words.back() == L'\n' || words.back() == L'\r' ||
-                              words.back() == L' ' || words.back() == L'.'))
-        words.pop_back();
-    return words.empty() ? L"Error " + std::to_wstring(code) : words;
+Failure failureOf(DWORD code) {
+    return {errorFromCode(code), errorWords(code)};
 }
 
 Failure lastFailure() {
-    const DWORD code = GetLastError();
-    return {errorFromCode(code), errorWords(code)};
+    return failureOf(GetLastError());
 }
 
 std::optional<std::wstring> systemPath(const std::wstring& path) {

@@ -61,11 +61,11 @@ private:
 /// What an error code of the system means for a caller.
 [[nodiscard]] Error errorFromCode(DWORD code);
 
+/// The same with the system's words for it.
+[[nodiscard]] Failure failureOf(DWORD code);
+
 /// Whether a device that was pulled out may have answered so. One that fails may as well.
 [[nodiscard]] bool mayMeanRemoved(DWORD code);
-
-/// The system's words for an error code.
-[[nodiscard]] std::wstring errorWords(DWORD code);
 
 /// What the last error says.
 [[nodiscard]] Failure lastFailure();

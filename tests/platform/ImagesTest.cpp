@@ -180,7 +180,7 @@ TEST_F(ImagesTest, TheSameFileHasTheSameLetterByAnyPath) {
     EXPECT_FALSE(findDrive(letter));
     Device device;
     EXPECT_FALSE(device.open(devicePath(letter)));
-    EXPECT_EQ(device.error(), Error::DeviceGone);
+    EXPECT_EQ(device.failure().kind, Error::DeviceGone);
 }
 
 TEST_F(ImagesTest, WhatHoldsNoVolumeIsNotAttached) {

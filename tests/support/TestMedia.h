@@ -21,8 +21,8 @@ public:
 
     [[nodiscard]] uint64 sizeBytes() const override { return bytes_.size(); }
 
-    [[nodiscard]] platform::Error error() const override {
-        return requestsLeft_ == 0 ? platform::Error::DeviceGone : ZCustomMedia::error();
+    [[nodiscard]] bool wasRemoved() const override {
+        return requestsLeft_ == 0 || ZCustomMedia::wasRemoved();
     }
 
     void failSector(uint64 sector) { badSectors_.insert(sector); }

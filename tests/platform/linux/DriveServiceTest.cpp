@@ -179,7 +179,7 @@ TEST_F(DriveServiceTest, AGivenDeviceIsReadByItsLetterUntilItIsGone) {
     const std::wstring path = L"\\\\.\\" + std::wstring(1, static_cast<wchar_t>(*letter)) + L":";
     serveFile("refuse");
     EXPECT_FALSE(device.open(path));
-    EXPECT_EQ(device.error(), Error::AccessDenied);
+    EXPECT_EQ(device.failure().kind, Error::AccessDenied);
 
     serveDevice(*node);
     ASSERT_TRUE(device.open(path));
@@ -191,7 +191,7 @@ TEST_F(DriveServiceTest, AGivenDeviceIsReadByItsLetterUntilItIsGone) {
     user.reset();
     std::filesystem::resize_file(image, 0); // As good as pulled out.
     EXPECT_EQ(device.readAt(kBytes / 2, bytes.data(), bytes.size()), -1);
-    EXPECT_NE(device.error(), Error::AccessDenied);
+    EXPECT_NE(device.failure().kind, Error::AccessDenied);
 }
 
 } // namespace

@@ -72,8 +72,8 @@ TEST(LinuxFile, MissingRightsAreSaid) {
     const Unprivileged unprivileged;
     Device device;
     EXPECT_FALSE(device.open(wide(dir / "secret")));
-    EXPECT_EQ(device.error(), Error::AccessDenied);
-    EXPECT_FALSE(device.errorText().empty());
+    EXPECT_EQ(device.failure().kind, Error::AccessDenied);
+    EXPECT_FALSE(device.failure().words.empty());
     const AttachResult result = attachImage(wide(dir / "secret"));
     EXPECT_TRUE(result.accessDenied);
     EXPECT_FALSE(result.error.empty());

@@ -95,7 +95,7 @@ TEST(WindowsDrives, AreReadRawToTheirEndAndNoFurther) {
     }
     Device device;
     EXPECT_FALSE(device.open(L"\\\\.\\Q:"));
-    EXPECT_EQ(device.error(), Error::NotFound);
+    EXPECT_EQ(device.failure().kind, Error::NotFound);
 }
 
 TEST(WindowsChildProcess, TalksWithinItsJob) {
