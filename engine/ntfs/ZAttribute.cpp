@@ -1,6 +1,6 @@
 #include "engine/ntfs/ZAttribute.h"
 
-#include "engine/ntfs/ZDatarun.h"
+#include "engine/ntfs/RunList.h"
 #include "engine/ntfs/ZMftRecord.h"
 #include "engine/ntfs/ZNtfsVolume.h"
 #include "format/WideText.h"
@@ -148,12 +148,12 @@ uint64 ZAttribute::readTo(ZStream& out, int64 limit) {
     if (total < 0)
         fail();
     Reader reader(*volume_, out, total, bytesPerCluster_, clustersPerRead_);
-    std::vector<ZDatarun> runs;
+    RunList runs;
     for (std::size_t i = 0; i < partCount(); ++i) {
         const auto& header = part(i).header;
         if (header.isResident())
             fail();
-        if (!ZDatarun::decode(bytesPerCluster_, header, runs))
+        if (!runs.decode(bytesPerCluster_, header))
             fail();
         if (header.compressionUnit() != 0)
             fail();

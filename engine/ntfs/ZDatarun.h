@@ -9,7 +9,8 @@ namespace kova {
 
 /// One run: a range of an attribute's clusters (VCNs) and where on the volume it lies (LCNs).
 ///
-/// A run list is in VCN order and ends with a terminator of length 0 whose VCN is the end.
+/// A run list is in VCN order and ends with a terminator of length 0 whose VCN is the end. What is
+/// done with one is `RunList`; the static operations do it with bare vectors.
 struct ZDatarun {
     /// Markers in the place of an LCN.
     static constexpr int64 Hole = -1;      ///< Sparse: reads as zeros.
@@ -41,10 +42,6 @@ struct ZDatarun {
     /// Merges the run list of a further extent into that of the extents so far. Throws
     /// `EInvalidArgument` when the source maps nothing or what is mapped already.
     static void merge(std::vector<ZDatarun>& destination, const std::vector<ZDatarun>& source);
-
-    /// Puts a run list in the order of its VCNs, without overlaps: each cluster keeps the answer
-    /// that `vcnToLcn` gives for it. Runs that cover nothing go.
-    static void putInOrder(std::vector<ZDatarun>& runs);
 
     /// The LCN of a VCN; a marker where it has none, `NotFound` where no run covers it.
     static int64 vcnToLcn(const std::vector<ZDatarun>& runs, int64 vcn);

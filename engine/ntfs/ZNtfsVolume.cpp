@@ -167,10 +167,12 @@ void ZNtfsVolume::loadMftClassic() {
     const auto described = static_cast<uint32>(static_cast<uint64>(data->dataSize()) / recordSize_);
     recordCount_ = std::min(described, mostRecords);
     mftRuns_.clear();
-    std::vector<ZDatarun> runs;
-    for (std::size_t i = 0; i < data->partCount(); ++i)
-        ZDatarun::decode(bytesPerCluster_, data->part(i).header, runs, &mftRuns_);
-    ZDatarun::putInOrder(mftRuns_);
+    RunList runs;
+    for (std::size_t i = 0; i < data->partCount(); ++i) {
+        if (runs.decode(bytesPerCluster_, data->part(i).header))
+            mftRuns_.merge(runs);
+    }
+    mftRuns_.putInOrder();
 
     ZMemoryStream content;
     bitmap->readTo(content, recordCount_ / 8 + 1);
@@ -192,7 +194,7 @@ bool ZNtfsVolume::loadMftFrom(uint64 lcn) {
         RunWalk walk(record, data, clustersOf(data));
         for (ZDatarun run; mftRuns_.size() < kMostMftRuns && walk.next(run);) {
             if (run.lcn >= 0)
-                mftRuns_.push_back(run);
+                mftRuns_.append(run);
         }
         const uint64 described = static_cast<uint64>(data.size) / recordSize_;
         if (mftRuns_.empty() || described == 0)
@@ -252,21 +254,10 @@ void ZNtfsVolume::loadVolumeBitmap() {
     addNote(VolumeNote::NoVolumeBitmap);
 }
 
-int64 ZNtfsVolume::lcnOfMft(int64 vcn) const {
-    const auto after = std::upper_bound(mftRuns_.begin(), mftRuns_.end(), vcn,
-                                        [](int64 v, const ZDatarun& run) { return v < run.vcn; });
-    if (after == mftRuns_.begin())
-        return ZDatarun::NotFound;
-    const ZDatarun& run = *std::prev(after);
-    if (vcn - run.vcn >= run.length)
-        return ZDatarun::NotFound;
-    return run.lcn < 0 ? run.lcn : run.lcn + (vcn - run.vcn);
-}
-
 /// The cluster of the MFT's virtual one; one that has none is the generic failure.
 int64 ZNtfsVolume::lcnOfMft(int64 vcn, bool viaRunList) const {
     const int64 lcn =
-        viaRunList ? lcnOfMft(vcn) : static_cast<int64>(mftLcn_ + static_cast<uint64>(vcn));
+        viaRunList ? mftRuns_.lcnOf(vcn) : static_cast<int64>(mftLcn_ + static_cast<uint64>(vcn));
     if (lcn < 0 || lcn > std::numeric_limits<int64>::max() / bytesPerCluster_)
         fail();
     return lcn;

@@ -6,8 +6,8 @@
 #include "engine/ntfs/NtfsFolderNames.h"
 #include "engine/ntfs/NtfsLayout.h"
 #include "engine/ntfs/NtfsStream.h"
+#include "engine/ntfs/RunList.h"
 #include "engine/ntfs/VolumeBitmap.h"
-#include "engine/ntfs/ZDatarun.h"
 
 #include <map>
 #include <optional>
@@ -101,7 +101,6 @@ protected:
 
 private:
     [[nodiscard]] bool isAllocated(uint32 number) const;
-    [[nodiscard]] int64 lcnOfMft(int64 vcn) const;
     [[nodiscard]] int64 lcnOfMft(int64 vcn, bool viaRunList) const;
     void readAcrossClusters(uint64 index, ntfs::RecordBuffer& buffer, bool viaRunList);
 
@@ -152,7 +151,7 @@ private:
     uint32 recordsPerCluster_ = 0;
     uint32 sectorsPerRecord_ = 0;
     uint32 bytesPerCluster_ = 0;
-    std::vector<ZDatarun> mftRuns_;
+    RunList mftRuns_;
     std::vector<uint8> mftBitmap_; ///< Bit i, least significant first: record i is allocated.
     bool bitmapHasGaps_ = false;   ///< What it says is free may not be.
     VolumeBitmap volumeBitmap_;    ///< Empty when it is not known in full.

@@ -1,6 +1,6 @@
 #include "engine/search/remnants/NtfsRecordFinder.h"
 
-#include "engine/ntfs/ZDatarun.h"
+#include "engine/ntfs/RunList.h"
 
 #include <bit>
 #include <numeric>
@@ -94,8 +94,8 @@ void NtfsRecordFinder::keepIndexRuns(uint64 position, std::span<const uint8> rec
             header.type() == ntfs::kIndexAllocation ? clusterBytesOf(header) : 0;
         if (clusterBytes == 0)
             return true;
-        std::vector<ZDatarun> runs;
-        if (ZDatarun::decode(clusterBytes, header, runs) && runs.front().lcn > 0)
+        RunList runs;
+        if (runs.decode(clusterBytes, header) && runs.front().lcn > 0)
             indexRuns_.push_back({position, static_cast<uint64>(runs.front().lcn)});
         return false;
     });
