@@ -181,6 +181,20 @@ TEST_F(ScanTest, WarnsOfWhatIsMissing) {
     const Result result = run({"scan", image.string()});
     EXPECT_EQ(result.code, 0);
     EXPECT_THAT(result.err, HasSubstr("shorter than its file system"));
+
+    NtfsBuilder builder({.mftExtents = {{4, 8}, {200, 8}}});
+    write(image, builder.build());
+    const std::filesystem::path told = dir / "loop";
+    if (!platform::test::succeeds("losetup --read-only --find --show '" + image.string() + "' > '" +
+                                  told.string() + "'"))
+        GTEST_SKIP() << "no loop devices here";
+    std::string device = contentOf(told);
+    device.pop_back();
+    std::filesystem::resize_file(image, 200 * builder.bytesPerCluster()); // Bad from there on.
+    const Result bad = run({"scan", device});
+    platform::test::run("losetup --detach " + device);
+    EXPECT_EQ(bad.code, 0);
+    EXPECT_THAT(bad.err, HasSubstr("64 sectors of \"" + device + "\" could not be read"));
 }
 
 TEST_F(ScanTest, AReaderThatHasHadEnoughEndsItQuietly) {

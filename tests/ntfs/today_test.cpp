@@ -431,6 +431,8 @@ TEST_F(NtfsToday, AFolderWhoseRecordIsAnotherOnesNow) {
     storeLe<uint16>(entry + 8, static_cast<uint16>((0x52 + 2 * name.size() + 7) / 8 * 8));
     storeLe<uint16>(entry + 10, static_cast<uint16>(0x42 + 2 * name.size()));
     storeLe<uint64>(entry + 0x10, 30 | uint64{1} << 48);
+    entry[0x18] = 7; // When it was created, and modified.
+    entry[0x20] = 8;
     storeLe<uint32>(entry + 0x48, 0x10000000);
     entry[0x50] = static_cast<uint8>(name.size());
     entry[0x51] = 1;
@@ -447,6 +449,9 @@ TEST_F(NtfsToday, AFolderWhoseRecordIsAnotherOnesNow) {
     EXPECT_THAT(today.tree.childIds(kLostFolder), ElementsAre(28));
     const ZTreeListing listing(today.tree);
     EXPECT_EQ(listing.path(listing.indexOf(26)), L"above/old folder/stranger");
+    const ZFileTreeNode* folder = today.tree.find(today.tree.find(26)->parentId);
+    EXPECT_EQ(folder->creationTime, 7);
+    EXPECT_EQ(folder->modificationTime, 8);
     EXPECT_EQ(today.content(26), "1");
     EXPECT_THAT(today.tree.childIds(25), ElementsAre(27));
     EXPECT_EQ(today.tree.find(24), nullptr);

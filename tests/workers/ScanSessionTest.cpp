@@ -1,7 +1,8 @@
-// Searches of drives that fail.
+// Scans and searches of drives that fail.
 #include "workers/ScanSession.h"
-#include "engine/ZMemoryStream.h"
+#include "engine/ntfs/ZNtfsVolume.h"
 #include "tests/platform/Tools.h"
+#include "tests/support/NtfsBuilder.h"
 #include "tests/support/TestMedia.h"
 
 #include <gtest/gtest.h>
@@ -26,6 +27,36 @@ std::vector<kova::uint8> drive(const std::string& picture) {
     return bytes;
 }
 
+ScannedVolume onDrive(std::unique_ptr<TestMedia> media) {
+    ScannedVolume scanned;
+    scanned.setMedia(std::move(media));
+    scanned.setTree(std::make_unique<kova::ZFileTree>());
+    return scanned;
+}
+
+/// No moment passes for bad sectors, a damaged volume or a scan that is done.
+TEST(ScanOfADrive, SaysThatTheDriveWasUnplugged) {
+    const auto bytes = kova::test::NtfsBuilder().build();
+    bool wasGone = false;
+    bool wasRemoved = false;
+    for (int requests = 0;; ++requests) {
+        auto media = std::make_unique<TestMedia>(bytes);
+        media->unplugAfter(requests);
+        auto volume = std::make_unique<kova::ZNtfsVolume>(media.get());
+        ScannedVolume scanned = onDrive(std::move(media));
+        scanned.setVolume(std::move(volume));
+        ScanSession session(kova::ScanOptions::today(), std::move(scanned));
+        const bool isPrepared = session.prepare();
+        if (isPrepared && session.scan())
+            break;
+        EXPECT_EQ(session.end(), isPrepared ? ScanSession::End::Removed : ScanSession::End::Gone)
+            << requests;
+        (isPrepared ? wasRemoved : wasGone) = true;
+        ASSERT_LT(requests, 100);
+    }
+    EXPECT_TRUE(wasGone && wasRemoved);
+}
+
 /// Unplugged during a search: it ends, says so, and has and keeps what it found until then.
 TEST(SearchOfADrive, KeepsWhatItFoundUntilTheDriveWasUnplugged) {
     const std::string picture =
@@ -35,10 +66,7 @@ TEST(SearchOfADrive, KeepsWhatItFoundUntilTheDriveWasUnplugged) {
     for (int requests = 0; mostFound < kPictures; ++requests) {
         auto media = std::make_unique<TestMedia>(drive(picture));
         media->unplugAfter(requests);
-        ScannedVolume scanned;
-        scanned.setMedia(std::move(media));
-        scanned.setTree(std::make_unique<kova::ZFileTree>());
-        ScanSession session(kova::ScanOptions::today(), std::move(scanned));
+        ScanSession session(kova::ScanOptions::today(), onDrive(std::move(media)));
         std::optional<kova::SavedSearch> kept;
         kova::SearchKeeping keeping;
         keeping.keep = [&kept](const kova::SavedSearch& saved) { kept = saved; };
@@ -65,10 +93,8 @@ TEST(SearchOfADrive, KeepsWhatItFoundUntilTheDriveWasUnplugged) {
 TEST(SearchOfADrive, GoesOnWhereItWasStopped) {
     const std::string picture =
         platform::test::contentOf(fs::path(ORVANE_SOURCE_DIR) / "tests/pictures/small.png");
-    ScannedVolume scanned;
-    scanned.setMedia(std::make_unique<TestMedia>(drive(picture)));
-    scanned.setTree(std::make_unique<kova::ZFileTree>());
-    ScanSession first(kova::ScanOptions::today(), std::move(scanned));
+    ScanSession first(kova::ScanOptions::today(),
+                      onDrive(std::make_unique<TestMedia>(drive(picture))));
     first.setWatcher([&first](double progress) {
         if (progress > 0.4)
             first.finishSearch();

@@ -19,6 +19,9 @@
 #include <sstream>
 #include <thread>
 
+#include <fcntl.h>
+#include <linux/loop.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 
 namespace platform::test {
@@ -94,7 +97,7 @@ protected:
     /// A loop device on a file, for those who may.
     std::optional<std::string> attachLoop(const std::filesystem::path& image) {
         const std::string told = forShell(dir_ / "loop");
-        if (!succeeds("losetup --find --show " + forShell(image) + " > " + told))
+        if (!succeeds("losetup --read-only --find --show " + forShell(image) + " > " + told))
             return std::nullopt;
         std::string node = contentOf(dir_ / "loop");
         node.pop_back();
@@ -189,9 +192,17 @@ TEST_F(DriveServiceTest, AGivenDeviceIsReadByItsLetterUntilItIsGone) {
     EXPECT_EQ(device.readAt(0, bytes.data(), bytes.size()), 4096);
     EXPECT_EQ(bytes, contentOf(image).substr(0, bytes.size()));
     user.reset();
-    std::filesystem::resize_file(image, 0); // As good as pulled out.
+    // What a bad sector and a stick that was pulled out answer is the same.
+    std::filesystem::copy_file(image, dir_ / "other");
+    std::filesystem::resize_file(image, 0);
     EXPECT_EQ(device.readAt(kBytes / 2, bytes.data(), bytes.size()), -1);
-    EXPECT_NE(device.failure().kind, Error::AccessDenied);
+    EXPECT_EQ(device.failure().kind, Error::Other);
+    std::filesystem::resize_file(image, kBytes);
+    const Descriptor other = openPath((dir_ / "other").string(), O_RDONLY);
+    ASSERT_EQ(::ioctl(openPath(*node, O_RDONLY).get(), LOOP_CHANGE_FD, other.get()), 0);
+    std::filesystem::resize_file(dir_ / "other", 0);
+    EXPECT_EQ(device.readAt(kBytes / 2, bytes.data(), bytes.size()), -1);
+    EXPECT_EQ(device.failure().kind, Error::DeviceGone);
 }
 
 } // namespace
