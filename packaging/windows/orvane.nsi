@@ -132,13 +132,8 @@ FunctionEnd
 Section
   Call removeOlder
   SetOutPath "$INSTDIR"
-  File /r "${FOLDER}/*"
+  ; First what removes it: the disk may fill up.
   WriteUninstaller "$INSTDIR\uninstall.exe"
-
-  CreateDirectory "$SMPROGRAMS\Orvane"
-  CreateShortcut "$SMPROGRAMS\Orvane\Orvane.lnk" "$INSTDIR\orvane.exe"
-  CreateShortcut "$SMPROGRAMS\Orvane\Orvane on sample drives.lnk" "$INSTDIR\orvane-open.exe"
-
   WriteRegStr SHCTX "${UNINSTALL}" DisplayName Orvane
   WriteRegStr SHCTX "${UNINSTALL}" DisplayVersion "${VERSION}"
   WriteRegStr SHCTX "${UNINSTALL}" DisplayIcon "$INSTDIR\orvane.exe"
@@ -150,6 +145,12 @@ Section
   WriteRegDWORD SHCTX "${UNINSTALL}" EstimatedSize ${SIZE}
   WriteRegDWORD SHCTX "${UNINSTALL}" NoModify 1
   WriteRegDWORD SHCTX "${UNINSTALL}" NoRepair 1
+
+  File /r "${FOLDER}/*"
+
+  CreateDirectory "$SMPROGRAMS\Orvane"
+  CreateShortcut "$SMPROGRAMS\Orvane\Orvane.lnk" "$INSTDIR\orvane.exe"
+  CreateShortcut "$SMPROGRAMS\Orvane\Orvane on sample drives.lnk" "$INSTDIR\orvane-open.exe"
 SectionEnd
 
 ; Before anything is gone: a program that runs cannot be removed.
