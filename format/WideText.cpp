@@ -58,14 +58,16 @@ char32_t takeWide(std::wstring_view text, std::size_t& at) {
 
 template <typename UnitAt>
 std::wstring wideFromUnits(UnitAt unitAt, std::size_t count) {
-    std::wstring text;
-    text.reserve(count);
+    // At most a character for each unit. A scan does this once for every file.
+    std::wstring text(count, L'\0');
+    wchar_t* end = text.data();
     for (std::size_t at = 0; at < count;) {
         if constexpr (kWideIsUtf16)
-            text.push_back(static_cast<wchar_t>(unitAt(at++)));
+            *end++ = static_cast<wchar_t>(unitAt(at++));
         else
-            text.push_back(static_cast<wchar_t>(takeUtf16(unitAt, count, at)));
+            *end++ = static_cast<wchar_t>(takeUtf16(unitAt, count, at));
     }
+    text.resize(static_cast<std::size_t>(end - text.data()));
     return text;
 }
 

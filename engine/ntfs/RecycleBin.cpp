@@ -76,6 +76,10 @@ bool RecycleBin::isDescription(std::wstring_view name) {
     return startsWith(name, kDescription);
 }
 
+bool RecycleBin::mayDescribe(std::wstring_view name) {
+    return name.starts_with(kDescription);
+}
+
 std::wstring RecycleBin::restOf(std::wstring_view name) {
     return std::wstring(name.substr(kContent.size()));
 }
@@ -86,17 +90,18 @@ void RecycleBin::addLiveDescription(const ZFileTreeNode& file) {
 }
 
 void RecycleBin::restore(const Read& read) {
+    std::vector<const ZFileTreeNode*> contents;
     for (const auto& [id, node] : tree_.allNodes()) {
         if (!node.isDirectory && isDescription(node.name))
             descriptions_.try_emplace({node.parentId, restOf(node.name)}, node);
+        else if ((!node.exists || takesLive_) && isContent(node.name))
+            contents.push_back(&node);
     }
     std::vector<std::pair<int64, const ZFileTreeNode*>> pairs; // Thrown away, and its description.
-    for (const auto& [id, node] : tree_.allNodes()) {
-        if (descriptions_.empty() || (node.exists && !takesLive_) || !isContent(node.name))
-            continue;
-        const auto found = descriptions_.find({node.parentId, restOf(node.name)});
+    for (const ZFileTreeNode* content : contents) {
+        const auto found = descriptions_.find({content->parentId, restOf(content->name)});
         if (found != descriptions_.end())
-            pairs.emplace_back(id, &found->second);
+            pairs.emplace_back(content->id, &found->second);
     }
     for (const auto& [id, description] : pairs) {
         if (const auto path = originalPath(read(*description)))

@@ -41,6 +41,9 @@ public:
     [[nodiscard]] static bool isContent(std::wstring_view name);     ///< "$R" and more.
     [[nodiscard]] static bool isDescription(std::wstring_view name); ///< "$I" and more.
 
+    /// Whether a file of this name, or a stream of it, may be a description.
+    [[nodiscard]] static bool mayDescribe(std::wstring_view name);
+
     /// What the names of a pair have in common.
     [[nodiscard]] static std::wstring restOf(std::wstring_view name);
 

@@ -284,6 +284,11 @@ const std::wstring& ZMftRecord::fileName() {
     return name_;
 }
 
+std::wstring ZMftRecord::takeFileName() {
+    static_cast<void>(fileName());
+    return std::move(name_);
+}
+
 int64 ZMftRecord::parentReference() {
     if (parentRef_ == -1)
         static_cast<void>(fileName());

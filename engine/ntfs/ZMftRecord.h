@@ -5,7 +5,6 @@
 #include "engine/ntfs/ZAttribute.h"
 #include "engine/types.h"
 
-#include <deque>
 #include <list>
 #include <string>
 #include <unordered_map>
@@ -78,6 +77,9 @@ public:
     /// `posixNames`, else the first POSIX one. Empty when there is none.
     const std::wstring& fileName();
 
+    /// The same, given away: for who needs the record for nothing else that the name tells.
+    std::wstring takeFileName();
+
     /// Record number of the directory that the chosen name is in, -1 when there is none.
     int64 parentReference();
 
@@ -105,7 +107,7 @@ private:
     /// The base record, then every extension record read. Attributes point into them.
     std::list<ntfs::RecordBuffer> buffers_;
     std::unordered_map<int64, ntfs::RecordBuffer*> extensions_;
-    std::deque<ZAttribute> attributes_;
+    std::list<ZAttribute> attributes_; ///< Costs nothing as long as none is asked for.
     std::vector<uint8> attributeList_;
     std::wstring name_;
     int64 parentRef_ = -1;

@@ -53,7 +53,7 @@ bool describe(ZMftRecord& record, int64 number, ZFileTreeNode& node) {
         return false;
     node.id = number;
     node.parentId = record.parentReference();
-    node.name = record.fileName();
+    node.name = record.takeFileName();
     node.exists = record.isInUse();
     node.isDirectory = record.isDirectory();
     node.attributes = info.fileAttributes;
@@ -384,6 +384,7 @@ bool ZNtfsVolume::processToday(ZFileTree& tree, int64 number, bool onlyDirectori
         walk_->references.push_back({low, record.parentSequence()});
         if (node.isDirectory)
             walk_->folders.push_back({low, record.sequence(), node.exists});
+        seesRecycled_ = seesRecycled_ || RecycleBin::mayDescribe(node.name);
     }
     if (scanOptions().streams)
         insertStreams(tree, record, node);
@@ -429,16 +430,23 @@ void ZNtfsVolume::insertStreams(ZFileTree& tree, ZMftRecord& record, const ZFile
 
 /// Takes out of a folder what was in another folder whose record it has now.
 void ZNtfsVolume::separateStrangers(ZFileTree& tree, int64 folder, uint16 sequence, bool inUse) {
-    if (!walk_)
+    if (!walk_ || walk_->references.empty())
         return;
     const std::vector<int64> children = tree.childIds(folder);
     std::vector<int64> strangers;
+    const auto& references = walk_->references;
+    auto found = references.begin();
     for (const int64 id : children) {
         const auto number = static_cast<uint32>(id);
-        const auto found = std::lower_bound(
-            walk_->references.begin(), walk_->references.end(), number,
+        if (found == references.end() || number < found->record)
+            found = references.begin();
+        // Each record is there once at most, so it lies no further on than its number.
+        const auto most = std::min(static_cast<uint64>(references.end() - found),
+                                   uint64{number} - found->record + 1);
+        found = std::lower_bound(
+            found, found + static_cast<std::ptrdiff_t>(most), number,
             [](const Walk::Reference& a, uint32 record) { return a.record < record; });
-        if (found != walk_->references.end() && found->record == number &&
+        if (found != references.end() && found->record == number &&
             !ntfs::isSameRecord(found->parentSequence, sequence, inUse))
             strangers.push_back(id);
     }
@@ -599,6 +607,7 @@ void ZNtfsVolume::scan(ZFileTree* tree) {
         return;
     const ZCustomMedia::ReadWindow window(*media());
     walk_.emplace();
+    seesRecycled_ = false;
     LiveRecycled live;
     const bool takesLive = scanOptions().recycleBin && scanOptions().liveRecycleBin;
     for (uint32 number = 0; number < recordCount_; ++number) {
@@ -621,7 +630,7 @@ void ZNtfsVolume::scan(ZFileTree* tree) {
     walk_.reset();
     if (scanOptions().wholeFiles)
         nameFormerFolders(*tree);
-    if (scanOptions().recycleBin)
+    if (scanOptions().recycleBin && (seesRecycled_ || !recycled.descriptions.empty()))
         restoreRecycled(*tree, recycled.descriptions);
     setProgress(1.0);
 }

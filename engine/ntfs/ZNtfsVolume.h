@@ -179,6 +179,7 @@ private:
 
     std::optional<Walk> walk_;
     FileStates states_;
+    bool seesRecycled_ = false; ///< The scan: something may tell of what was in the recycle bin.
 };
 
 } // namespace kova
