@@ -1,6 +1,5 @@
 #include "engine/ZFileTree.h"
 #include "engine/ZVolume.h"
-#include "model/texts.h"
 #include "pages/ResultFrame.h"
 
 #include <benchmark/benchmark.h>

@@ -9,7 +9,6 @@
 
 #include <QCommandLineParser>
 
-#include <exception>
 #include <new>
 
 namespace {

@@ -30,19 +30,7 @@ bool ZFileStream::open(const platform::Folder& folder, const std::wstring& name,
 }
 
 int64 ZFileStream::seek(int64 offset, int origin) {
-    int64 base = 0;
-    switch (origin) {
-    case 0:
-        break;
-    case 1:
-        base = position_;
-        break;
-    case 2:
-        base = size();
-        break;
-    default:
-        fail();
-    }
+    const int64 base = baseOf(origin, position_);
     if (!file_.isOpen() || offset < -base || offset > std::numeric_limits<int64>::max() - base)
         fail();
     position_ = base + offset;

@@ -6,19 +6,7 @@
 namespace kova {
 
 int64 ZMemoryStream::seek(int64 offset, int origin) {
-    int64 base = 0;
-    switch (origin) {
-    case 0:
-        break;
-    case 1:
-        base = position_;
-        break;
-    case 2:
-        base = size();
-        break;
-    default:
-        fail();
-    }
+    const int64 base = baseOf(origin, position_);
     // Both bases are non-negative, so the limits below cannot overflow.
     if (offset < -base || offset >= size() - base)
         fail();

@@ -41,6 +41,10 @@ public:
 
     /// Says how many bytes the stream will probably hold. Only a hint.
     virtual void reserve(int64 capacity) { static_cast<void>(capacity); }
+
+protected:
+    /// What `seek` counts from.
+    int64 baseOf(int origin, int64 position);
 };
 
 inline void ZStream::fillZeros(int64 count) {
@@ -49,6 +53,19 @@ inline void ZStream::fillZeros(int64 count) {
         const uint32 piece = count < kPiece ? static_cast<uint32>(count) : kPiece;
         fill(0, piece);
         count -= piece;
+    }
+}
+
+inline int64 ZStream::baseOf(int origin, int64 position) {
+    switch (origin) {
+    case 0:
+        return 0;
+    case 1:
+        return position;
+    case 2:
+        return size();
+    default:
+        fail();
     }
 }
 

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <charconv>
 #include <cstddef>
-#include <system_error>
 #include <utility>
 
 namespace format {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-#include <span>
 
 // Most of what runs here is the library's, which is not built for fuzzing and known to fail on
 // hostile files; the decoder process keeps it in. To go on after its findings:

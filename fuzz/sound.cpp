@@ -7,7 +7,6 @@ extern "C" {
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-#include <span>
 #include <vector>
 
 // What runs here is FFmpeg's for the most part, built without checks; the decoder process keeps

@@ -6,7 +6,6 @@
 #include <QStringDecoder>
 
 #include <cstdint>
-#include <span>
 
 namespace {
 

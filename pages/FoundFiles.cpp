@@ -2,7 +2,6 @@
 
 #include <QScrollBar>
 
-#include <algorithm>
 #include <unordered_map>
 #include <utility>
 

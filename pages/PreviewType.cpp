@@ -1,6 +1,9 @@
 #include "pages/PreviewType.h"
 
+#include "model/ExtensionFilter.h"
+
 #include <QFileInfo>
+#include <QSet>
 #include <QStringList>
 
 namespace {
@@ -14,11 +17,9 @@ const QStringList& soundSuffixes() {
     return suffixes;
 }
 
-const QStringList& imageSuffixes() {
-    static const QStringList suffixes =
-        split("bmp|cut|dds|exr|g3|gif|hdr|ico|iff|lbm|j2k|j2c|jng|jp2|jpg|jpeg|jif|jpe|koa|mng|"
-              "pbm|pcd|pcx|pfm|pgm|pct|pict|pic|png|ppm|psd|ras|sgi|tga|targa|tif|tiff|wbmp|xbm|"
-              "xpm");
+const QSet<QString>& imageSuffixes() {
+    static const QSet<QString> suffixes =
+        ExtensionFilter::suffixes(ExtensionFilter::Family::Pictures);
     return suffixes;
 }
 

@@ -1,7 +1,5 @@
 #include "pages/SoundPlayer.h"
 
-#include "pages/resultText.h"
-
 #include "ui_SoundPlayer.h"
 
 #include <QProxyStyle>

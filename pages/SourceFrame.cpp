@@ -15,7 +15,6 @@
 #include <QVBoxLayout>
 #include <QVariant>
 
-#include <algorithm>
 #include <utility>
 
 namespace {

@@ -6,9 +6,7 @@
 #include "workers/OutputStream.h"
 #include "workers/RecoveryWorker.h"
 
-#include <cstdint>
 #include <memory>
-#include <optional>
 #include <set>
 #include <string>
 #include <unordered_map>

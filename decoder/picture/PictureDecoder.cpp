@@ -16,7 +16,6 @@
 #include <array>
 #include <cctype>
 #include <cmath>
-#include <cstdio>
 #include <limits>
 #include <memory>
 #include <new>

@@ -52,21 +52,12 @@ public:
 
     std::size_t bytesNeeded() const override { return kHeaderBytes; }
 
-    /// Several frames in a row make it sure.
     Certainty begins(std::span<const uint8> first) const override {
-        std::size_t at = 0;
-        int frames = 0;
-        while (frames < kFramesAhead && first.size() > at && first.size() - at >= kHeaderBytes) {
-            const auto header = first.subspan(at);
-            if (!isHeader(header) ||
-                ((readBe<uint32>(header, 0) ^ readBe<uint32>(first, 0)) & kFixed) != 0)
-                return Certainty::No;
-            at += lengthOf(header);
-            ++frames;
-        }
-        if (frames == 0)
-            return Certainty::No;
-        return frames == kFramesAhead ? Certainty::Structure : Certainty::Weak;
+        return certaintyOfFrames(first, kHeaderBytes, [first](std::span<const uint8> header) {
+            const bool continues =
+                ((readBe<uint32>(header, 0) ^ readBe<uint32>(first, 0)) & kFixed) == 0;
+            return isHeader(header) && continues ? lengthOf(header) : 0;
+        });
     }
 
 protected:

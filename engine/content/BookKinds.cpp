@@ -3,8 +3,6 @@
 #include "engine/content/PlainKind.h"
 #include "engine/content/kinds.h"
 
-#include <algorithm>
-
 namespace kova {
 
 namespace {

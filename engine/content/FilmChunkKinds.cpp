@@ -5,7 +5,6 @@
 #include "engine/content/kinds.h"
 
 #include <algorithm>
-#include <optional>
 
 namespace kova {
 

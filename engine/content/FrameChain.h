@@ -2,6 +2,8 @@
 
 #include "engine/content/ContentKind.h"
 
+#include <span>
+
 namespace kova {
 
 /// Follows formats that are nothing but one frame after another, and have no end of their own.
@@ -32,5 +34,24 @@ private:
     uint64 frames_ = 0;
     bool cut_ = false;
 };
+
+/// How sure it is that `first` begins frames: several in a row make it sure. `lengthOf` gives the
+/// bytes of the frame whose header, of `headerBytes`, some bytes begin with; 0 where that is none.
+template <typename LengthOf>
+Certainty certaintyOfFrames(std::span<const uint8> first, std::size_t headerBytes,
+                            LengthOf lengthOf) {
+    constexpr int kSure = 3;
+    int frames = 0;
+    for (std::size_t at = 0;
+         frames < kSure && first.size() > at && first.size() - at >= headerBytes; ++frames) {
+        const uint32 length = lengthOf(first.subspan(at));
+        if (length == 0)
+            return Certainty::No;
+        at += length;
+    }
+    if (frames == 0)
+        return Certainty::No;
+    return frames == kSure ? Certainty::Structure : Certainty::Weak;
+}
 
 } // namespace kova

@@ -3,7 +3,6 @@
 #include "engine/content/ContentReader.h"
 
 #include <array>
-#include <optional>
 #include <vector>
 
 namespace kova {

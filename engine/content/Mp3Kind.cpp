@@ -107,18 +107,11 @@ public:
     Certainty begins(std::span<const uint8> first) const override {
         if (id3::begins(first))
             return Certainty::Magic;
-        std::size_t at = 0;
-        int frames = 0;
-        while (frames < kFramesAhead && first.size() > at && first.size() - at >= kHeaderBytes) {
-            const MpegAudioHeader header{readBe<uint32>(first, at)};
-            if (!header.fits() || ((header.bits ^ readBe<uint32>(first, 0)) & kFixed) != 0)
-                return Certainty::No;
-            at += header.length();
-            ++frames;
-        }
-        if (frames == 0)
-            return Certainty::No;
-        return frames == kFramesAhead ? Certainty::Structure : Certainty::Weak;
+        return certaintyOfFrames(first, kHeaderBytes, [first](std::span<const uint8> bytes) {
+            const MpegAudioHeader header{readBe<uint32>(bytes, 0)};
+            const bool continues = ((header.bits ^ readBe<uint32>(first, 0)) & kFixed) == 0;
+            return header.fits() && continues ? header.length() : 0;
+        });
     }
 
 protected:

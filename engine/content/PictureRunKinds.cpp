@@ -3,7 +3,6 @@
 #include "engine/content/kinds.h"
 
 #include <algorithm>
-#include <array>
 #include <optional>
 
 namespace kova {

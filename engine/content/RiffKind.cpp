@@ -1,7 +1,6 @@
 #include "engine/content/kinds.h"
 
 #include <algorithm>
-#include <array>
 
 namespace kova {
 

@@ -3,7 +3,6 @@
 #include "engine/content/Id3.h"
 #include "engine/content/kinds.h"
 
-#include <algorithm>
 #include <array>
 
 namespace kova {

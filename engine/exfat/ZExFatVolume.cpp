@@ -3,7 +3,6 @@
 #include "engine/exfat/ExFatDirectoryWalk.h"
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
 namespace kova {

@@ -4,7 +4,6 @@
 #include "engine/fat/FatLayout.h"
 
 #include <algorithm>
-#include <limits>
 #include <optional>
 #include <unordered_map>
 

@@ -5,7 +5,6 @@
 #include "engine/fat/FatFound.h"
 #include "engine/fat/ZFatVolume.h"
 
-#include <functional>
 #include <optional>
 #include <span>
 #include <vector>

@@ -6,7 +6,6 @@
 #include <span>
 #include <string>
 #include <unordered_map>
-#include <vector>
 
 namespace kova {
 

@@ -107,7 +107,6 @@ private:
     void loadMftClassic();
     bool loadMftFrom(uint64 lcn);
     void loadMftBitmap(ZMftRecord& record);
-    void loadVolumeBitmapToday();
 
     bool processClassic(ZFileTree& tree, int64 number, bool onlyDirectories);
     bool processToday(ZFileTree& tree, int64 number, bool onlyDirectories);

@@ -25,7 +25,6 @@
 #include <optional>
 #include <set>
 #include <span>
-#include <unordered_map>
 #include <unordered_set>
 
 namespace kova {

@@ -10,7 +10,6 @@
 #include "platform/linux/Sources.h"
 
 #include <algorithm>
-#include <climits>
 #include <cstdlib>
 #include <map>
 #include <memory>

@@ -6,7 +6,6 @@
 #include "platform/windows/Volume.h"
 #include "platform/windows/Win32.h"
 
-#include <algorithm>
 #include <array>
 
 namespace platform {

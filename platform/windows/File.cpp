@@ -4,7 +4,6 @@
 #include "platform/windows/Win32.h"
 
 #include <algorithm>
-#include <utility>
 
 namespace platform {
 

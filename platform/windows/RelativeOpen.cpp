@@ -3,7 +3,6 @@
 #include "platform/windows/Win32.h"
 
 #include <limits>
-#include <utility>
 
 #include <winternl.h>
 

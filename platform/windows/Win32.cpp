@@ -1,11 +1,8 @@
 #include "platform/windows/Win32.h"
 
-#include "format/WideText.h"
-
 #include <algorithm>
 #include <limits>
 #include <string_view>
-#include <vector>
 
 namespace platform {
 

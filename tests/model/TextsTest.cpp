@@ -5,7 +5,6 @@
 #include <QDateTime>
 
 #include <cstdlib>
-#include <ctime>
 
 namespace {
 

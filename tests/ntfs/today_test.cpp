@@ -13,7 +13,6 @@
 #include <fstream>
 #include <iterator>
 #include <map>
-#include <optional>
 
 namespace kova::test {
 namespace {

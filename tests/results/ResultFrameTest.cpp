@@ -1,5 +1,4 @@
 #include "model/FileModel.h"
-#include "model/texts.h"
 #include "pages/RecoveryWidget.h"
 #include "tests/results/ResultPage.h"
 #include "tests/support/Answers.h"

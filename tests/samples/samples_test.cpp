@@ -1,7 +1,6 @@
 #include "engine/ZMemoryStream.h"
 #include "engine/ZTreeListing.h"
 #include "engine/openVolume.h"
-#include "format/WideText.h"
 #include "model/texts.h"
 #include "platform/Drives.h"
 #include "tests/support/Shell.h"

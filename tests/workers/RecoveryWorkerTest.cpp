@@ -1,6 +1,5 @@
 #include "workers/RecoveryWorker.h"
 
-#include "model/texts.h"
 #include "tests/platform/Tools.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestMedia.h"
@@ -12,7 +11,6 @@
 #include <QCryptographicHash>
 #include <QMetaObject>
 
-#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>

@@ -5,7 +5,6 @@
 #include "engine/search/remnants/FatTableFinder.h"
 #include "engine/search/remnants/ZFormerFiles.h"
 
-#include <unordered_map>
 #include <vector>
 
 namespace kova {

@@ -2,8 +2,8 @@
 
 #include "engine/ntfs/RunList.h"
 
+#include <algorithm>
 #include <bit>
-#include <numeric>
 
 namespace kova {
 

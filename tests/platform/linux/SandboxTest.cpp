@@ -6,7 +6,6 @@
 #include <thread>
 #include <vector>
 
-#include <csignal>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
