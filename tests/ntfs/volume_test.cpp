@@ -487,6 +487,7 @@ TEST(NtfsVolume, CraftedSizesStayBounded) {
     EXPECT_FALSE(opened.volume.extract(*opened.tree.find(21), &sink));
     EXPECT_EQ(opened.volume.extractReport().reason, ExtractReport::Reason::Damaged);
     EXPECT_LE(sink.size(), (2 << 20) + (64 << 20)) << "twice what the volume holds, and some";
+    EXPECT_EQ(Opened(builder).content(21), std::nullopt);
 }
 
 TEST(NtfsExtract, RunsLongerThanARequestAndHolesAtOnce) {

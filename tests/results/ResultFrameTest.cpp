@@ -3,13 +3,13 @@
 #include "tests/results/ResultPage.h"
 #include "tests/support/Answers.h"
 #include "tests/support/TestMedia.h"
+#include "tests/support/contentsBelow.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <QAbstractItemModelTester>
 #include <QApplication>
-#include <QCryptographicHash>
 #include <QDirIterator>
 #include <QFile>
 #include <QJsonArray>
@@ -38,24 +38,8 @@ using kova::ZFileTreeNode;
 using kova::test::TempDir;
 using kova::test::TestMedia;
 
-QString sha256(const QByteArray& bytes) {
-    return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
-}
-
 QString toPath(const TempDir& folder) {
     return QString::fromStdString(folder.path().string());
-}
-
-/// What the files below a folder hold.
-std::multiset<QString> contentsBelow(const QString& folder) {
-    std::multiset<QString> contents;
-    QDirIterator files(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-    while (files.hasNext()) {
-        QFile file(files.next());
-        EXPECT_TRUE(file.open(QIODevice::ReadOnly));
-        contents.insert(sha256(file.readAll()));
-    }
-    return contents;
 }
 
 /// A volume whose files wait to be let go, one at a time. Each holds its name.

@@ -10,10 +10,10 @@
 #include "tests/support/Answers.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestMedia.h"
+#include "tests/support/contentsBelow.h"
 
 #include <QAccessible>
 #include <QCheckBox>
-#include <QCryptographicHash>
 #include <QDirIterator>
 #include <QFile>
 #include <QGuiApplication>
@@ -64,19 +64,6 @@ std::multimap<QString, QString> expectedContents(const QString& image) {
             if (!hash.isEmpty())
                 contents.emplace(hash, file[QStringLiteral("path")].toString());
         }
-    }
-    return contents;
-}
-
-std::multiset<QString> contentsBelow(const QString& folder) {
-    std::multiset<QString> contents;
-    QDirIterator files(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-    while (files.hasNext()) {
-        QFile file(files.next());
-        EXPECT_TRUE(file.open(QIODevice::ReadOnly));
-        const QByteArray hash =
-            QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256);
-        contents.insert(QString::fromLatin1(hash.toHex()));
     }
     return contents;
 }
