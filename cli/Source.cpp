@@ -192,7 +192,8 @@ void Source::addOptions(QCommandLineParser& parser) {
 Source::Source(const QCommandLineParser& parser)
     : name_(parser.positionalArguments().constFirst()),
       drive_(findSource(name_, partitionIn(parser))), search_(searchIn(parser)),
-      session_(scanOptionsIn(parser), [this](double done) { return onProgress(done); }) {
+      session_(scanOptionsIn(parser), [this](double done) { return onProgress(done); }),
+      offersSearch_(!search_ && !parser.isSet(kClassic)) {
     if (search_ && search_->readsOn && !search_->file.isEmpty())
         saved_.emplace(search_->file, drive_, search_->before.has_value());
     if (!session_.open(drive_.letter) && !(search_ && session_.canSearch()))
@@ -225,6 +226,9 @@ QString Source::imagePath() const {
 
 /// Why the session has ended before there was anything to find.
 CommandError Source::whyNotScanned() const {
+    const QString offer = offersSearch_
+                              ? QStringLiteral("\n\"--deep\" looks for files on it all the same.")
+                              : QString();
     QString words = toQString(session_.failure().words);
     switch (session_.end()) {
     case End::Done:
@@ -243,13 +247,14 @@ CommandError Source::whyNotScanned() const {
     case End::Unreadable:
         return refused(QStringLiteral("\"%1\" cannot be read: %2").arg(name_, words));
     case End::NotSupported:
-        return refused(unknownFileSystem(name_, drive_, session_.fileSystem()));
+        return refused(unknownFileSystem(name_, drive_, session_.fileSystem()) + offer);
     case End::Damaged:
         return refused(
             QStringLiteral("\"%1\" is damaged: it says that it is %2, but what describes its files "
                            "cannot be used\nDo not format it and let no program repair "
                            "it: both write over what may still be there.")
-                .arg(name_, QString::fromStdString(session_.fileSystem())));
+                .arg(name_, QString::fromStdString(session_.fileSystem())) +
+            offer);
     }
     return {ExitCode::Stopped,
             QStringLiteral("stopped during the scan; %1 files and folders had been found, nothing "
@@ -348,4 +353,9 @@ void Source::warnOfGaps() const {
                        .arg(name));
     for (const kova::VolumeNote note : session_.volume()->notes())
         printError(name + QStringLiteral(": ") + textOf(note));
+    const auto isFolder = [](const auto& one) { return one.second.isDirectory; };
+    if (offersSearch_ && std::ranges::all_of(tree().allNodes(), isFolder))
+        printError(QStringLiteral("nothing deleted is told of by the file system of %1; \"--deep\" "
+                                  "searches the whole of it for files")
+                       .arg(name));
 }

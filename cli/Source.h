@@ -68,4 +68,5 @@ private:
     std::optional<SearchFile> saved_; ///< What becomes of the search is kept there.
     Progress* progress_ = nullptr;    ///< While a scan runs.
     ScanSession session_;
+    bool offersSearch_; ///< Where one may help, and there was none.
 };
