@@ -1,5 +1,6 @@
 #include "bench/NtfsImage.h"
 #include "bench/Ratio.h"
+#include "bench/States.h"
 #include "engine/ZFileStream.h"
 #include "engine/ntfs/ZNtfsVolume.h"
 #include "format/WideText.h"
@@ -91,21 +92,10 @@ void ntfsScan(benchmark::State& state) {
 
 BENCHMARK(ntfsScan)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
 
-/// The states of all files of such a volume against their scan.
 void ntfsStates(benchmark::State& state) {
-    constexpr uint32 kRecords = 200'000;
-    const auto image = NtfsImage::ofRecords(kRecords, 7, 100);
+    const auto image = NtfsImage::ofRecords(200'000, 7, 100);
     OpenVolume open(image);
-    ZFileTree tree;
-    open.volume.scan(&tree);
-    auto again = std::make_unique<ZFileTree>();
-    compare(
-        state, 0.25, [&] { open.volume.scan(again.get()); },
-        [&] {
-            for (const auto& [id, node] : tree.allNodes())
-                benchmark::DoNotOptimize(open.volume.assess(node));
-        },
-        3, [&] { again = std::make_unique<ZFileTree>(); });
+    compareStates(state, open.volume);
 }
 
 BENCHMARK(ntfsStates)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);

@@ -1,5 +1,6 @@
 #include "bench/Nodes.h"
 #include "bench/Ratio.h"
+#include "bench/States.h"
 #include "engine/ZFileTree.h"
 #include "engine/exfat/ZExFatVolume.h"
 #include "tests/support/ExFatBuilder.h"
@@ -14,26 +15,32 @@
 namespace kova::bench {
 namespace {
 
-/// A scan of 1,000 folders of 40 deleted files each, against what that is: reading the folders'
-/// bytes and putting the same nodes into a tree.
-void exFatScan(benchmark::State& state) {
-    constexpr int kFolders = 1000;
+constexpr uint32 kClusterBytes = 32 * 1024;
+
+/// A volume with folders of 40 deleted files each, whose first clusters are in `clusters`.
+test::ExFatBuilder foldersOfDeleted(uint32 folders, std::vector<uint32>& clusters) {
     constexpr int kFiles = 40;
-    constexpr uint32 kClusterBytes = 32 * 1024;
-    test::ExFatBuilder builder({.clusterBytes = kClusterBytes, .clusters = 3000});
-    std::vector<uint32> clusters;
-    for (int folder = 0; folder < kFolders; ++folder) {
+    test::ExFatBuilder builder({.clusterBytes = kClusterBytes, .clusters = 3 * folders});
+    for (uint32 folder = 0; folder < folders; ++folder) {
         const std::string text = "folder " + std::to_string(folder);
         const std::u16string name(text.begin(), text.end());
         clusters.push_back(builder.addFolder(0, {.name = name}));
         for (int file = 0; file < kFiles; ++file) {
             const std::string photo = "photo " + std::to_string(file) + ".jpg";
             test::ExFatEntry entry{.name = {photo.begin(), photo.end()}, .deleted = true};
-            entry.cluster = 2900;
+            entry.cluster = 3 * folders - 100;
             entry.size = kClusterBytes;
             builder.add(clusters.back(), test::entrySet(entry));
         }
     }
+    return builder;
+}
+
+/// A scan of 1,000 folders of 40 deleted files each, against what that is: reading the folders'
+/// bytes and putting the same nodes into a tree.
+void exFatScan(benchmark::State& state) {
+    std::vector<uint32> clusters;
+    test::ExFatBuilder builder = foldersOfDeleted(1000, clusters);
     test::TestMedia media(builder.bytes());
     std::vector<uint8> buffer(kClusterBytes);
     const auto opened = [&media] {
@@ -59,6 +66,17 @@ void exFatScan(benchmark::State& state) {
         },
         [&] { opened()->scan(tree.get()); }, 9, [&] { tree = std::make_unique<ZFileTree>(); });
 }
+
+void exFatStates(benchmark::State& state) {
+    std::vector<uint32> clusters;
+    test::TestMedia media(foldersOfDeleted(3500, clusters).bytes());
+    ZExFatVolume volume(&media);
+    volume.setScanOptions(ScanOptions::today());
+    volume.init();
+    compareStates(state, volume);
+}
+
+BENCHMARK(exFatStates)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
 
 BENCHMARK(exFatScan)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
 

@@ -1,5 +1,6 @@
 #include "bench/Nodes.h"
 #include "bench/Ratio.h"
+#include "bench/States.h"
 #include "engine/ZFileTree.h"
 #include "engine/fat/ZFatVolume.h"
 #include "tests/support/FatBuilder.h"
@@ -24,21 +25,28 @@ test::FatEntry entryNamed(char kind, int number, const char* extension = "") {
     return entry;
 }
 
-/// A scan of 1,000 folders of 100 deleted entries each on FAT32, against what that is: reading the
-/// folders' bytes, in the order of the walk, and putting the same nodes into a tree.
-void fatScan(benchmark::State& state) {
-    constexpr int kFolders = 1000;
+constexpr uint32 kSectorsPerCluster = 8;
+
+/// A FAT32 volume with folders of 100 deleted files each, whose first clusters are in `clusters`.
+test::FatBuilder foldersOfDeleted(int folders, std::vector<uint32>& clusters) {
     constexpr int kEntries = 100;
-    constexpr uint32 kSectorsPerCluster = 8;
-    test::FatBuilder builder(
-        {.type = FatType::Fat32, .sectorsPerCluster = kSectorsPerCluster, .clusters = 105'000});
-    std::vector<uint32> clusters;
-    for (int folder = 0; folder < kFolders; ++folder) {
+    test::FatBuilder builder({.type = FatType::Fat32,
+                              .sectorsPerCluster = kSectorsPerCluster,
+                              .clusters = static_cast<uint32>(folders) * (kEntries + 5)});
+    for (int folder = 0; folder < folders; ++folder) {
         const uint32 directory = builder.addDirectory(0, entryNamed('F', folder));
         clusters.push_back(directory);
         for (int entry = 0; entry < kEntries; ++entry)
             builder.addFile(directory, entryNamed('E', entry, ".TXT"), "x");
     }
+    return builder;
+}
+
+/// A scan of 1,000 folders of 100 deleted entries each on FAT32, against what that is: reading the
+/// folders' bytes, in the order of the walk, and putting the same nodes into a tree.
+void fatScan(benchmark::State& state) {
+    std::vector<uint32> clusters;
+    test::FatBuilder builder = foldersOfDeleted(1000, clusters);
     test::TestMedia media(builder.bytes());
     ZFatVolume volume(&media);
     volume.init();
@@ -59,6 +67,17 @@ void fatScan(benchmark::State& state) {
         [&] { volume.scan(tree.get()); }, 9, [&] { tree = std::make_unique<ZFileTree>(); });
     state.counters["nodes"] = static_cast<double>(nodes.size());
 }
+
+void fatStates(benchmark::State& state) {
+    std::vector<uint32> clusters;
+    test::TestMedia media(foldersOfDeleted(1400, clusters).bytes());
+    ZFatVolume volume(&media);
+    volume.setScanOptions(ScanOptions::today());
+    volume.init();
+    compareStates(state, volume);
+}
+
+BENCHMARK(fatStates)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
 
 /// A scan of a FAT32 stick with 100,000 deleted files whose entries have lost the high half of
 /// their first cluster, against the same scan that does not look for where they were. The volume
