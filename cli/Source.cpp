@@ -104,7 +104,15 @@ Drive findSource(const QString& name, std::optional<int> partition) {
                                    ? QStringLiteral("\nYou may not read this file; ask for the "
                                                     "right to, or run the command with \"sudo\".")
                                    : QString()));
-    return pickPartition(name, attached.drives, partition);
+    Drive drive = pickPartition(name, attached.drives, partition);
+    if (attached.tableIsLost)
+        printError(QStringLiteral("took volume %1 of \"%2\", found without a partition table")
+                       .arg(QString::number(drive.partition), name));
+    else if (drive.partition != 0 && !partition)
+        printError(QStringLiteral("took partition %1 of \"%2\", the only one with NTFS, exFAT or "
+                                  "FAT")
+                       .arg(QString::number(drive.partition), name));
+    return drive;
 }
 
 /// Why a volume that could be opened is none that can be searched.

@@ -51,6 +51,8 @@ struct AttachResult {
     std::vector<Drive> drives;
     std::wstring error; ///< In words, for people; empty on success.
     bool accessDenied = false;
+    /// No table led to the drives: they are volumes that were looked for, numbered as they lie.
+    bool tableIsLost = false;
 };
 
 /// Attaches a disk image read-only. Attaching the same file again gives the same letters.

@@ -2,6 +2,7 @@
 
 #include "format/BootSector.h"
 #include "format/PartitionTable.h"
+#include "format/findVolumes.h"
 #include "platform/File.h"
 #include "platform/System.h"
 
@@ -66,14 +67,18 @@ std::optional<format::VolumeFormat> identifyCopyIn(File& image, std::uint64_t of
     return format::identifyByCopy(read, length);
 }
 
+format::ReadDisk readerOf(File& image) {
+    return [&image](std::uint64_t offset, std::span<std::uint8_t> bytes) {
+        return image.readAt(static_cast<std::int64_t>(offset), bytes.data(), bytes.size()) ==
+               static_cast<std::int64_t>(bytes.size());
+    };
+}
+
 /// The partitions that hold NTFS, FAT or exFAT, by their boot sectors or copies of these;
 /// `hasTable` tells whether there is a partition table at all.
 std::vector<format::Partition> scannablePartitions(File& image, std::uint64_t size,
                                                    bool& hasTable) {
-    const format::ReadDisk read = [&image](std::uint64_t offset, std::span<std::uint8_t> bytes) {
-        return image.readAt(static_cast<std::int64_t>(offset), bytes.data(), bytes.size()) ==
-               static_cast<std::int64_t>(bytes.size());
-    };
+    const format::ReadDisk read = readerOf(image);
     hasTable = false;
     for (const std::uint32_t sectorSize : kDiskSectorSizes) {
         format::PartitionTable table = format::readPartitionTable(read, size, sectorSize);
@@ -86,6 +91,17 @@ std::vector<format::Partition> scannablePartitions(File& image, std::uint64_t si
             return table.partitions;
     }
     return {};
+}
+
+/// The volumes of an image that has no partition table, or none that leads to any; nothing when
+/// it is itself one, as far as its start tells.
+std::vector<format::Partition> lostPartitions(File& image, std::uint64_t size) {
+    if (identifyIn(image, 0))
+        return {};
+    std::vector<format::Partition> found = format::findVolumes(readerOf(image), size);
+    if (!found.empty() && found.front().offset == 0)
+        found.clear();
+    return found;
 }
 
 AttachResult failure(std::wstring words, bool accessDenied = false) {
@@ -124,6 +140,11 @@ AttachResult attachImage(const std::wstring& path) {
     bool hasTable = false;
     std::vector<format::Partition> partitions =
         scannablePartitions(image, static_cast<std::uint64_t>(size), hasTable);
+    AttachResult result;
+    if (partitions.empty()) {
+        partitions = lostPartitions(image, static_cast<std::uint64_t>(size));
+        result.tableIsLost = !partitions.empty();
+    }
     if (partitions.empty()) {
         if (hasTable && !identifyIn(image, 0) &&
             !identifyCopyIn(image, 0, static_cast<std::uint64_t>(size)))
@@ -134,7 +155,6 @@ AttachResult attachImage(const std::wstring& path) {
     }
 
     openImages().keep(source.identity, std::move(image));
-    AttachResult result;
     for (const format::Partition& partition : partitions) {
         source.offset = partition.offset;
         source.length = partition.length;

@@ -116,6 +116,8 @@ TEST_F(SourceTest, APartitionIsChosenByItsNumber) {
     EXPECT_THAT(run({"scan", image.string(), "--list", "--partition=3"}).lines(),
                 ElementsAre("on ntfs"));
     EXPECT_EQ(run({"scan", image.string(), "--partition", "2"}).code, 2);
+    platform::test::overwrite(image, 8 << 20, std::vector<std::uint8_t>(8 << 20));
+    EXPECT_THAT(run({"scan", image.string(), "--list"}).err, HasSubstr("took partition 1 of"));
     EXPECT_EQ(run({"scan", (dir / "ntfs").string(), "--partition", "1"}).code, 2) << "it has none";
 }
 

@@ -104,6 +104,18 @@ TEST_F(ImagesTest, EveryPartitionWithAKnownVolumeIsADriveWhateverItsTypeSays) {
     EXPECT_EQ(result.drives[3].fileSystem, "");
     EXPECT_EQ(result.drives[3].sectorSize, 1024U);
 
+    // The same without the table: they are found by what describes them.
+    std::filesystem::copy_file(dir_ / "disk", dir_ / "lost");
+    overwrite(dir_ / "lost", 0, std::vector<std::uint8_t>(512));
+    const AttachResult lost = attach("lost");
+    EXPECT_TRUE(lost.tableIsLost);
+    ASSERT_EQ(lost.drives.size(), 4U);
+    for (std::size_t i = 0; i < lost.drives.size(); ++i) {
+        EXPECT_EQ(lost.drives[i].partition, static_cast<int>(i) + 1);
+        EXPECT_EQ(lost.drives[i].fileSystem, result.drives[i].fileSystem);
+        EXPECT_EQ(lost.drives[i].sizeBytes, result.drives[i].sizeBytes);
+    }
+
     // A partition is read from its start to its end and no further.
     Device device;
     ASSERT_TRUE(device.open(devicePath(result.drives[1].letter)));
