@@ -145,6 +145,7 @@ constexpr SuffixOf kSuffixes[] = {
     {L"gpx", textKind},
     {L"gz", gzipKind},
     {L"h", textKind},
+    {L"hei", isoMediaKind}, // as a short name has it
     {L"heic", isoMediaKind},
     {L"heif", isoMediaKind},
     {L"hif", isoMediaKind},

@@ -1,5 +1,6 @@
 #include "engine/fat/ZFatVolume.h"
 
+#include "engine/content/kinds.h"
 #include "engine/fat/FatDirectoryWalk.h"
 #include "engine/fat/FatSurvey.h"
 
@@ -213,11 +214,23 @@ FileState ZFatVolume::assess(const ZFileTreeNode& node) {
         state.kind = FileState::Kind::Overwritten;
     else if (state.taken > 0)
         state.kind = FileState::Kind::Partly;
-    else if (place.certainty == FatPlace::Certainty::Doubted || pieces > 1)
+    else if (place.certainty == FatPlace::Certainty::Doubted || pieces > 1 ||
+             isUnprovable(node, place))
         state.kind = FileState::Kind::Uncertain;
     else
         state.kind = FileState::Kind::Whole;
     return state;
+}
+
+/// Whether others may have been written over it, or lie among its clusters, and its content cannot
+/// tell.
+bool ZFatVolume::isUnprovable(const ZFileTreeNode& node, const FatPlace& place) {
+    if (!scanOptions().findPlaces || (!starts_.anyInside(place.first, clustersOf(node)) &&
+                                      !starts_.mayBeOverwritten(place.first, place.created)))
+        return false;
+    const FormerStarts::Kinds& kinds = starts_.kindsOf(node.name);
+    return std::all_of(kinds.begin(), kinds.end(),
+                       [](const ContentKind* kind) { return kind == &textKind(); });
 }
 
 std::vector<ByteRange> ZFatVolume::placeOf(const ZFileTreeNode& node) {

@@ -68,6 +68,7 @@ private:
 
     [[nodiscard]] FatPlace fatPlaceOf(const ZFileTreeNode& node) const;
     [[nodiscard]] uint64 clustersOf(const ZFileTreeNode& node) const;
+    [[nodiscard]] bool isUnprovable(const ZFileTreeNode& node, const FatPlace& place);
     [[nodiscard]] std::vector<FatRun> runsOf(const ZFileTreeNode& node);
     [[nodiscard]] std::vector<FatRun> weighedRunsOf(const ZFileTreeNode& node, Fit& fit);
     bool extractRuns(const ZFileTreeNode& node, ZStream& out);

@@ -173,6 +173,22 @@ TEST(FatPlace, DoubtsBothOfTwoThatWereThereAtOnceAndClaimTheSame) {
     }
 }
 
+TEST(FatPlace, DoubtsWhatLiesOverAnOlderFileAndCannotBeProven) {
+    for (const bool isPicture : {false, true}) {
+        FatBuilder builder;
+        FatEntry older = named("older", kDeleted);
+        older.creationDate = older.writeDate = fatDate(2018, 1, 1);
+        older.size = 1;
+        const std::string name = isPicture ? "new.png" : "new.txt";
+        const std::size_t bytes = std::size_t{3} * builder.clusterBytes();
+        older.cluster = builder.addFile(0, named(name, kDeleted), contentOf('x', bytes)) + 1;
+        builder.add(0, older);
+        FatScan scan = scanned(builder);
+        EXPECT_EQ(scan.volume.assess(scan.named({name.begin(), name.end()})).kind,
+                  isPicture ? FileState::Kind::Whole : FileState::Kind::Uncertain);
+    }
+}
+
 /// A whole PNG, as far as its chunks and their checksums tell.
 std::string pngOf(char kind, std::size_t bytes) {
     std::string png = "\x89PNG\r\n\x1a\n";
