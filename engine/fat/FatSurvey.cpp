@@ -497,7 +497,9 @@ void FatSurvey::markDoubts() {
         if (item.found == FatFolderItem::kLive)
             continue;
         FatFound& found = found_[item.found];
-        if (found.place.first == 0 || found.isRename || item.clusters == 0)
+        // What is larger than the volume is none of its files: its entry is damaged.
+        if (found.place.first == 0 || found.isRename || item.clusters == 0 ||
+            item.clusters > volume_.geometry_.clusterCount)
             continue;
         claims.push_back({found.place.first, uint64{found.place.first} + item.clusters, &found});
         if (found.place.certainty != FatPlace::Certainty::Doubted)

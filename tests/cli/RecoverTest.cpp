@@ -24,6 +24,8 @@ using kova::int64;
 using kova::test::FatBuilder;
 using kova::test::NtfsBuilder;
 using platform::test::succeeds;
+using testing::AllOf;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Key;
@@ -450,9 +452,10 @@ TEST_F(LongRecoverTest, WritesWhatFitsWhenTheOutputIsFull) {
     out = mount / "out";
     const Result result = recover();
     EXPECT_EQ(result.code, 4);
+    // The long one would lie over the third.
     EXPECT_THAT(result.lines(),
-                ElementsAre("Recovered 2 files to \"" + out.string() + "\"; 1 failed.",
-                            "Failed:", HasSubstr("_ECOND.BIN: there is no room for it")));
+                AllOf(Contains("Recovered 2 files to \"" + out.string() + "\"; 1 failed."),
+                      Contains(HasSubstr("_ECOND.BIN: there is no room for it"))));
     EXPECT_THAT(result.err, HasSubstr("the output drive is full; make room"));
     EXPECT_THAT(filesBelow(out), UnorderedElementsAre(Key("_IRST.BIN"), Key("_HIRD.BIN")));
     EXPECT_TRUE(contentOf(out / "_HIRD.BIN") == small);
