@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <limits>
 
 namespace kova {
 
@@ -35,6 +36,11 @@ uint64 ClusterRanges::pastRange(uint64 cluster) const {
     if (after == ranges_.begin())
         return cluster;
     return std::max(cluster, std::prev(after)->second);
+}
+
+uint64 ClusterRanges::nextRange(uint64 cluster) const {
+    const auto range = ranges_.upper_bound(cluster);
+    return range == ranges_.end() ? std::numeric_limits<uint64>::max() : range->first;
 }
 
 } // namespace kova

@@ -18,6 +18,9 @@ public:
     /// The first cluster from `cluster` on that is not in the set.
     [[nodiscard]] uint64 pastRange(uint64 cluster) const;
 
+    /// Where the first range behind `cluster` begins; past every cluster where there is none.
+    [[nodiscard]] uint64 nextRange(uint64 cluster) const;
+
 private:
     std::map<uint64, uint64> ranges_; ///< First cluster of each, and the one behind its last.
 };

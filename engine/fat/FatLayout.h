@@ -22,6 +22,7 @@ public:
     /// First name bytes that mean something else.
     static constexpr uint8 kEndMark = 0x00;     ///< This entry and all after it are unused.
     static constexpr uint8 kDeletedMark = 0xE5; ///< Deleted; the name's first byte is lost.
+    static constexpr uint8 kDot = '.';          ///< The entries "." and "..".
     static constexpr uint8 kEscapedE5 = 0x05;   ///< A name that begins with the byte 0xE5.
 
     static constexpr uint8 kVolumeLabel = 0x08; ///< Attribute bit: no file, the volume's name.
@@ -86,6 +87,11 @@ public:
 
     [[nodiscard]] bool isLongName() const {
         return (attributes() & kDefinedAttributes) == kLongName;
+    }
+
+    /// False: neither a file's or directory's entry nor a part of a long name.
+    [[nodiscard]] bool mayBeOne() const {
+        return firstByte() != kEndMark && (isLongName() || attributes() <= kDefinedAttributes);
     }
 
     [[nodiscard]] bool isVolumeLabel() const { return (attributes() & kVolumeLabel) != 0; }

@@ -3,6 +3,7 @@
 #include "engine/fat/FatFolderChains.h"
 
 #include <algorithm>
+#include <optional>
 #include <string>
 #include <tuple>
 #include <unordered_map>
@@ -23,7 +24,7 @@ constexpr uint64 kAllSearchBytes = uint64{1} << 30;
 /// Clusters that are looked into for directories that nothing leads to, and, where these are small,
 /// what they may hold together.
 constexpr uint64 kMostProbes = 0x4000;
-constexpr uint64 kProbedBytes = uint64{256} << 20;
+constexpr uint64 kProbedBytes = uint64{128} << 20;
 constexpr uint64 kProbesPerReport = 1024;
 /// What is read of them to see which belong together.
 constexpr uint32 kChainedBytes = 32 * 1024 * 1024;
@@ -140,14 +141,18 @@ std::vector<FatSurvey::Forgotten> FatSurvey::forgottenFolders() {
     std::vector<Forgotten> forgotten;
     std::vector<uint32> loose; // Clusters with entries that do not begin a directory.
     const ZCustomMedia::ReadWindow window(*volume_.media());
+    uint64 end = 0; // Up to here clusters are free and unclaimed.
     for (uint64 cluster = kFirstDataCluster; cluster <= last && probes > 0; ++cluster) {
-        const uint64 unclaimed = claimed.pastRange(cluster);
-        const ClusterRun free = volume_.use_.freeRunAt(unclaimed);
-        if (free.count == 0)
-            break;
-        if (unclaimed != cluster || free.first > cluster) {
-            cluster = std::max<uint64>(unclaimed, free.first) - 1;
-            continue;
+        if (cluster >= end) {
+            const uint64 unclaimed = claimed.pastRange(cluster);
+            const ClusterRun free = volume_.use_.freeRunAt(unclaimed);
+            if (free.count == 0)
+                break;
+            if (unclaimed != cluster || free.first > cluster) {
+                cluster = std::max<uint64>(unclaimed, free.first) - 1;
+                continue;
+            }
+            end = std::min(free.first + free.count, claimed.nextRange(cluster));
         }
         if (isRead(static_cast<uint32>(cluster)))
             continue;
@@ -156,12 +161,15 @@ std::vector<FatSurvey::Forgotten> FatSurvey::forgottenFolders() {
             break;
         }
         const auto first = static_cast<uint32>(cluster);
-        const FatPlaceFinder::Dots& dots = finder_.dotsOf(first);
-        const bool isBelowRoot = dots.parent == geometry.rootCluster;
-        if (dots.self == first)
-            forgotten.push_back({first, isBelowRoot ? 0 : dots.parent, dots.created, false});
-        else if (holdsEntries(first))
+        const std::optional<uint8> begin = firstEntryByte(first);
+        if (begin == FatDirectoryEntry::kDot) {
+            const FatPlaceFinder::Dots& dots = finder_.dotsOf(first);
+            const bool isBelowRoot = dots.parent == geometry.rootCluster;
+            if (dots.self == first)
+                forgotten.push_back({first, isBelowRoot ? 0 : dots.parent, dots.created, false});
+        } else if (begin && holdsEntries(first)) {
             loose.push_back(first);
+        }
     }
     chainForgotten(forgotten, loose);
     return forgotten;
@@ -424,6 +432,16 @@ uint32 FatSurvey::findContinuation(uint32 folder, uint32 last) {
             return cluster;
     }
     return 0;
+}
+
+/// The first byte of a cluster whose first entry may be one, which most of them are quick to deny.
+std::optional<uint8> FatSurvey::firstEntryByte(uint32 cluster) {
+    const FatGeometry& geometry = volume_.geometry_;
+    buffer_.resize(geometry.bytesPerSector);
+    volume_.readSectors(static_cast<uint64>(geometry.sectorOf(cluster)), 1, geometry.bytesPerSector,
+                        buffer_.data());
+    const FatDirectoryEntry entry(buffer_.data());
+    return entry.mayBeOne() ? std::optional(entry.firstByte()) : std::nullopt;
 }
 
 /// Whether a cluster holds entries of a directory, and not its first ones.

@@ -9,6 +9,7 @@
 #include "platform/LocalTime.h"
 
 #include <deque>
+#include <optional>
 #include <span>
 #include <unordered_map>
 #include <vector>
@@ -57,6 +58,7 @@ private:
     [[nodiscard]] uint32 parentOf(const Forgotten& forgotten);
     [[nodiscard]] std::vector<Forgotten> forgottenFolders();
     void chainForgotten(const std::vector<Forgotten>& forgotten, const std::vector<uint32>& loose);
+    [[nodiscard]] std::optional<uint8> firstEntryByte(uint32 cluster);
     [[nodiscard]] bool holdsEntries(uint32 cluster);
     [[nodiscard]] ClusterRanges claimedClusters() const;
     void readChain(uint32 folder);

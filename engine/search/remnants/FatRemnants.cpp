@@ -28,6 +28,7 @@ using Item = ZFormerFiles::Item;
 constexpr uint32 kSmallestCluster = 512;
 constexpr uint32 kLargestCluster = 256 * 1024;
 constexpr std::size_t kMostVolumes = 8;
+constexpr std::size_t kMostLone = 64; ///< Folders that are asked for the order of their files.
 /// Ids: 0 the root, a folder its first cluster, anything else a number above all clusters.
 constexpr int64 kFirstOtherId = int64{1} << 32;
 constexpr int64 kNowhere = kFirstOtherId - 1; ///< Parent of what no folder is known for.
@@ -54,6 +55,76 @@ std::optional<FatClusters> solve(const std::vector<Folder>& folders, const FatCl
         }
     }
     return best;
+}
+
+/// A file as an entry tells of it.
+struct Placed {
+    uint32 cluster = 0;
+    uint32 bytes = 0;
+};
+
+/// The files at the beginning of a folder, as they stand there.
+std::vector<Placed> firstFiles(ZCustomMedia& media, const Folder& folder) {
+    constexpr uint64 kBytes = 4096;
+    ZMemoryStream stream;
+    copyPlace(media, {{folder.position, std::min(kBytes, media.sizeBytes() - folder.position)}},
+              stream);
+    FatEntryParser parser;
+    parser.begin(0, ScanOptions::today());
+    std::vector<Placed> files;
+    for (std::span<const uint8> entries = stream.bytes();
+         entries.size() >= FatDirectoryEntry::kBytes;
+         entries = entries.subspan(FatDirectoryEntry::kBytes)) {
+        parser.feed(entries.data());
+        if (parser.endOfDirectory())
+            break;
+        if (!parser.entryComplete())
+            continue;
+        if (const FatDirectoryEntry entry = parser.entry();
+            !entry.isDirectory() && !entry.isVolumeLabel() && entry.size() > 0)
+            files.push_back({entry.firstCluster(), entry.size()});
+        parser.reset();
+    }
+    return files;
+}
+
+/// The same by a folder that is the only one of its volume: files that were saved one after the
+/// other lie so, which tells how large clusters were. Nothing where two sizes tell it as well.
+std::optional<FatClusters> solveAlone(ZCustomMedia& media, const Folder& folder,
+                                      const FatClusters& today) {
+    constexpr std::size_t kFewest = 3;
+    const std::vector<Placed> files = firstFiles(media, folder);
+    std::optional<FatClusters> best;
+    const std::size_t fewest = std::max(kFewest, files.size() / 2);
+    std::size_t most = 0;
+    for (uint32 bytes = kSmallestCluster; bytes <= kLargestCluster; bytes *= 2) {
+        std::size_t inOrder = 0;
+        for (std::size_t i = 1; i < files.size(); ++i) {
+            const Placed& before = files[i - 1];
+            const uint64 end = before.cluster + (uint64{before.bytes} + bytes - 1) / bytes;
+            if (end == files[i].cluster)
+                ++inOrder;
+        }
+        const uint64 ahead = uint64{folder.cluster - FatClusters::kFirst} * bytes;
+        if (inOrder < std::max(fewest, most) || folder.cluster < FatClusters::kFirst ||
+            ahead > folder.position)
+            continue;
+        if (inOrder > most || bytes == today.bytes)
+            best = FatClusters{folder.position - ahead, bytes};
+        else if (best && best->bytes != today.bytes)
+            best.reset();
+        most = inOrder;
+    }
+    return best;
+}
+
+std::optional<FatClusters> solveAlone(ZCustomMedia& media, const std::vector<Folder>& folders,
+                                      const FatClusters& today) {
+    for (std::size_t i = 0; i < std::min(folders.size(), kMostLone); ++i) {
+        if (const auto clusters = solveAlone(media, folders[i], today))
+            return clusters;
+    }
+    return std::nullopt;
 }
 
 /// The label among the entries of a root folder; empty without one.
@@ -202,7 +273,9 @@ std::vector<FormerVolume> FatRemnants::volumes(ZCustomMedia& media) const {
     std::vector<FatFolderFinder::Entries> entries = found_.entries();
     const FatClusters today{today_.start, today_.bytes};
     while (volumes.size() < kMostVolumes) {
-        const auto clusters = solve(left, today);
+        auto clusters = solve(left, today);
+        if (!clusters)
+            clusters = solveAlone(media, left, today);
         if (!clusters)
             break;
         std::vector<Folder> own;
