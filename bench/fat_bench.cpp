@@ -117,7 +117,7 @@ void fatLostPlaces(benchmark::State& state) {
         return media.bytesRead() - before;
     };
     compare(
-        state, 2.5, [&] { scan(false); }, [&] { scan(true); }, 5,
+        state, 3, [&] { scan(false); }, [&] { scan(true); }, 5,
         [&] { tree = std::make_unique<ZFileTree>(); });
     const uint64 without = scan(false);
     const auto perFile = static_cast<double>(scan(true) - without) / kFiles;

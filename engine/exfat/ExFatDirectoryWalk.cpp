@@ -36,6 +36,9 @@ constexpr int kMostPassed = 65536;
 constexpr uint64 kMostForgottenProbes = 0x4000;
 constexpr uint64 kForgottenBytes = uint64{256} << 20;
 
+/// The beginnings of larger clusters are farther apart than what is worth reading between them.
+constexpr uint32 kLargestWindowed = 16 * 1024;
+
 constexpr double kWalkShare = 0.98;
 
 /// Whether all entries, up to the first unused one, are of types that folders have.
@@ -280,7 +283,9 @@ void ExFatDirectoryWalk::findForgotten() {
     uint64 probes = std::max(kMostForgottenProbes, kForgottenBytes / geometry_.clusterBytes);
     std::unordered_set<uint32> inner;
     std::vector<uint32> found;
-    const ZCustomMedia::ReadWindow window(*volume_.media());
+    std::optional<ZCustomMedia::ReadWindow> window;
+    if (geometry_.clusterBytes <= kLargestWindowed)
+        window.emplace(*volume_.media());
     for (uint64 cluster = claimed.pastRange(exfat::kFirstCluster);
          cluster <= geometry_.lastCluster && probes > 0 && !stopped_;
          cluster = claimed.pastRange(cluster + 1)) {

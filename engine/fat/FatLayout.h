@@ -90,8 +90,9 @@ public:
     }
 
     /// False: neither a file's or directory's entry nor a part of a long name.
-    [[nodiscard]] bool mayBeOne() const {
-        return firstByte() != kEndMark && (isLongName() || attributes() <= kDefinedAttributes);
+    [[nodiscard]] bool mayBeOfFile() const {
+        const bool isShort = attributes() <= kDefinedAttributes && !isVolumeLabel();
+        return firstByte() != kEndMark && (isShort || isLongName());
     }
 
     [[nodiscard]] bool isVolumeLabel() const { return (attributes() & kVolumeLabel) != 0; }

@@ -55,6 +55,12 @@ public:
     /// Of the clusters that an entry may mean the first one behind `cluster`; 0 for none.
     [[nodiscard]] uint32 nearestAbove(uint32 recorded, uint32 cluster) const;
 
+    /// Whether Windows has cleared the upper half of a first cluster that this may be the rest of.
+    [[nodiscard]] bool isHighWordLost(uint32 recorded) const {
+        return volume_.geometry().type == FatType::Fat32 && recorded < kHighWordStep &&
+               volume_.geometry().lastCluster >= kHighWordStep;
+    }
+
 private:
     static constexpr uint32 kHighWordStep = 0x10000;
 
@@ -80,11 +86,6 @@ private:
         uint32 after = 0;    ///< First cluster of the one behind it; 0: not known.
         bool isFile = false; ///< It is a file that lies before, not just the folder itself.
     };
-
-    [[nodiscard]] bool isHighWordLost(uint32 recorded) const {
-        return volume_.geometry().type == FatType::Fat32 && recorded < kHighWordStep &&
-               volume_.geometry().lastCluster >= kHighWordStep;
-    }
 
     void placeFolder(const FatFolder& folder, bool checkedOnes);
     void place(FatFound& found, const FatFolderItem& item, Neighbours neighbours);

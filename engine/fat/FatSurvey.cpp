@@ -25,6 +25,8 @@ constexpr uint64 kAllSearchBytes = uint64{1} << 30;
 /// what they may hold together.
 constexpr uint64 kMostProbes = 0x4000;
 constexpr uint64 kProbedBytes = uint64{128} << 20;
+/// The beginnings of larger clusters are farther apart than what is worth reading between them.
+constexpr uint32 kLargestWindowed = 16 * 1024;
 constexpr uint64 kProbesPerReport = 1024;
 /// What is read of them to see which belong together.
 constexpr uint32 kChainedBytes = 32 * 1024 * 1024;
@@ -124,9 +126,10 @@ void FatSurvey::walkLost() {
 ClusterRanges FatSurvey::claimedClusters() const {
     ClusterRanges claimed;
     for (const FatFolderItem& item : items_) {
-        const uint32 first =
-            item.found == FatFolderItem::kLive ? 0 : found_[item.found].place.first;
-        if (first != 0 && item.clusters > 0)
+        if (item.found == FatFolderItem::kLive || item.clusters == 0)
+            continue;
+        const uint32 first = found_[item.found].place.first;
+        if (first != 0 && !finder_.isHighWordLost(found_[item.found].recorded))
             claimed.add(first, std::min(item.clusters, volume_.use_.freeFrom(first)));
     }
     return claimed;
@@ -140,7 +143,9 @@ std::vector<FatSurvey::Forgotten> FatSurvey::forgottenFolders() {
     uint64 probes = std::max<uint64>(kMostProbes, kProbedBytes / geometry.clusterBytes());
     std::vector<Forgotten> forgotten;
     std::vector<uint32> loose; // Clusters with entries that do not begin a directory.
-    const ZCustomMedia::ReadWindow window(*volume_.media());
+    std::optional<ZCustomMedia::ReadWindow> window;
+    if (geometry.clusterBytes() <= kLargestWindowed)
+        window.emplace(*volume_.media());
     uint64 end = 0; // Up to here clusters are free and unclaimed.
     for (uint64 cluster = kFirstDataCluster; cluster <= last && probes > 0; ++cluster) {
         if (cluster >= end) {
@@ -434,14 +439,14 @@ uint32 FatSurvey::findContinuation(uint32 folder, uint32 last) {
     return 0;
 }
 
-/// The first byte of a cluster whose first entry may be one, which most of them are quick to deny.
+/// The first byte of a cluster that may begin with an entry, which most of them are quick to deny.
 std::optional<uint8> FatSurvey::firstEntryByte(uint32 cluster) {
     const FatGeometry& geometry = volume_.geometry_;
     buffer_.resize(geometry.bytesPerSector);
     volume_.readSectors(static_cast<uint64>(geometry.sectorOf(cluster)), 1, geometry.bytesPerSector,
                         buffer_.data());
     const FatDirectoryEntry entry(buffer_.data());
-    return entry.mayBeOne() ? std::optional(entry.firstByte()) : std::nullopt;
+    return entry.mayBeOfFile() ? std::optional(entry.firstByte()) : std::nullopt;
 }
 
 /// Whether a cluster holds entries of a directory, and not its first ones.
