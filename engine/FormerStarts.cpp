@@ -1,6 +1,7 @@
 #include "engine/FormerStarts.h"
 
 #include "engine/content/ContentKinds.h"
+#include "engine/content/kinds.h"
 
 #include <algorithm>
 #include <iterator>
@@ -14,6 +15,11 @@ namespace {
 constexpr std::size_t kLongestSuffix = 12;
 
 } // namespace
+
+bool FormerStarts::proveNothing(const Kinds& kinds) {
+    return std::all_of(kinds.begin(), kinds.end(),
+                       [](const ContentKind* kind) { return kind == &textKind(); });
+}
 
 const FormerStarts::Kinds& FormerStarts::kindsOf(std::wstring_view name) {
     std::wstring suffix = suffixOf(name);

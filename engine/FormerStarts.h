@@ -60,6 +60,9 @@ public:
     /// The reference stays valid.
     [[nodiscard]] const Kinds& kindsOf(std::wstring_view name);
 
+    /// Whether content cannot show that it is another file's, as where texts lie, which look alike.
+    [[nodiscard]] static bool proveNothing(const Kinds& kinds);
+
 private:
     void findScattered();
 

@@ -221,6 +221,7 @@ void ExFatDirectoryWalk::takeFile(Folder& folder, ExFatFile& file) {
     place.dataLength = stream.dataLength;
     place.validLength = std::min(stream.validLength, stream.dataLength);
     place.creationTime = node.creationTime;
+    place.isForgotten = forgotten_.has_value(); // These come last.
     if (!isFolder)
         place.kinds = &volume_.starts_.kindsOf(node.name);
     node.id = volume_.places_.add(place);

@@ -17,6 +17,8 @@ struct ExFatPlace {
     /// It went with its folder: that its clusters are in use may be its own doing.
     bool isInUse = false;
     bool inDoubt = false; ///< Another one that was made at the same moment claims some of them.
+    /// It was in a folder that nothing leads to: nobody knows what else was made since.
+    bool isForgotten = false;
     /// Of the clusters known to have been its own, those on which a file lay that was made later,
     /// before it was deleted too: what they hold is that file's.
     uint64 takenLater = 0;

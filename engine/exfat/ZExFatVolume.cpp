@@ -353,7 +353,9 @@ FileState ZExFatVolume::assess(const ZFileTreeNode& node) {
     if (state.taken != 0 && !mayBeOwn)
         state.kind =
             state.taken == state.clusters ? FileState::Kind::Overwritten : FileState::Kind::Partly;
-    else if (extents.isGuess() || place->inDoubt || (mayBeOwn && state.taken != 0))
+    else if (extents.isGuess() || place->inDoubt || (mayBeOwn && state.taken != 0) ||
+             (place->isForgotten && state.clusters != 0 &&
+              FormerStarts::proveNothing(*place->kinds)))
         state.kind = FileState::Kind::Uncertain;
     else if (bitmap_.isKnown() || state.clusters == 0)
         state.kind = FileState::Kind::Whole;

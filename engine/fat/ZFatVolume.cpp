@@ -1,6 +1,5 @@
 #include "engine/fat/ZFatVolume.h"
 
-#include "engine/content/kinds.h"
 #include "engine/fat/FatDirectoryWalk.h"
 #include "engine/fat/FatSurvey.h"
 
@@ -228,9 +227,7 @@ bool ZFatVolume::isUnprovable(const ZFileTreeNode& node, const FatPlace& place) 
     if (!scanOptions().findPlaces || (!starts_.anyInside(place.first, clustersOf(node)) &&
                                       !starts_.mayBeOverwritten(place.first, place.created)))
         return false;
-    const FormerStarts::Kinds& kinds = starts_.kindsOf(node.name);
-    return std::all_of(kinds.begin(), kinds.end(),
-                       [](const ContentKind* kind) { return kind == &textKind(); });
+    return FormerStarts::proveNothing(starts_.kindsOf(node.name));
 }
 
 std::vector<ByteRange> ZFatVolume::placeOf(const ZFileTreeNode& node) {

@@ -64,15 +64,19 @@ TEST(ExFatVolume, FindsFoldersThatNoEntryLeadsToAnyMore) {
     builder.addFile(trip, deleted(u"a.png"), png);
     const uint32 day = builder.addFolder(trip, deleted(u"day"));
     builder.addFile(day, deleted(u"b.png"), png);
+    builder.addFile(day, deleted(u"b.txt"), "may be anybody's");
     // Of a former volume: no picture is where it says.
     const uint32 former = builder.addFolder(kept, deleted(u"former"));
     builder.addFile(former, deleted(u"c.png"), "something else");
     std::ranges::fill(builder.cluster(kept), uint8{0});
     ExFatScan scan(builder.bytes());
     const std::string folder = "Files with unknown path/Folder " + std::to_string(trip) + "/";
-    EXPECT_THAT(scan.paths(), ElementsAre("Files with unknown path/", folder, folder + "a.png",
-                                          folder + "day/", folder + "day/b.png"));
+    EXPECT_THAT(scan.paths(),
+                ElementsAre("Files with unknown path/", folder, folder + "a.png", folder + "day/",
+                            folder + "day/b.png", folder + "day/b.txt"));
     EXPECT_EQ(scan.extract(scan.at(folder + "day/b.png")), png);
+    EXPECT_EQ(scan.volume.assess(scan.at(folder + "day/b.png")).kind, Kind::Whole);
+    EXPECT_EQ(scan.volume.assess(scan.at(folder + "day/b.txt")).kind, Kind::Uncertain);
 }
 
 TEST(ExFatVolume, NoFileIsLostToAnotherWithItsCluster) {
