@@ -54,12 +54,18 @@ std::vector<FormerStarts::Start>& FormerStarts::sorted() {
     if (isSorted_)
         return starts_;
     isSorted_ = true;
-    std::sort(starts_.begin(), starts_.end(), [](const Start& a, const Start& b) {
+    const auto isBefore = [](const Start& a, const Start& b) {
         const auto rank = [](const Start& start) {
             return std::tuple(start.cluster, start.remains != Remains::There, -start.created);
         };
         return rank(a) < rank(b);
-    });
+    };
+    // Folders have come in order, and then files, as a rule.
+    const auto middle = std::is_sorted_until(starts_.begin(), starts_.end(), isBefore);
+    if (std::is_sorted(middle, starts_.end(), isBefore))
+        std::inplace_merge(starts_.begin(), middle, starts_.end(), isBefore);
+    else
+        std::sort(starts_.begin(), starts_.end(), isBefore);
     const auto isSame = [](const Start& a, const Start& b) { return a.cluster == b.cluster; };
     starts_.erase(std::unique(starts_.begin(), starts_.end(), isSame), starts_.end());
     findScattered();
@@ -88,6 +94,8 @@ bool FormerStarts::mayBeOverwritten(uint32 cluster, int64 created) {
 }
 
 bool FormerStarts::anyInside(uint32 cluster, uint64 count) {
+    if (count <= 1)
+        return false;
     const std::vector<Start>& all = sorted();
     const auto next = std::partition_point(
         all.begin(), all.end(), [cluster](const Start& start) { return start.cluster <= cluster; });
