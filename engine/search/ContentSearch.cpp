@@ -61,13 +61,16 @@ void ContentSearch::measureOne(const Start& start) {
     if (start.position < progress_.soundEnd || taken_.at(start.position))
         return;
     PlacedSource source(media_, space_, start.position);
-    const MeasuredContent content = start.kind->measure(source);
+    MeasuredContent content = start.kind->measure(source);
     if (media_.wasRemoved())
         fail(); // What it read is no part of the drive.
     if (content.state == ContentState::Whole)
         accept(source, start, content);
     if (content.state != ContentState::Incomplete)
         return;
+    // Some tables tell of what lies behind the drive's end.
+    content.breaks(std::min(content.length, source.size()),
+                   std::min(content.breaksAt, source.size()));
     progress_.broken.push_back({start, content});
     // What begins in the sound part lies inside the file: a thumbnail, a picture of a document.
     const bool ranOut = content.length >= source.size();

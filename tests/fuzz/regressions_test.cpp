@@ -75,5 +75,9 @@ TEST(FuzzRegressions, ExFat) {
     runDamaged(volume.bytes(), volume.bytes().size() / 2, fuzz::runExFat);
 }
 
+TEST(FuzzRegressions, Search) {
+    EXPECT_GT(replay(kFolder / "search", fuzz::runSearch), 0);
+}
+
 } // namespace
 } // namespace kova::test
