@@ -4,10 +4,15 @@
 #include "engine/ZFileStream.h"
 #include "engine/ntfs/ZNtfsVolume.h"
 #include "format/WideText.h"
+#include "tests/platform/Tools.h"
+#include "tests/support/TempDir.h"
 
 #include <benchmark/benchmark.h>
 #include <malloc.h>
+#include <sys/stat.h>
 
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <stdexcept>
 
@@ -140,6 +145,61 @@ BENCHMARK_CAPTURE(ntfsExtract, single_clusters, true, 2.0)
     ->UseManualTime()
     ->Iterations(1)
     ->Unit(benchmark::kMillisecond);
+
+/// A file that ntfs-3g has compressed, against the same as ntfscat gives it out.
+void ntfsCompressed(benchmark::State& state) {
+    constexpr uint64 kBytes = uint64{128} << 20;
+    const test::TempDir folder;
+    const auto image = folder / "image";
+    const auto mount = folder / "mount";
+    const auto output = folder / "out";
+    platform::test::makeNtfs(image, uint64{512} << 20);
+    std::filesystem::create_directory(mount);
+    const std::string quotedImage = platform::test::forShell(image);
+    const std::string quotedMount = platform::test::forShell(mount);
+    if (!platform::test::succeeds("ntfs-3g -o compression " + quotedImage + " " + quotedMount)) {
+        state.SkipWithError("no FUSE here");
+        return;
+    }
+    platform::test::run("mkdir " + quotedMount +
+                        "/packed && setfattr -n system.ntfs_attrib_be -v 0x00000810 " +
+                        quotedMount + "/packed");
+    {
+        std::ofstream file(mount / "packed" / "text", std::ios::binary);
+        for (uint64 line = 0; static_cast<uint64>(file.tellp()) < kBytes; ++line)
+            file << "A line that has its number in it, which is " << line * line << ".\n";
+    }
+
+    struct stat status {};
+
+    ::stat((mount / "packed" / "text").c_str(), &status);
+    platform::test::run("umount " + quotedMount);
+    ZCustomMedia media(kSector);
+    media.open(format::wideFromUtf8(image.string()).c_str());
+    ZNtfsVolume volume(&media);
+    volume.setScanOptions(ScanOptions::today());
+    volume.init();
+    ZFileTreeNode node;
+    node.id = static_cast<int64>(status.st_ino);
+    node.size = static_cast<int64>(status.st_size);
+    compare(
+        state, 1.0,
+        [&] {
+            platform::test::run("ntfscat -i " + std::to_string(node.id) + " " + quotedImage +
+                                " > " + platform::test::forShell(output));
+        },
+        [&] {
+            std::filesystem::remove(output);
+            ZFileStream out(format::wideFromUtf8(output.string()).c_str(), kCreateAlways,
+                            kReadWrite);
+            if (!volume.extract(node, &out) || out.size() != node.size)
+                state.SkipWithError("extraction failed");
+        });
+    state.counters["compressed_share"] =
+        static_cast<double>(status.st_blocks) * 512 / static_cast<double>(status.st_size);
+}
+
+BENCHMARK(ntfsCompressed)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
 
 /// Inserting siblings, duplicates among them, and asking for the row of each, as a view does.
 void fillTree(int64 count) {
