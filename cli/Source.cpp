@@ -362,8 +362,9 @@ void Source::warnOfGaps() const {
     for (const kova::VolumeNote note : session_.volume()->notes())
         printError(name + QStringLiteral(": ") + textOf(note));
     const auto isFolder = [](const auto& one) { return one.second.isDirectory; };
-    if (offersSearch_ && std::ranges::all_of(tree().allNodes(), isFolder))
-        printError(QStringLiteral("nothing deleted is told of by the file system of %1; \"--deep\" "
-                                  "searches the whole of it for files")
+    if (offersSearch_ && session_.end() == End::Done &&
+        std::ranges::all_of(tree().allNodes(), isFolder))
+        printError(QStringLiteral("nothing was found by what the file system of %1 tells; "
+                                  "\"--deep\" searches the whole of it")
                        .arg(name));
 }
