@@ -18,17 +18,6 @@ constexpr uint8 kFirstOfName = 0x40;
 /// Folders are no longer than 65,536 entries.
 constexpr std::size_t kMostFolderBytes = std::size_t{65'536} * kEntry;
 
-uint8 longNameChecksum(const uint8* entry) {
-    return entry[13];
-}
-
-uint8 checksumOf(const FatDirectoryEntry& entry) {
-    uint8 sum = 0;
-    for (const uint8 byte : entry.name())
-        sum = static_cast<uint8>(((sum & 1) << 7) + (sum >> 1) + byte);
-    return sum;
-}
-
 } // namespace
 
 FatFolderChains::FatFolderChains(ZCustomMedia& media, FatClusters clusters,
@@ -76,14 +65,15 @@ FatFolderChains::Leaf FatFolderChains::read(uint32 cluster, uint64 bytes) const 
         if (entry.isLongName()) {
             const bool goesOn = !isDeleted && (bytesOf[0] & kFirstOfName) == 0;
             if (at == 0)
-                leaf.head = {goesOn, order, longNameChecksum(bytesOf), true};
-            leaf.tail = {true, order, longNameChecksum(bytesOf), true};
+                leaf.head = {goesOn, order, FatLongNameEntry(bytesOf).nameChecksum(), true};
+            leaf.tail = {true, order, FatLongNameEntry(bytesOf).nameChecksum(), true};
             continue;
         }
         leaf.tail = {};
         if (at == 0)
-            leaf.head = {false, 0, checksumOf(entry), false};
-        if (entry.firstCluster() >= FatClusters::kFirst && entry.name()[0] != '.') {
+            leaf.head = {false, 0, FatLongNameEntry::checksum(entry.name()), false};
+        if (entry.firstCluster() >= FatClusters::kFirst &&
+            entry.firstByte() != FatDirectoryEntry::kDot) {
             leaf.lastTarget = entry.firstCluster();
             if (leaf.firstTarget == 0)
                 leaf.firstTarget = leaf.lastTarget;

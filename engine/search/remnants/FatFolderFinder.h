@@ -24,7 +24,7 @@ public:
         if (first.isLongName())
             return first.lowClusterWord() == 0;
         return first.attributes() <= FatDirectoryEntry::kDefinedAttributes &&
-               (first.firstByte() == '.' || first.hasClusterOfFat());
+               (first.firstByte() == FatDirectoryEntry::kDot || first.hasClusterOfFat());
     }
 
     void look(uint64 position, std::span<const uint8> bytes, std::size_t fresh) override;

@@ -88,7 +88,7 @@ std::vector<Placed> firstFiles(ZCustomMedia& media, const Folder& folder) {
     return files;
 }
 
-/// The same by a folder that is the only one of its volume: files that were saved one after the
+/// The geometry by a folder that is the only one of its volume: files that were saved one after the
 /// other lie so, which tells how large clusters were. Nothing where two sizes tell it as well.
 std::optional<FatClusters> solveAlone(ZCustomMedia& media, const Folder& folder,
                                       const FatClusters& today) {
