@@ -1,6 +1,7 @@
 #include "engine/exfat/ExFatDirectoryWalk.h"
 
 #include "engine/content/ContentKinds.h"
+#include "engine/forgottenFolders.h"
 #include "format/WideText.h"
 
 #include <algorithm>
@@ -30,14 +31,6 @@ constexpr uint64 kProbeBytes = uint64{16} << 10;
 /// Clusters that are looked into for where a folder goes on, and that are passed on the way.
 constexpr int kMostProbes = 64;
 constexpr int kMostPassed = 65536;
-
-/// Clusters that are looked into for folders that nothing leads to, and, where these are small,
-/// what they may hold together.
-constexpr uint64 kMostForgottenProbes = 0x4000;
-constexpr uint64 kForgottenBytes = uint64{256} << 20;
-
-/// The beginnings of larger clusters are farther apart than what is worth reading between them.
-constexpr uint32 kLargestWindowed = 16 * 1024;
 
 constexpr double kWalkShare = 0.98;
 
@@ -281,11 +274,11 @@ void ExFatDirectoryWalk::findForgotten() {
     if (!volume_.bitmap_.isKnown())
         return;
     const ClusterRanges& claimed = volume_.places_.claimed();
-    uint64 probes = std::max(kMostForgottenProbes, kForgottenBytes / geometry_.clusterBytes);
+    uint64 probes = forgottenFolderProbes(geometry_.clusterBytes);
     std::unordered_set<uint32> inner;
     std::vector<uint32> found;
     std::optional<ZCustomMedia::ReadWindow> window;
-    if (geometry_.clusterBytes <= kLargestWindowed)
+    if (areNearEachOther(geometry_.clusterBytes))
         window.emplace(*volume_.media());
     for (uint64 cluster = claimed.pastRange(exfat::kFirstCluster);
          cluster <= geometry_.lastCluster && probes > 0 && !stopped_;

@@ -1,6 +1,7 @@
 #include "engine/fat/FatSurvey.h"
 
 #include "engine/fat/FatFolderChains.h"
+#include "engine/forgottenFolders.h"
 
 #include <algorithm>
 #include <optional>
@@ -21,14 +22,8 @@ constexpr uint32 kReadAheadBytes = 64 * 1024;
 constexpr uint32 kSearchBytes = 1024 * 1024;
 constexpr uint64 kAllSearchBytes = uint64{1} << 30;
 
-/// Clusters that are looked into for directories that nothing leads to, and, where these are small,
-/// what they may hold together.
-constexpr uint64 kMostProbes = 0x4000;
-constexpr uint64 kProbedBytes = uint64{128} << 20;
-/// The beginnings of larger clusters are farther apart than what is worth reading between them.
-constexpr uint32 kLargestWindowed = 16 * 1024;
 constexpr uint64 kProbesPerReport = 1024;
-/// What is read of them to see which belong together.
+/// What is read of directories' clusters to see which belong together.
 constexpr uint32 kChainedBytes = 32 * 1024 * 1024;
 constexpr std::size_t kMostChained = 8192;
 
@@ -140,11 +135,11 @@ std::vector<FatSurvey::Forgotten> FatSurvey::forgottenFolders() {
     const FatGeometry& geometry = volume_.geometry_;
     const ClusterRanges claimed = claimedClusters();
     const uint32 last = geometry.lastMediaCluster;
-    uint64 probes = std::max<uint64>(kMostProbes, kProbedBytes / geometry.clusterBytes());
+    uint64 probes = forgottenFolderProbes(geometry.clusterBytes());
     std::vector<Forgotten> forgotten;
     std::vector<uint32> loose; // Clusters with entries that do not begin a directory.
     std::optional<ZCustomMedia::ReadWindow> window;
-    if (geometry.clusterBytes() <= kLargestWindowed)
+    if (areNearEachOther(geometry.clusterBytes()))
         window.emplace(*volume_.media());
     uint64 end = 0; // Up to here clusters are free and unclaimed.
     for (uint64 cluster = kFirstDataCluster; cluster <= last && probes > 0; ++cluster) {
