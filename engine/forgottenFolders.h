@@ -16,7 +16,8 @@ namespace kova {
 
 /// Whether what lies between the beginnings of such clusters is worth reading along with them.
 [[nodiscard]] constexpr bool areNearEachOther(uint64 clusterBytes) {
-    return clusterBytes <= 16 * 1024;
+    constexpr uint64 kMost = uint64{16} << 10;
+    return clusterBytes <= kMost;
 }
 
 } // namespace kova
