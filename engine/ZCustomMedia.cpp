@@ -106,6 +106,8 @@ int64 ZCustomMedia::readDevice(uint64 offset, std::span<uint8> bytes) {
     if (!readHook_) {
         thread_.waitUntilIdle();
         got = device_->readAt(offset, bytes.data(), bytes.size());
+    } else if (device_->readAtOnce(offset, bytes.data(), bytes.size())) {
+        return static_cast<int64>(bytes.size());
     } else {
         // Given up, it keeps its bytes to itself; the next one makes new ones.
         const auto request =

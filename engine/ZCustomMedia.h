@@ -96,7 +96,7 @@ public:
     /// Called before every request to the device, and every few milliseconds while one takes its
     /// time, so that an engine that reports nothing while it works can be watched, and a disk that
     /// hangs cannot hold its reader up. What it throws passes out of the read or the opening. With
-    /// a hook, requests are made in another thread. Empty: none.
+    /// a hook, requests that have to wait for the device are made in another thread. Empty: none.
     void setReadHook(std::function<void()> hook) { readHook_ = std::move(hook); }
 
     /// While one lives, small reads that go forward through a region are served from windows of

@@ -36,6 +36,11 @@ public:
     /// Windows drive, position and count are whole sectors.
     std::int64_t readAt(std::uint64_t position, void* buffer, std::size_t count);
 
+    /// Reads what the system holds in memory already, without waiting for the device. False when
+    /// any of the `count` bytes is not there, or the system cannot tell: `readAt` has to be asked
+    /// then, and what the buffer holds is worth nothing. May be called while another thread reads.
+    bool readAtOnce(std::uint64_t position, void* buffer, std::size_t count) const;
+
     /// Bytes that can be read, 0 when the system does not tell.
     [[nodiscard]] std::uint64_t size() const;
 

@@ -16,6 +16,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
+#include <sys/uio.h>
 
 namespace platform {
 
@@ -155,6 +156,14 @@ std::int64_t Device::readAt(std::uint64_t position, void* buffer, std::size_t co
     // A stick that is pulled out answers with the same code as a bad sector.
     state_->failure = failureOf(code == EIO && !isPresent() ? ENODEV : code);
     return got;
+}
+
+bool Device::readAtOnce(std::uint64_t position, void* buffer, std::size_t count) const {
+    if (!isOpen() || position > state_->length || count > state_->length - position)
+        return false;
+    const struct iovec target = {buffer, count};
+    return ::preadv2(state_->file.get(), &target, 1, static_cast<off_t>(state_->offset + position),
+                     RWF_NOWAIT) == static_cast<ssize_t>(count);
 }
 
 std::uint64_t Device::size() const {

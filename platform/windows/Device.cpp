@@ -151,6 +151,14 @@ std::int64_t Device::readAt(std::uint64_t position, void* buffer, std::size_t co
     return got;
 }
 
+bool Device::readAtOnce(std::uint64_t position, void* buffer, std::size_t count) const {
+    // Windows does not tell what it has in memory.
+    static_cast<void>(position);
+    static_cast<void>(buffer);
+    static_cast<void>(count);
+    return false;
+}
+
 std::uint64_t Device::size() const {
     return isOpen() && state_->length != kUnknownLength ? state_->length : 0;
 }

@@ -19,6 +19,10 @@ std::string readThrough(Device& device, std::uint64_t position, std::size_t coun
     std::string bytes(count, '\0');
     const std::int64_t got = device.readAt(position, bytes.data(), count);
     bytes.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
+    std::string inMemory(count, '\0');
+    if (device.readAtOnce(position, inMemory.data(), count)) {
+        EXPECT_EQ(inMemory, bytes);
+    }
     return bytes;
 }
 
