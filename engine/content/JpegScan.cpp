@@ -1,6 +1,7 @@
 #include "engine/content/JpegScan.h"
 
 #include <algorithm>
+#include <bit>
 
 namespace kova {
 
@@ -10,7 +11,8 @@ constexpr uint8 kBaseline = 0xC0;
 constexpr uint8 kExtended = 0xC1;
 constexpr uint8 kFirstRestart = 0xD0;
 constexpr uint8 kLastRestart = 0xD7;
-constexpr unsigned kLongestCode = 16;
+/// A code and the bits of the value behind it.
+constexpr unsigned kLongestStep = JpegCodes::kLongest + 15;
 constexpr unsigned kBlockValues = 64;
 
 bool isRestart(uint8 marker) {
@@ -31,19 +33,19 @@ uint32 dividedUp(uint32 value, uint32 by) {
 
 /// The bits of coded data, stuffed zeros left out.
 class JpegScan::Bits {
+    static constexpr unsigned kWindowBits = 64;
+
 public:
     Bits(ContentReader& reader, uint64 at) : reader_(reader), next_(at) {}
 
-    /// The next 16 bits, ones where the data has ended.
-    uint32 peek() {
-        fill(kLongestCode);
-        return static_cast<uint32>(window_ >> (held_ - kLongestCode)) & 0xFFFF;
+    /// The code that comes next, without taking it. Behind it lie the bits of a value at least.
+    JpegCodes::Code peek(const JpegCodes& codes) {
+        fill(kLongestStep);
+        return codes.find(static_cast<uint32>(window_ >> (held_ - JpegCodes::kLongest)) & 0xFFFF);
     }
 
-    void skip(unsigned count) {
-        fill(count);
-        held_ -= count;
-    }
+    /// Takes bits of what `peek` has made sure of.
+    void skip(unsigned count) { held_ -= count; }
 
     /// Whether more was taken than there is.
     [[nodiscard]] bool isOverrun() const { return held_ < padding_; }
@@ -59,7 +61,11 @@ public:
     [[nodiscard]] std::optional<uint8> marker() const { return marker_; }
 
     /// About where the last bit taken lies.
-    [[nodiscard]] uint64 position() const { return next_ - std::min<uint64>(next_, held_ / 8); }
+    [[nodiscard]] uint64 position() const {
+        const uint32 ofThese = stuffed_ & ((1U << held_ / 8) - 1);
+        const unsigned bytes = isOverrun() ? 0 : (held_ - padding_) / 8;
+        return next_ - bytes - static_cast<unsigned>(std::popcount(ofThese));
+    }
 
     void restartBehindMarker() {
         next_ += 2;
@@ -68,12 +74,36 @@ public:
         window_ = 0;
         marker_.reset();
         left_ = {};
+        stuffed_ = 0;
     }
 
 private:
     void fill(unsigned count) {
+        if (held_ < count && !fillAtOnce())
+            fillByBytes(count);
+    }
+
+    /// As many bytes as there is room for, if none of the next eight is 0xFF.
+    bool fillAtOnce() {
+        constexpr uint64 kLowBits = 0x0101010101010101;
+        constexpr uint64 kHighBits = 0x8080808080808080;
+        if (next_ < leftAt_ || next_ - leftAt_ + sizeof(uint64) > left_.size())
+            return false;
+        const auto eight = loadBe<uint64>(&left_[static_cast<std::size_t>(next_ - leftAt_)]);
+        if (((~eight - kLowBits) & eight & kHighBits) != 0)
+            return false;
+        const unsigned bytes = (kWindowBits - 1 - held_) / 8;
+        window_ = window_ << (8 * bytes) | eight >> (kWindowBits - 8 * bytes);
+        stuffed_ <<= bytes;
+        held_ += 8 * bytes;
+        next_ += bytes;
+        return true;
+    }
+
+    void fillByBytes(unsigned count) {
         while (held_ < count) {
             uint8 byte = 0xFF;
+            stuffed_ <<= 1;
             if (marker_ || !takeByte(byte))
                 padding_ += 8;
             window_ = window_ << 8 | byte;
@@ -90,6 +120,7 @@ private:
         const uint8 after = at(next_ + 1);
         if (after == 0) {
             next_ += 2;
+            stuffed_ |= 1;
             return true;
         }
         marker_ = after;
@@ -109,7 +140,8 @@ private:
     ContentReader& reader_;
     uint64 next_;
     uint64 window_ = 0;
-    unsigned held_ = 0;
+    unsigned held_ = 0;    ///< Bits of the window that are not taken yet.
+    uint32 stuffed_ = 0;   ///< By bytes of the window, the last one lowest: a zero stood behind it.
     unsigned padding_ = 0; ///< Of the bits held, those that are none of the data.
     std::optional<uint8> marker_;
     std::span<const uint8> left_;
@@ -142,24 +174,10 @@ bool JpegScan::takeTables(ContentReader& reader, uint64 at, uint64 length) {
     const uint64 end = at + length;
     while (at < end) {
         const uint8 which = reader.byte(at);
-        std::array<uint8, kLongestCode> counts{};
-        const auto stored = reader.bytes(at + 1, kLongestCode);
-        std::copy(stored.begin(), stored.end(), counts.begin());
-        at += 1 + kLongestCode;
-        CodeTable table(std::size_t{1} << kLongestCode, 0);
-        uint32 code = 0;
-        for (unsigned bits = 1; bits <= kLongestCode; ++bits) {
-            for (unsigned i = 0; i < counts[bits - 1]; ++i, ++code) {
-                const unsigned unused = kLongestCode - bits;
-                const std::size_t first = std::size_t{code} << unused;
-                if (first + (std::size_t{1} << unused) > table.size())
-                    return false;
-                std::fill_n(table.begin() + static_cast<std::ptrdiff_t>(first),
-                            std::size_t{1} << unused,
-                            static_cast<uint16>(bits << 8 | reader.byte(at++)));
-            }
-            code <<= 1;
-        }
+        ++at;
+        std::optional<JpegCodes> table = JpegCodes::read(reader, at);
+        if (!table)
+            return false;
         if ((which & 0x0F) > 3 || (which >> 4) > 1)
             return false;
         ((which >> 4) == 0 ? dcTables_ : acTables_)[which & 0x0F] = std::move(table);
@@ -179,7 +197,7 @@ bool JpegScan::takeScan(ContentReader& reader, uint64 header, std::vector<Compon
         scan.push_back(*component);
         scan.back().dcTable = tables >> 4;
         scan.back().acTable = tables & 0x0F;
-        if (dcTables_[scan.back().dcTable].empty() || acTables_[scan.back().acTable].empty())
+        if (!dcTables_[scan.back().dcTable] || !acTables_[scan.back().acTable])
             return false;
     }
     return !scan.empty();
@@ -227,29 +245,19 @@ JpegScan::End JpegScan::followMarkers(ContentReader& reader, uint64 data) const 
 }
 
 /// One block of 64 values; false when no code fits.
-bool JpegScan::block(Bits& bits, const CodeTable& dc, const CodeTable& ac) {
+bool JpegScan::block(Bits& bits, const JpegCodes& dc, const JpegCodes& ac) {
     constexpr uint8 kMostDcBits = 11;
-    constexpr uint8 kEndOfBlock = 0x00;
-    constexpr uint8 kSixteenZeros = 0xF0;
-    uint16 code = dc[bits.peek()];
-    if (code == 0 || (code & 0xFF) > kMostDcBits)
+    const JpegCodes::Code first = bits.peek(dc);
+    if (first.bits == 0 || first.symbol > kMostDcBits)
         return false;
-    bits.skip((code >> 8) + (code & 0xFFU));
-    for (unsigned value = 1; value < kBlockValues; ++value) {
-        code = ac[bits.peek()];
-        if (code == 0)
-            return false;
-        const auto symbol = static_cast<uint8>(code & 0xFF);
-        bits.skip((code >> 8) + (symbol & 0x0FU));
-        if (symbol == kEndOfBlock)
-            break;
-        if ((symbol & 0x0F) == 0 && symbol != kSixteenZeros)
-            return false;
-        value += symbol >> 4;
-        if (value >= kBlockValues)
-            return false;
+    bits.skip(unsigned{first.bits} + first.symbol);
+    unsigned values = 1;
+    while (values < kBlockValues) {
+        const JpegCodes::Code code = bits.peek(ac);
+        bits.skip(code.step);
+        values += code.values;
     }
-    return !bits.isOverrun();
+    return (values == kBlockValues || values >= JpegCodes::kEndOfBlock) && !bits.isOverrun();
 }
 
 JpegScan::End JpegScan::decode(ContentReader& reader, const std::vector<Component>& scan,
@@ -266,7 +274,7 @@ JpegScan::End JpegScan::decode(ContentReader& reader, const std::vector<Componen
             const unsigned blocks =
                 scan.size() == 1 ? 1U : unsigned{component.across} * component.down;
             for (unsigned i = 0; i < blocks; ++i) {
-                if (!block(bits, dcTables_[component.dcTable], acTables_[component.acTable]))
+                if (!block(bits, *dcTables_[component.dcTable], *acTables_[component.acTable]))
                     return {bits.position(), false, false};
             }
         }

@@ -1,8 +1,10 @@
 #pragma once
 
 #include "engine/content/ContentReader.h"
+#include "engine/content/JpegCodes.h"
 
 #include <array>
+#include <optional>
 #include <vector>
 
 namespace kova {
@@ -37,14 +39,11 @@ private:
         uint8 acTable = 0;
     };
 
-    /// By the next 16 bits: the length of their code in the high byte, what it means in the low.
-    using CodeTable = std::vector<uint16>;
-
     class Bits;
 
     [[nodiscard]] bool takeScan(ContentReader& reader, uint64 header, std::vector<Component>& scan);
     [[nodiscard]] uint64 unitsOf(const std::vector<Component>& scan) const;
-    static bool block(Bits& bits, const CodeTable& dc, const CodeTable& ac);
+    static bool block(Bits& bits, const JpegCodes& dc, const JpegCodes& ac);
     [[nodiscard]] End followMarkers(ContentReader& reader, uint64 data) const;
     [[nodiscard]] End decode(ContentReader& reader, const std::vector<Component>& scan,
                              uint64 data) const;
@@ -53,8 +52,8 @@ private:
     uint32 width_ = 0;
     uint32 height_ = 0;
     std::vector<Component> components_;
-    std::array<CodeTable, 4> dcTables_;
-    std::array<CodeTable, 4> acTables_;
+    std::array<std::optional<JpegCodes>, 4> dcTables_;
+    std::array<std::optional<JpegCodes>, 4> acTables_;
     uint32 restart_ = 0; ///< Units between restart markers, 0 for none.
 };
 
