@@ -287,7 +287,7 @@ void ZDeepSearch::scan(ZFileTree* tree) {
         }
     };
     addAll(NtfsRemnants(pass.ntfs, ownRecords));
-    addAll(FatRemnants(pass.fat, pass.tables, clusterLayout()));
+    addAll(FatRemnants(pass.fat, pass.tables, pass.content.finds(), clusterLayout()));
     addAll(ExFatRemnants(pass.exfat, pass.tables, pass.content.finds(), clusterLayout()));
     markOlder(*tree);
     if (search_.content) {

@@ -333,7 +333,7 @@ std::vector<FormerVolume> ExFatRemnants::volumes(ZCustomMedia& media) const {
         std::vector<ByteRange> held;
         Reading reading(media, *clusters, own, tables_);
         std::vector<Item> items = reading.items(held);
-        settlePlaces(media, items, held);
+        settlePlaces(media, items, held, content_);
         volumes.push_back({formerTitle(L"exFAT", reading.label()),
                            std::make_unique<ZFormerFiles>(&media, std::move(items))});
     }

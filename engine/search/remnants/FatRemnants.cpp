@@ -300,7 +300,7 @@ std::vector<FormerVolume> FatRemnants::volumes(ZCustomMedia& media) const {
                 held.push_back({clusters->positionOf(cluster), clusters->bytes});
         }
         std::vector<Item> items = Reading(media, *clusters, std::move(folders), tables_).items();
-        settlePlaces(media, items, held);
+        settlePlaces(media, items, held, content_);
         volumes.push_back(
             {formerTitle(L"FAT", label), std::make_unique<ZFormerFiles>(&media, std::move(items))});
         entries.clear(); // Taken by the volume with most folders.

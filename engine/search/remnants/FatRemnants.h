@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/search/ContentFind.h"
 #include "engine/search/FormerVolume.h"
 #include "engine/search/remnants/FatFolderFinder.h"
 #include "engine/search/remnants/FatTableFinder.h"
@@ -15,10 +16,11 @@ namespace kova {
 /// cluster size and one start of the data; folders that agree make up a volume.
 class FatRemnants {
 public:
-    /// `found` and `tables` outlive this; `today` is how today's FAT volume is cut, all 0 when
-    /// there is none.
-    FatRemnants(const FatFolderFinder& found, const FatTableFinder& tables, ClusterLayout today)
-        : found_(found), tables_(tables), today_(today) {}
+    /// `found`, `tables` and `content`, the files found by their content, outlive this; `today` is
+    /// how today's FAT volume is cut, all 0 when there is none.
+    FatRemnants(const FatFolderFinder& found, const FatTableFinder& tables,
+                const std::vector<ContentFind>& content, ClusterLayout today)
+        : found_(found), tables_(tables), content_(content), today_(today) {}
 
     /// The volumes, those with most folders first. `media` is not owned and outlives them.
     [[nodiscard]] std::vector<FormerVolume> volumes(ZCustomMedia& media) const;
@@ -28,6 +30,7 @@ private:
 
     const FatFolderFinder& found_;
     const FatTableFinder& tables_;
+    const std::vector<ContentFind>& content_;
     ClusterLayout today_;
 };
 

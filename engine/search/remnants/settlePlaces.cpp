@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <map>
+#include <unordered_map>
 
 namespace kova {
 
@@ -21,7 +22,8 @@ constexpr std::size_t kBytesShown = 4096;
 /// What a file's content says of the place that a source gives it.
 enum class Verdict { Right, Broken, Foreign, CannotTell };
 
-Verdict judge(const ZFileTreeNode& node, ContentSource& source) {
+/// `found`: the find that begins there and lies in one piece, if there is one.
+Verdict judge(const ZFileTreeNode& node, ContentSource& source, const ContentFind* found) {
     const std::wstring suffix = suffixOf(node.name);
     std::array<uint8, kBytesShown> first{};
     const auto wanted = static_cast<std::size_t>(std::min<int64>(node.size, kBytesShown));
@@ -34,7 +36,9 @@ Verdict judge(const ZFileTreeNode& node, ContentSource& source) {
     const RecognisedContent content = recognise(std::span(first).first(held));
     if (content.kind == nullptr || content.certainty == Certainty::Weak)
         return Verdict::CannotTell;
-    const MeasuredContent measured = content.kind->measure(source);
+    // All that a large one is recognised by was there when it was found, too.
+    const bool isMeasured = found != nullptr && wanted == kBytesShown;
+    const MeasuredContent measured = isMeasured ? found->content : content.kind->measure(source);
     const auto size = static_cast<uint64>(node.size);
     if (measured.state == ContentState::Whole && measured.length <= size)
         return measured.verified || measured.length == size ? Verdict::Right : Verdict::CannotTell;
@@ -43,9 +47,14 @@ Verdict judge(const ZFileTreeNode& node, ContentSource& source) {
 
 class Settling {
 public:
-    Settling(ZCustomMedia& media, std::vector<Item>& items, const std::vector<ByteRange>& held)
+    Settling(ZCustomMedia& media, std::vector<Item>& items, const std::vector<ByteRange>& held,
+             const std::vector<ContentFind>& finds)
         : media_(media), items_(items), space_(nullptr, media.sizeBytes()) {
         taken_.add(held);
+        for (const ContentFind& find : finds) {
+            if (find.place.size() == 1 && find.content.state == ContentState::Whole)
+                finds_.emplace(find.place.front().start, &find);
+        }
     }
 
     void run() {
@@ -81,14 +90,16 @@ private:
 
     bool isRight(Item& item) {
         PlacedSource source(media_, space_, item.place.front().start);
-        const Verdict verdict = judge(item.node, source);
+        const auto found = finds_.find(item.place.front().start);
+        const Verdict verdict =
+            judge(item.node, source, found == finds_.end() ? nullptr : found->second);
         item.isLost = verdict == Verdict::Foreign;
         return verdict != Verdict::Broken;
     }
 
     void tryAround(Item& item) {
         PlacedSource source(media_, space_, item.place.front().start, &taken_);
-        const Verdict verdict = judge(item.node, source);
+        const Verdict verdict = judge(item.node, source, nullptr);
         auto place = source.place(static_cast<uint64>(item.node.size));
         item.isLost = verdict == Verdict::Foreign;
         item.isDoubtful = verdict != Verdict::Right;
@@ -103,15 +114,16 @@ private:
     std::vector<Item>& items_;
     FreeSpace space_;
     TakenSpace taken_;
+    std::unordered_map<uint64, const ContentFind*> finds_; ///< Whole ones in one piece, by start.
     std::map<uint64, int> starts_;
     std::vector<Item*> open_;
 };
 
 } // namespace
 
-void settlePlaces(ZCustomMedia& media, std::vector<Item>& items,
-                  const std::vector<ByteRange>& held) {
-    Settling(media, items, held).run();
+void settlePlaces(ZCustomMedia& media, std::vector<Item>& items, const std::vector<ByteRange>& held,
+                  const std::vector<ContentFind>& finds) {
+    Settling(media, items, held, finds).run();
 }
 
 } // namespace kova
