@@ -48,7 +48,9 @@ OutputDirectory::OutputDirectory(const QString& path, const Source& source, bool
         path_.chop(1);
     refuseHarm(source, replaces, isForced);
     create();
-    if (const platform::Failure refusal = tryWriting(toWide(path_)))
+    const platform::Failure refusal =
+        folder_->open(toWide(path_)) ? tryWriting(*folder_) : folder_->failure();
+    if (refusal)
         throw refused(QStringLiteral("the output directory \"%1\" cannot be written: %2")
                           .arg(path_, toQString(refusal.words)));
 }

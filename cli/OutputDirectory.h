@@ -1,9 +1,12 @@
 #pragma once
 
 #include "cli/Source.h"
+#include "platform/Folder.h"
 
 #include <QString>
 #include <QStringList>
+
+#include <memory>
 
 /// The directory that files are recovered to.
 class OutputDirectory {
@@ -19,6 +22,9 @@ public:
 
     /// Without a trailing separator.
     [[nodiscard]] const QString& path() const { return path_; }
+
+    /// The same, open. A scan may take hours, and its path may lead elsewhere by then.
+    [[nodiscard]] const std::shared_ptr<platform::Folder>& folder() const { return folder_; }
 
 private:
     /// Folders from the outermost to the innermost. Those that have stayed empty go with it.
@@ -36,4 +42,5 @@ private:
 
     QString path_;
     CreatedFolders created_;
+    std::shared_ptr<platform::Folder> folder_ = std::make_shared<platform::Folder>();
 };

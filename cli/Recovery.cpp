@@ -27,6 +27,7 @@ Recovery::Recovery(Source& source, const RecoveryList& list, const OutputDirecto
     worker_.setExistingFile(options.existing);
     worker_.setKeepTimes(options.keepTimes);
     worker_.setVerifying(verifies_);
+    worker_.setOutputFolder(output_.folder());
     worker_.init(output_.path(), &source_.volume(), list);
     QObject::connect(&worker_, &RecoveryWorker::fileReported,
                      [this](const RecoveredFile& file) { onReported(file); });
@@ -77,13 +78,9 @@ void Recovery::onReported(const RecoveredFile& file) {
     const QString text = remarkOn(file);
     if (!text.isEmpty())
         (file.isComplete() ? remarks_ : failures_).push_back({file.path, text});
-    const QString doubt = doubtAbout(file.state);
-    if (!file.isComplete() || doubt.isEmpty())
-        return;
-    ++doubtfulCount_;
     // Most files whose place is a guess are right; there may be thousands.
-    if (file.state.kind != kova::FileState::Kind::Uncertain)
-        doubtful_.push_back({file.path, doubt});
+    if (file.isDoubtful() && file.state.kind != kova::FileState::Kind::Uncertain)
+        doubtful_.push_back({file.path, doubtAbout(file.state)});
 }
 
 void Recovery::stopIfAsked() {
@@ -144,19 +141,18 @@ void Recovery::writeReport() {
 
 /// Nothing while all is as it was.
 void Recovery::printStates(Output& output) const {
-    if (outcome_.partlyOverwritten + outcome_.erased + doubtfulCount_ == 0)
+    if (outcome_.partlyOverwritten + outcome_.erased + outcome_.doubtful == 0)
         return;
     output.print(QStringLiteral("%1 whole, %2 overwritten at least in part, %3 erased, %4 "
                                 "doubtful.")
-                     .arg(outcome_.complete - doubtfulCount_)
+                     .arg(outcome_.complete - outcome_.doubtful)
                      .arg(outcome_.partlyOverwritten)
                      .arg(outcome_.erased)
-                     .arg(doubtfulCount_));
-    if (doubtfulCount_ > doubtful_.size())
-        output.print(
-            QStringLiteral("Where %1 lay is a guess: look at what \"--state uncertain\" "
-                           "shows before you rely on it.")
-                .arg(counted(static_cast<kova::int64>(doubtfulCount_ - doubtful_.size()), "file")));
+                     .arg(outcome_.doubtful));
+    if (outcome_.guessed > 0)
+        output.print(QStringLiteral("Where %1 lay is a guess: look at what \"--state uncertain\" "
+                                    "shows before you rely on it.")
+                         .arg(counted(outcome_.guessed, "file")));
 }
 
 /// Nothing is said of what was not read back.

@@ -76,7 +76,6 @@ private:
     std::vector<Remark> failures_;
     std::vector<Remark> remarks_;  ///< On files that are complete.
     std::vector<Remark> doubtful_; ///< Complete, but not what their names say.
-    uint doubtfulCount_ = 0;       ///< With those whose place was a guess.
     uint total_ = 0;
     uint processed_ = 0;
     QString lastName_;

@@ -7,12 +7,13 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace platform {
 
 /// What a name in a folder may lead through.
 enum class Links {
-    Refuse, ///< What is a link, or a mount point of Windows, is no folder and no file.
+    Refuse, ///< What is a link is no folder and no file, and a mount point is no folder.
     Follow,
 };
 
@@ -27,7 +28,7 @@ public:
     enum class Entered {
         Created,
         Existed,
-        Occupied, ///< Something else is there: a file, a link, a device.
+        Occupied, ///< Something else is there: a file, a link, a device, a mount point.
         Failed,
     };
 
@@ -48,6 +49,7 @@ public:
     struct Entry {
         format::FileIdentity identity;
         bool isFolder = false;
+        bool isPlainFile = false; ///< A regular file that no other name leads to.
     };
 
     /// Nothing when nothing is there, or it cannot be looked at.
@@ -59,7 +61,8 @@ public:
 
     /// Waits until all that was written to the file system of the folder has arrived on its drive.
     /// False when some of what was written since the folder was opened has not, and will not. A
-    /// file system that cannot be asked counts as one that has written all.
+    /// file system that cannot be asked counts as one that has written all. So it is with what it
+    /// passes on to others, in a folder that was opened by its path.
     bool sync();
 
     /// Why the last `open`, `enter`, `remove` or `sync` failed.
@@ -72,6 +75,8 @@ private:
     bool failed();
 
     SystemHandle handle_;
+    /// Folders on the file systems that this one's is a view of, and passes on to what is written.
+    std::vector<SystemHandle> behind_;
     Failure failure_;
 };
 

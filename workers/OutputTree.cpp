@@ -1,5 +1,7 @@
 #include "workers/OutputTree.h"
 
+#include <utility>
+
 namespace {
 
 using platform::Disposition;
@@ -10,19 +12,21 @@ using ExistingFile = RecoveryWorker::ExistingFile;
 /// No drive has so many equal names; one that says that everything exists ends here.
 constexpr unsigned kLastNumber = 10'000'000;
 
-std::wstring prepared(const std::wstring& directory, ExistingFile policy) {
+/// The folder `directory`, open if that can be.
+std::shared_ptr<Folder> opened(const std::wstring& directory, ExistingFile policy) {
     if (policy != ExistingFile::Open)
         static_cast<void>(platform::makePath(directory));
-    return directory;
+    auto folder = std::make_shared<Folder>();
+    folder->open(directory);
+    return folder;
 }
 
 } // namespace
 
-OutputTree::OutputTree(const std::wstring& directory, ExistingFile policy)
-    : policy_(policy), names_(platform::nameRules(prepared(directory, policy))) {
-    levels_.push_back({std::make_shared<Folder>(), directory});
-    top().open(directory);
-}
+OutputTree::OutputTree(const std::wstring& directory, std::shared_ptr<Folder> folder,
+                       ExistingFile policy)
+    : policy_(policy), levels_{{folder ? std::move(folder) : opened(directory, policy), directory}},
+      names_(platform::nameRules(directory)) {}
 
 void OutputTree::choose(std::wstring_view name, OutputName::Kind kind) {
     chosen_ = names_.safe(name, kind);
@@ -175,6 +179,9 @@ bool OutputTree::createWithNumber(OutputStream& stream) {
 /// keeps what there was. False when it is anything but a file with this one name, must not be
 /// written, or was written by this run.
 bool OutputTree::replace(OutputStream& stream) {
+    const auto entry = levels_.back().folder->find(name_);
+    if (!entry || !entry->isPlainFile) // Opening a pipe or a device may do something to it.
+        return false;
     platform::FileIdentity identity;
     if (!open(stream, Disposition::OpenExisting, Links::Refuse) || !stream.file().hasOneName() ||
         !stream.file().identity(identity) || written_.contains(identity))

@@ -22,9 +22,11 @@ public:
     /// Where folders go whose paths would be longer than the system takes.
     static constexpr std::wstring_view kDeepFolders = L"Deep folders";
 
-    /// `directory` without a trailing separator. It is created if need be and if `policy` is not
-    /// `Open`; when that fails, so will what is written there.
-    OutputTree(const std::wstring& directory, RecoveryWorker::ExistingFile policy);
+    /// `directory` without a trailing separator, and the same opened already, or null. It is
+    /// created if need be, if it is not open and if `policy` is not `Open`; when that fails, so
+    /// will what is written there.
+    OutputTree(const std::wstring& directory, std::shared_ptr<platform::Folder> opened,
+               RecoveryWorker::ExistingFile policy);
 
     /// Chooses the path of a node in the current folder.
     void choose(std::wstring_view name, OutputName::Kind kind);
@@ -86,8 +88,8 @@ private:
     bool replace(OutputStream& stream);
 
     RecoveryWorker::ExistingFile policy_;
-    OutputName names_;
     std::vector<Level> levels_; ///< The folders entered.
+    OutputName names_;
 
     std::wstring chosen_; ///< The name, without a number.
     std::wstring name_;   ///< The same, with the number it has now.

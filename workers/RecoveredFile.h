@@ -48,4 +48,11 @@ struct RecoveredFile {
     [[nodiscard]] bool isErased() const { return state.kind == kova::FileState::Kind::Erased; }
 
     [[nodiscard]] bool isComplete() const { return !problem && !isOverwritten() && !isErased(); }
+
+    /// Whether it is complete, but what was written may be another file's all the same.
+    [[nodiscard]] bool isDoubtful() const {
+        using Kind = kova::FileState::Kind;
+        return isComplete() && (state.kind == Kind::Uncertain || state.kind == Kind::Inconsistent ||
+                                state.kind == Kind::NotWhatItsNameSays);
+    }
 };

@@ -26,6 +26,9 @@ struct RecoveryOutcome {
     kova::uint32 incomplete = 0; ///< Written in part, or not all of it is theirs any more.
     kova::uint32 failed = 0;     ///< Nothing of them was written, or it may not have arrived.
 
+    kova::uint32 doubtful = 0; ///< Of the complete ones: what they are may be another file's.
+    kova::uint32 guessed = 0;  ///< Of the doubtful ones: where they lay is a guess.
+
     kova::uint32 encrypted = 0;         ///< Of the complete and incomplete ones.
     kova::uint32 partlyOverwritten = 0; ///< Of the incomplete ones.
     kova::uint32 erased = 0;            ///< Of the incomplete ones: only zeros came out.

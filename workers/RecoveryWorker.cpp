@@ -31,6 +31,9 @@ constexpr int64 kLargeFile = int64{16} << 20;
 /// Smaller files are waited for together, whenever they come to so many bytes.
 constexpr uint64 kMostUnsynced = uint64{256} << 20;
 
+/// In the place of the size of a file, where there is none.
+constexpr int64 kNoFile = std::numeric_limits<int64>::max();
+
 } // namespace
 
 /// One run over what is to be recovered. Counting and recovering go over the same entries.
@@ -40,7 +43,7 @@ public:
     Run(RecoveryWorker& worker, const RecoveryList& list)
         : worker_(worker), list_(list), media_(worker.vol->media()),
           endsEarly_(worker.existingFile_ != ExistingFile::Open),
-          output_(toWide(worker.outputDir), worker.existingFile_) {}
+          output_(toWide(worker.outputDir), worker.outputFolder_, worker.existingFile_) {}
 
     void count();
     void recover();
@@ -88,7 +91,8 @@ private:
     std::vector<std::size_t> entered_; ///< Entries of the folders that `output_` stands in.
     RecoveryOutcome outcome_;
 
-    int64 smallestFile_ = std::numeric_limits<int64>::max(); ///< In bytes, empty files left out.
+    /// By index in the listing: the bytes of the smallest file to be recovered from there on.
+    std::vector<int64> smallestFrom_;
     /// Where the user's share of the drive ended although the drive had room, in bytes.
     std::optional<uint64> share_;
 
@@ -97,6 +101,7 @@ private:
 };
 
 void RecoveryWorker::Run::count() {
+    smallestFrom_.assign(list_.listing->entries().size() + 1, kNoFile);
     list_.forEach([this](std::size_t index) {
         const ZFileTreeNode& node = *list_.listing->entries()[index].node;
         if (!node.isDirectory) {
@@ -104,11 +109,12 @@ void RecoveryWorker::Run::count() {
             worker_.totalBytes = static_cast<int64>(static_cast<uint64>(worker_.totalBytes) +
                                                     static_cast<uint64>(node.size));
             ++worker_.totalFiles;
-            if (node.size > 0)
-                smallestFile_ = std::min(smallestFile_, node.size);
+            smallestFrom_[index] = node.size;
         }
         return index + 1;
     });
+    for (std::size_t index = smallestFrom_.size() - 1; index-- > 0;)
+        smallestFrom_[index] = std::min(smallestFrom_[index], smallestFrom_[index + 1]);
     outcome_.files = worker_.totalFiles;
 }
 
@@ -393,7 +399,8 @@ void RecoveryWorker::Run::endIfHopeless(const RecoveredFile& file) {
         break;
     case Problem::OutputFull: {
         const std::optional<uint64> most = room();
-        if (most && *most < static_cast<uint64>(smallestFile_))
+        const int64 smallest = smallestFrom_[file.entry + 1];
+        if (most && smallest > 0 && smallest != kNoFile && *most < static_cast<uint64>(smallest))
             endWith(End::OutputFull, file.detail);
         break;
     }
@@ -425,6 +432,10 @@ void RecoveryWorker::setHashing(bool hashes) {
 
 void RecoveryWorker::setVerifying(bool verifies) {
     verifies_ = verifies;
+}
+
+void RecoveryWorker::setOutputFolder(std::shared_ptr<platform::Folder> folder) {
+    outputFolder_ = std::move(folder);
 }
 
 void RecoveryWorker::interrupt() noexcept {

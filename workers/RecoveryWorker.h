@@ -2,6 +2,7 @@
 
 #include "engine/ZFileTree.h"
 #include "engine/ZVolume.h"
+#include "platform/Folder.h"
 #include "workers/RecoveredFile.h"
 #include "workers/RecoveryList.h"
 #include "workers/RecoveryOutcome.h"
@@ -11,6 +12,7 @@
 #include <QString>
 
 #include <atomic>
+#include <memory>
 
 /// Writes selected nodes, folders with all that is below them, into an output directory.
 ///
@@ -54,6 +56,10 @@ public:
     /// Before `start`: whether each file written is read back from the drive and compared by its
     /// SHA-256, which is reckoned then, too. Off unless set.
     void setVerifying(bool verifies);
+
+    /// Before `start`: the output directory, open since it was looked at. What stands at its path
+    /// by the start is of no account then.
+    void setOutputFolder(std::shared_ptr<platform::Folder> folder);
 
     /// Asks for a stop at once, in the middle of a file too, whose output is then removed if this
     /// run created it, and which does not count as attempted. For good, and before `start` too.
@@ -113,6 +119,7 @@ private:
     bool stopRequested = false;
 
     RecoveryList list_;
+    std::shared_ptr<platform::Folder> outputFolder_; ///< May be null.
     ExistingFile existingFile_ = ExistingFile::Open;
     bool keepTimes_ = false;
     bool hashes_ = false;

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <charconv>
 #include <fstream>
+#include <iterator>
 #include <string_view>
 
 #include <sys/sysmacros.h>
@@ -202,6 +203,22 @@ std::vector<dev_t> BlockDevices::slaves(dev_t number) const {
             found.push_back(*device);
     }
     return found;
+}
+
+std::vector<dev_t> BlockDevices::pool(dev_t number) const {
+    std::vector<dev_t> members{number};
+    for (const Path& fileSystem : entriesOf(sysfs_ / "fs" / "btrfs")) {
+        std::vector<dev_t> found;
+        for (const Path& member : entriesOf(fileSystem / "devices")) {
+            if (const std::optional<dev_t> device = deviceNumber(lineOf(member / "dev")))
+                found.push_back(*device);
+        }
+        if (std::find(found.begin(), found.end(), number) == found.end())
+            continue;
+        std::copy_if(found.begin(), found.end(), std::back_inserter(members),
+                     [number](dev_t member) { return member != number; });
+    }
+    return members;
 }
 
 std::string BlockDevices::backingFile(dev_t number) const {

@@ -53,6 +53,10 @@ public:
     /// The devices that a mapped device is made of.
     [[nodiscard]] std::vector<dev_t> slaves(dev_t number) const;
 
+    /// The devices that a file system of several (btrfs) is spread over, when it is mounted and
+    /// this is one of them; otherwise the device alone. The device comes first.
+    [[nodiscard]] std::vector<dev_t> pool(dev_t number) const;
+
     /// The file that a loop device, or the loop device of a partition, reads from; empty for other
     /// devices.
     [[nodiscard]] std::string backingFile(dev_t number) const;

@@ -3,12 +3,15 @@
 #include "platform/linux/Asker.h"
 #include "platform/linux/Descriptor.h"
 #include "platform/linux/Errno.h"
+#include "platform/linux/Mounts.h"
 
 #include <cerrno>
 
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 namespace platform {
@@ -19,10 +22,26 @@ int descriptor(const SystemHandle& handle) {
     return static_cast<int>(handle.get());
 }
 
+/// A FUSE file system is not told when it is to sync what it keeps elsewhere: opens folders there.
+std::vector<SystemHandle> foldersBehind(int folder, const std::string& path) {
+    std::vector<SystemHandle> opened;
+
+    struct statfs status {};
+
+    if (::fstatfs(folder, &status) != 0 || status.f_type != FUSE_SUPER_MAGIC)
+        return opened;
+    for (const std::string& behind : writeTargets(path, BlockDevices()).folders) {
+        if (Descriptor found(::open(behind.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)); found)
+            opened.emplace_back(found.release());
+    }
+    return opened;
+}
+
 } // namespace
 
 bool Folder::open(const std::wstring& path) {
     handle_ = {};
+    behind_.clear();
     failure_ = {};
     const std::optional<std::string> name = systemPath(path);
     if (!name)
@@ -33,12 +52,14 @@ bool Folder::open(const std::wstring& path) {
         opened = Descriptor(::open(name->c_str(), kOpenFolder));
     if (!opened)
         return failed();
+    behind_ = foldersBehind(opened.get(), *name);
     handle_ = SystemHandle(opened.release());
     return true;
 }
 
 Folder::Entered Folder::enter(const Folder& parent, const std::wstring& name, Links links) {
     handle_ = {};
+    behind_.clear();
     failure_ = {};
     const std::optional<std::string> component = systemComponent(name);
     const int from = descriptor(parent.handle());
@@ -51,6 +72,12 @@ Folder::Entered Folder::enter(const Folder& parent, const std::wstring& name, Li
     // A folder may be there although making one is refused, as on a read-only drive.
     const int noLinks = links == Links::Refuse ? O_NOFOLLOW : 0;
     Descriptor opened(::openat(from, component->c_str(), kOpenFolder | noLinks));
+    // What is mounted there lies elsewhere, perhaps on the drive that is read.
+    if (opened && !created && links == Links::Refuse && mountId(opened.get()) != mountId(from)) {
+        errno = EEXIST;
+        failed();
+        return Entered::Occupied;
+    }
     if (opened) {
         if (created)
             giveToAsker(opened.get());
@@ -80,7 +107,9 @@ std::optional<Folder::Entry> Folder::find(const std::wstring& name) const {
     if (!component ||
         ::fstatat(descriptor(handle_), component->c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
         return std::nullopt;
-    return Entry{{status.st_dev, status.st_ino}, S_ISDIR(status.st_mode)};
+    return Entry{{status.st_dev, status.st_ino},
+                 S_ISDIR(status.st_mode),
+                 S_ISREG(status.st_mode) && status.st_nlink == 1};
 }
 
 std::optional<std::uint64_t> Folder::freeSpace() const {
@@ -97,7 +126,10 @@ bool Folder::sync() {
     const int fd = descriptor(handle_);
     if ((::fcntl(fd, F_GETFL) & O_PATH) != 0)
         return true;
-    return ::syncfs(fd) == 0 || failed();
+    bool arrived = ::syncfs(fd) == 0;
+    for (const SystemHandle& behind : behind_)
+        arrived = arrived && ::syncfs(descriptor(behind)) == 0;
+    return arrived || failed();
 }
 
 bool Folder::failed() {

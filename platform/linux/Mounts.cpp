@@ -14,6 +14,7 @@
 #include <libmount.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
+#include <sys/xattr.h>
 
 namespace platform {
 
@@ -31,17 +32,6 @@ std::string fileText(const std::string& path) {
 
 std::string textOf(const char* text) {
     return text != nullptr ? text : std::string();
-}
-
-/// The kernel's number for the mount that an open file lies on.
-std::optional<int> mountId(int fd) {
-    std::ifstream info("/proc/self/fdinfo/" + std::to_string(fd));
-    std::string field;
-    for (int id = 0; info >> field;) {
-        if (field == "mnt_id:" && info >> id)
-            return id;
-    }
-    return std::nullopt;
 }
 
 /// The value of an option of the file system; empty without one.
@@ -86,13 +76,39 @@ MountSources pathsIn(const std::string& list) {
     return sources;
 }
 
-/// A device and, if it is a mapped one, the devices that it is made of.
-void addWithSlaves(dev_t device, const BlockDevices& devices, std::vector<dev_t>& all) {
+/// The folders that a mount of mergerfs is made of, in a list; empty for any other mount. It can be
+/// given others at any time, and the table has what differs in their paths.
+std::string mergedBranches(const Mount& mount) {
+    constexpr std::size_t kMostBytes = 65'536; // of any attribute
+    if (mount.type != "fuse.mergerfs")
+        return {};
+    std::string list(kMostBytes, '\0');
+    const ssize_t length = ::getxattr((mount.folder + "/.mergerfs").c_str(),
+                                      "user.mergerfs.branches", list.data(), list.size());
+    list.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
+    return list;
+}
+
+/// The block device that a loop device reads from, in the place of a file.
+std::optional<dev_t> deviceBehind(dev_t loop, const BlockDevices& devices) {
+    const std::string node = devices.backingFile(loop);
+
+    struct stat status {};
+
+    if (node.empty() || ::stat(node.c_str(), &status) != 0 || !S_ISBLK(status.st_mode))
+        return std::nullopt;
+    return status.st_rdev;
+}
+
+/// A device and the devices that it is made of.
+void addWithParts(dev_t device, const BlockDevices& devices, std::vector<dev_t>& all) {
     if (std::find(all.begin(), all.end(), device) != all.end())
         return;
     all.push_back(device);
     for (const dev_t slave : devices.slaves(device))
-        addWithSlaves(slave, devices, all);
+        addWithParts(slave, devices, all);
+    if (const std::optional<dev_t> behind = deviceBehind(device, devices))
+        addWithParts(*behind, devices, all);
 }
 
 /// Whether two devices share sectors: the same, or one a partition of the other.
@@ -110,34 +126,40 @@ public:
     TargetFinder(const BlockDevices& devices, WriteTargets& targets)
         : devices_(devices), targets_(targets) {}
 
-    /// Adds what a write below (or into) an existing path reaches; returns its block device.
-    dev_t addPath(const std::string& path, int depth = 0) {
+    /// Adds what a write below (or into) an existing path reaches.
+    void addPath(const std::string& path, int depth = 0) {
         struct stat status {};
 
         if (depth > kDeepestStack || ::stat(path.c_str(), &status) != 0)
-            return 0;
-        dev_t device = 0;
-        if (devices_.find(status.st_dev)) {
-            device = status.st_dev;
-            addDevice(device, depth);
-        }
+            return;
+        const bool isOnDevice = devices_.find(status.st_dev).has_value();
+        if (isOnDevice)
+            addFileSystem(status.st_dev, depth);
         const std::optional<Mount> mount = mountOf(path);
         if (!mount)
-            return device;
+            return;
         const MountSources sources = sourcesOf(*mount);
-        const bool passesOn = device == 0 && isPassedOn(*mount);
         bool isKnown = sources.isComplete;
         for (const std::string& source : sources.paths)
-            isKnown = addSource(source, device, depth) && isKnown;
-        if (passesOn && !isKnown)
+            isKnown = addSource(source, depth) && isKnown;
+        if (!isOnDevice && isPassedOn(*mount) && !isKnown)
             setUnresolved("\"" + mount->folder + "\" (" + mount->type + ")");
-        return device;
     }
 
-    void addDevice(dev_t device, int depth = 0) {
-        if (depth > kDeepestStack)
+    /// Adds a device with a file system, and the others that this one spreads over.
+    void addFileSystem(dev_t device, int depth = 0) {
+        for (const dev_t member : devices_.pool(device)) {
+            targets_.fileSystems.push_back(member);
+            addDevice(member, depth);
+        }
+    }
+
+private:
+    void addDevice(dev_t device, int depth) {
+        std::vector<dev_t>& known = targets_.devices;
+        if (depth > kDeepestStack || std::find(known.begin(), known.end(), device) != known.end())
             return;
-        targets_.devices.push_back(device);
+        known.push_back(device);
         for (const dev_t slave : devices_.slaves(device))
             addDevice(slave, depth + 1);
         const std::string image = devices_.backingFile(device);
@@ -149,27 +171,24 @@ public:
         if (::stat(image.c_str(), &status) != 0)
             setUnresolved("a loop device on \"" + image + "\"");
         else if (S_ISBLK(status.st_mode))
-            addDevice(status.st_rdev, depth + 1);
+            addFileSystem(status.st_rdev, depth + 1);
         else
             addImage(image, {status.st_dev, status.st_ino}, depth);
     }
 
-private:
-    /// Adds what a mount writes to. `device` becomes the block device if that is one, and it is 0.
-    /// False when nothing is there.
-    bool addSource(const std::string& path, dev_t& device, int depth) {
+    /// Adds what a mount writes to. False when nothing is there.
+    bool addSource(const std::string& path, int depth) {
         struct stat status {};
 
         if (::stat(path.c_str(), &status) != 0)
             return false;
         if (S_ISBLK(status.st_mode)) {
-            device = device != 0 ? device : status.st_rdev;
-            addDevice(status.st_rdev, depth);
+            addFileSystem(status.st_rdev, depth);
         } else if (S_ISREG(status.st_mode)) {
             addImage(path, {status.st_dev, status.st_ino}, depth);
         } else if (S_ISDIR(status.st_mode)) {
-            const dev_t below = addPath(path, depth + 1);
-            device = device != 0 ? device : below;
+            targets_.folders.push_back(path);
+            addPath(path, depth + 1);
         }
         return true;
     }
@@ -181,6 +200,7 @@ private:
 
     void addImage(const std::string& path, const FileIdentity& identity, int depth) {
         targets_.images.push_back(identity);
+        targets_.folders.push_back(std::filesystem::path(path).parent_path().string());
         addPath(path, depth + 1);
     }
 
@@ -220,14 +240,27 @@ MountSources sourcesOf(const Mount& mount) {
             return {};
         return upper.starts_with('/') ? MountSources{{upper}, true} : MountSources{{}, false};
     }
-    const bool isFuse = mount.type == "fuse" || mount.type.starts_with("fuse.");
+    if (const std::string branches = mergedBranches(mount); !branches.empty())
+        return pathsIn(branches);
 
     struct stat status {};
 
     // A path with a colon in it is taken for one where there is such a path.
-    if (mount.source.starts_with('/') && (!isFuse || ::stat(mount.source.c_str(), &status) == 0))
+    const bool isPath = mount.source.starts_with('/');
+    if (isPath && ::stat(mount.source.c_str(), &status) == 0)
         return {{mount.source}, true};
-    return isFuse ? pathsIn(mount.source) : MountSources{};
+    const bool isFuse = mount.type == "fuse" || mount.type.starts_with("fuse.");
+    return isFuse || isPath ? pathsIn(mount.source) : MountSources{};
+}
+
+std::optional<int> mountId(int fd) {
+    std::ifstream info("/proc/self/fdinfo/" + std::to_string(fd));
+    std::string field;
+    for (int id = 0; info >> field;) {
+        if (field == "mnt_id:" && info >> id)
+            return id;
+    }
+    return std::nullopt;
 }
 
 std::optional<Mount> mountOf(const std::string& path) {
@@ -261,22 +294,22 @@ std::string nearestExisting(const std::string& path) {
 
 WriteTargets writeTargets(const std::string& existingPath, const BlockDevices& devices) {
     WriteTargets targets;
-    targets.device = TargetFinder(devices, targets).addPath(existingPath);
+    TargetFinder(devices, targets).addPath(existingPath);
     return targets;
 }
 
 WriteTargets writeTargets(dev_t device, const BlockDevices& devices) {
     WriteTargets targets;
-    targets.device = device;
-    TargetFinder(devices, targets).addDevice(device);
+    TargetFinder(devices, targets).addFileSystem(device);
     return targets;
 }
 
 bool reachesDevice(const WriteTargets& targets, dev_t device, const BlockDevices& devices) {
     std::vector<dev_t> parts;
-    addWithSlaves(device, devices, parts);
+    addWithParts(device, devices, parts);
     if (overlapsAny(device, targets.devices, devices) ||
-        (targets.device != 0 && overlapsAny(targets.device, parts, devices)))
+        std::any_of(targets.fileSystems.begin(), targets.fileSystems.end(),
+                    [&](dev_t written) { return overlapsAny(written, parts, devices); }))
         return true;
     // Another way into the same image; partitions of one and the same loop device are told apart
     // by their devices.
@@ -288,7 +321,8 @@ bool reachesDevice(const WriteTargets& targets, dev_t device, const BlockDevices
     struct stat status {};
 
     if (image.empty() || ::stat(image.c_str(), &status) != 0 ||
-        (targets.device != 0 && diskOrSelf(targets.device) == diskOrSelf(device)))
+        (!targets.fileSystems.empty() &&
+         diskOrSelf(targets.fileSystems.front()) == diskOrSelf(device)))
         return false;
     const FileIdentity identity{status.st_dev, status.st_ino};
     return std::find(targets.images.begin(), targets.images.end(), identity) !=

@@ -39,11 +39,18 @@ struct MountSources {
 /// to become of "..", links and a relative path.
 [[nodiscard]] std::string nearestExisting(const std::string& path);
 
+/// The kernel's number for the mount that an open file lies on.
+[[nodiscard]] std::optional<int> mountId(int fd);
+
 /// What is written to when something is written below a folder.
 struct WriteTargets {
-    dev_t device = 0; ///< The block device that the folder's file system lies on; 0 if none.
-    /// That device, what it is made of, and what the files that it is made of lie on.
+    /// The block devices with file systems that are written to: that of the folder first, if it
+    /// lies on one, then those that hold its image files.
+    std::vector<dev_t> fileSystems;
+    /// These, and all that they are made of.
     std::vector<dev_t> devices;
+    /// Folders that what is written to the folder is passed on to.
+    std::vector<std::string> folders;
     /// Image files that are mounted, directly or through loop devices.
     std::vector<FileIdentity> images;
     /// Where what is written is passed on to a place that nothing tells, what passes it on, in

@@ -170,11 +170,7 @@ bool File::identity(FileIdentity& out) const {
 }
 
 bool File::hasOneName() const {
-    BY_HANDLE_FILE_INFORMATION information{};
-    return GetFileInformationByHandle(handleOf(handle_), &information) != 0 &&
-           (information.dwFileAttributes &
-            (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)) == 0 &&
-           information.nNumberOfLinks == 1;
+    return isPlainFile(handleOf(handle_));
 }
 
 bool File::failed() {

@@ -109,6 +109,7 @@ std::optional<Folder::Entry> Folder::find(const std::wstring& name) const {
     if (!found.isOpen() || !identityOf(handleOf(found), entry.identity))
         return std::nullopt;
     entry.isFolder = isFolder(handleOf(found));
+    entry.isPlainFile = isPlainFile(handleOf(found));
     return entry;
 }
 

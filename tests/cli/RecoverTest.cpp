@@ -241,6 +241,25 @@ TEST_F(RecoverTest, RefusesADirectoryInAMountOfTheImage) {
     EXPECT_THAT(result.err, HasSubstr("lies on the drive that is read"));
 }
 
+TEST_F(RecoverTest, WritesToAPlaceThatNothingTellsOnlyWhenForced) {
+    makeTree();
+    fs::create_directory(dir / "behind");
+    fs::create_directory(dir / "view");
+    const std::string view = "'" + (dir / "view").string() + "'";
+    if (!succeeds("bindfs '" + (dir / "behind").string() + "' " + view))
+        GTEST_SKIP() << "no FUSE or no bindfs here";
+    fs::rename(dir / "behind", dir / "moved");
+    out = dir / "view" / "out";
+    const Result refused = recover();
+    EXPECT_EQ(refused.code, 4);
+    EXPECT_THAT(refused.err, AllOf(HasSubstr("(fuse) to a place that is not known"),
+                                   HasSubstr("--force-output")));
+    EXPECT_TRUE(fs::is_empty(dir / "moved"));
+    EXPECT_EQ(recover({"--force-output"}).code, 0);
+    EXPECT_EQ(contentOf(dir / "moved/out/gone/a_b.jpg"), "picture");
+    succeeds("umount " + view);
+}
+
 TEST_F(RecoverTest, GivesWhatASavedSearchHasFoundWithoutSearching) {
     platform::test::makeFat(image, 8 << 20, "-F 16 -s 1");
     platform::test::run("mmd -i '" + image.string() + "' ::/above ::/above/below");
@@ -316,52 +335,71 @@ TEST_F(RecoverTest, KeepsWhatASearchHasFoundOnADriveThatHangs) {
 }
 
 /// The output lies on a thin volume: what is written is taken, and lost when it is written back.
-TEST_F(RecoverTest, SaysWhatTheOutputDriveHasLost) {
+class ThinOutputTest : public RecoverTest, public testing::WithParamInterface<bool> {};
+
+TEST_P(ThinOutputTest, SaysWhatTheOutputDriveHasLost) {
     FatBuilder builder({.sectorsPerCluster = 4});
     constexpr int kFiles = 40;
     for (int i = 0; i < kFiles; ++i)
         builder.addFile(
-            0, {.name = "F" + std::to_string(i) + ".BIN", .longName = u"", .deleted = true},
+            0, {.name = "F" + std::to_string(i) + ".PNG", .longName = u"", .deleted = true},
             noise(100'000, static_cast<unsigned>(i)));
     write(image, builder.bytes());
     const fs::path room = dir / "room";
     const fs::path mount = dir / "mount";
-    fs::create_directories(room);
-    fs::create_directories(mount);
+    const fs::path view = GetParam() ? dir / "view" : mount;
+    for (const fs::path& folder : {room, mount, view})
+        fs::create_directories(folder);
     if (::mount("tmpfs", room.c_str(), "tmpfs", 0, "size=3M") != 0)
         GTEST_SKIP() << "no right to mount";
     platform::test::makeFile(room / "thin", 64 << 20);
     const bool mounted =
         succeeds("mkfs.ext2 -q -F '" + (room / "thin").string() + "' && mount -o loop '" +
                  (room / "thin").string() + "' '" + mount.string() + "'");
+    const bool isSeen =
+        mounted &&
+        (!GetParam() || succeeds("bindfs '" + mount.string() + "' '" + view.string() + "'"));
     Result result;
-    if (mounted) {
-        out = mount / "out";
+    if (isSeen) {
+        out = view / "out";
         result = recover();
-        succeeds("umount '" + mount.string() + "'");
+        ::umount(view.c_str());
     }
+    ::umount(mount.c_str());
     ::umount(room.c_str());
-    if (!mounted)
-        GTEST_SKIP() << "no loop devices here";
+    if (!isSeen)
+        GTEST_SKIP() << "no loop devices here, or no bindfs";
     EXPECT_EQ(result.code, 4) << result.out;
     EXPECT_THAT(result.err, HasSubstr("cannot be written"));
-    EXPECT_THAT(result.lines(), testing::Contains(HasSubstr("may be lost")));
-    EXPECT_THAT(result.lines(), testing::Contains(HasSubstr("_7.BIN")));
+    EXPECT_THAT(result.lines(),
+                AllOf(Contains(HasSubstr("may be lost")), Contains(testing::EndsWith("_7.PNG")),
+                      testing::Not(Contains(HasSubstr(" whole, ")))))
+        << "none is there to have a state";
 }
+
+INSTANTIATE_TEST_SUITE_P(DirectlyAndThroughAView, ThinOutputTest, testing::Bool());
 
 TEST_F(RecoverTest, WhatAnAdministratorRecoversBelongsToWhoAsked) {
     makeTree();
     if (::geteuid() != 0)
         GTEST_SKIP() << "needs administrator rights";
-    EXPECT_EQ(
-        shell("PKEXEC_UID=12345 $CLI recover '" + image.string() + "' --to '" + out.string() + "'")
-            .code,
-        0);
-    for (const fs::path& path : {dir / "new", out, out / "gone", out / "gone/a_b.jpg"}) {
-        struct stat status {};
+    for (const auto& [variables, owner] : std::map<std::string, uid_t>{
+             {"PKEXEC_UID=12345 SUDO_UID=1", 12345},
+             {"SUDO_UID=12345", 12345},
+             {"PKEXEC_UID=me SUDO_UID=12345", 12345},
+             {"SUDO_UID=0", 0},
+             {"SUDO_UID=-1", 0},
+             {"SUDO_UID=4294967295", 0}, // That is "no user" to the system.
+             {"SUDO_UID=4294979641", 0}}) {
+        const std::string to = " --to '" + out.string() + "'";
+        EXPECT_EQ(shell(variables + " $CLI recover '" + image.string() + "'" + to).code, 0);
+        for (const fs::path& path : {dir / "new", out, out / "gone", out / "gone/a_b.jpg"}) {
+            struct stat status {};
 
-        ASSERT_EQ(::lstat(path.c_str(), &status), 0) << path;
-        EXPECT_EQ(status.st_uid, 12345U) << path;
+            ASSERT_EQ(::lstat(path.c_str(), &status), 0) << path;
+            EXPECT_EQ(status.st_uid, owner) << path << " with " << variables;
+        }
+        fs::remove_all(dir / "new");
     }
 }
 
@@ -430,8 +468,14 @@ protected:
 TEST_F(LongRecoverTest, StopsWithoutAHalfWrittenFile) {
     QProcess process;
     start(process, {"recover", image.string(), "--to", out.string()});
-    const fs::path second = out / "_ECOND.BIN";
     std::error_code missing;
+    // From when the folder has been looked at, it is written to wherever it is moved.
+    while (process.state() != QProcess::NotRunning && !fs::exists(out))
+        process.waitForFinished(1);
+    fs::rename(out, dir / "moved");
+    fs::create_directory(dir / "elsewhere");
+    fs::create_directory_symlink(dir / "elsewhere", out);
+    const fs::path second = dir / "moved/_ECOND.BIN";
     while (process.state() != QProcess::NotRunning && fs::file_size(second, missing) + 1 <= 1)
         process.waitForFinished(1);
     ::kill(static_cast<pid_t>(process.processId()), SIGINT);
@@ -441,7 +485,8 @@ TEST_F(LongRecoverTest, StopsWithoutAHalfWrittenFile) {
                 ElementsAre("Recovered 1 file to \"" + out.string() + "\"; 0 failed.",
                             "2 files not recovered yet."));
     EXPECT_EQ(result.err, "orvane-cli: stopped\n");
-    EXPECT_THAT(filesBelow(out), ElementsAre(Pair("_IRST.BIN", small)));
+    EXPECT_THAT(filesBelow(dir / "moved"), ElementsAre(Pair("_IRST.BIN", small)));
+    EXPECT_TRUE(fs::is_empty(dir / "elsewhere"));
 }
 
 TEST_F(LongRecoverTest, WritesWhatFitsWhenTheOutputIsFull) {
@@ -459,6 +504,15 @@ TEST_F(LongRecoverTest, WritesWhatFitsWhenTheOutputIsFull) {
     EXPECT_THAT(result.err, HasSubstr("the output drive is full; make room"));
     EXPECT_THAT(filesBelow(out), UnorderedElementsAre(Key("_IRST.BIN"), Key("_HIRD.BIN")));
     EXPECT_TRUE(contentOf(out / "_HIRD.BIN") == small);
+
+    // Room for one of the small ones: the third is not come to.
+    fs::remove_all(out);
+    write(mount / "filler", std::string((1 << 20) - 8192, 'x'));
+    const Result early = recover();
+    EXPECT_EQ(early.code, 4);
+    EXPECT_THAT(early.lines(), Contains("1 file not recovered yet."));
+    EXPECT_THAT(early.err, HasSubstr("so the recovery ended early"));
+    EXPECT_THAT(filesBelow(out), ElementsAre(Pair("_IRST.BIN", small)));
 
     fs::resize_file(out / "_IRST.BIN", 0);
     write(out / "filler", std::string(1 << 20, 'x'));

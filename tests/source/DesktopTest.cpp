@@ -14,6 +14,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <map>
+
 namespace {
 
 using testing::HasSubstr;
@@ -59,6 +61,19 @@ TEST_F(RelaunchTest, StartsTheProgramWithItsArgumentOnTheSameDisplay) {
     EXPECT_THAT(told, HasSubstr("DISPLAY=:7\n"));
     EXPECT_THAT(told, testing::Not(HasSubstr("QT_QPA_PLATFORM"))) << "it is offscreen here";
     EXPECT_THAT(told, testing::Not(HasSubstr("HOME_OF_THE_USER")));
+
+    for (const auto& [platforms, isTaken] : std::map<std::string, bool>{
+             {"wayland;xcb", true}, {"xcb;vnc", false}, {"xcb:nograb", false}}) {
+        std::filesystem::remove(done);
+        qputenv("QT_QPA_PLATFORM", platforms.c_str());
+        EXPECT_TRUE(relaunch());
+        EXPECT_TRUE(QTest::qWaitFor([&] { return std::filesystem::exists(done); }, 60000));
+        EXPECT_EQ(platform::test::contentOf(done).find("QT_QPA_PLATFORM=" + platforms) !=
+                      std::string::npos,
+                  isTaken)
+            << platforms;
+    }
+    qputenv("QT_QPA_PLATFORM", "offscreen");
 }
 
 TEST_F(RelaunchTest, FailsWhenRefusedOrMissing) {

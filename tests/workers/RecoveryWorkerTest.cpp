@@ -20,6 +20,11 @@
 #include <utility>
 #include <vector>
 
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -253,17 +258,25 @@ TEST_F(RecoveryWorkerTest, ReplacesWhatItHasNotWrittenItself) {
     fs::create_hard_link(dir / "kept", out / "hard");
     fs::create_symlink(dir / "kept", out / "soft");
     fs::create_directory(out / "folder");
+    ASSERT_EQ(::mkfifo((out / "pipe").c_str(), 0600), 0);
+    pollfd reader{::open((out / "pipe").c_str(), O_RDONLY | O_NONBLOCK), POLLIN, 0};
     addFile(1, 0, L"a", "1");
     addFile(2, 0, L"a", "2");
     addFile(3, 0, L"hard", "3");
     addFile(4, 0, L"soft", "4");
     addFile(5, 0, L"folder", "5");
+    addFile(6, 0, L"pipe", "6");
     worker.setExistingFile(ExistingFile::Replace);
-    recover({1, 2, 3, 4, 5});
-    EXPECT_THAT(written(), UnorderedElementsAre(Pair("a", "1"), Pair("a (2)", "2"),
-                                                Pair("hard", "kept"), Pair("hard (2)", "3"),
-                                                Pair("soft", "kept"), Pair("soft (2)", "4"),
-                                                Pair("folder", kFolder), Pair("folder (2)", "5")));
+    recover({1, 2, 3, 4, 5, 6});
+    ::poll(&reader, 1, 0);
+    EXPECT_EQ(reader.revents, 0) << "the pipe was opened to write";
+    ::close(reader.fd);
+    EXPECT_TRUE(fs::remove(out / "pipe"));
+    EXPECT_THAT(written(),
+                UnorderedElementsAre(Pair("a", "1"), Pair("a (2)", "2"), Pair("hard", "kept"),
+                                     Pair("hard (2)", "3"), Pair("soft", "kept"),
+                                     Pair("soft (2)", "4"), Pair("folder", kFolder),
+                                     Pair("folder (2)", "5"), Pair("pipe (2)", "6")));
     EXPECT_EQ(contentOf(dir / "kept"), "kept");
     EXPECT_THAT(failures, IsEmpty());
 }

@@ -101,6 +101,13 @@ TEST_F(BlockDevicesTest, WritingReachesWhatSharesSectorsAndNothingElse) {
     add("virtual/block/loop0/loop0p1", "259:0", {{"partition", "1"}});
     add("virtual/block/loop0/loop0p2", "259:1", {{"partition", "2"}});
     add("virtual/block/loop1", "7:1", {{"loop/backing_file", image}});
+    // A file system on two disks.
+    add(kStick, "8:16");
+    add("virtual/block/sdc", "8:32");
+    const fs::path members = root_ / "fs/btrfs/8f5c/devices";
+    fs::create_directories(members);
+    fs::create_directory_symlink(root_ / "devices" / kStick, members / "sdb");
+    fs::create_directory_symlink(root_ / "devices/virtual/block/sdc", members / "sdc");
 
     const dev_t disk = makedev(8, 0);
     const dev_t first = makedev(8, 1);
@@ -114,7 +121,8 @@ TEST_F(BlockDevicesTest, WritingReachesWhatSharesSectorsAndNothingElse) {
     for (const Pair& pair :
          {Pair{first, first}, Pair{first, disk}, Pair{disk, first}, Pair{encrypted, second},
           Pair{encrypted, disk}, Pair{second, encrypted}, Pair{disk, encrypted},
-          Pair{makedev(259, 0), makedev(7, 0)}, Pair{makedev(259, 0), makedev(7, 1)}})
+          Pair{makedev(259, 0), makedev(7, 0)}, Pair{makedev(259, 0), makedev(7, 1)},
+          Pair{makedev(8, 16), makedev(8, 32)}, Pair{makedev(8, 32), makedev(8, 16)}})
         EXPECT_TRUE(reaches(pair)) << std::hex << pair.first << " to " << pair.second;
     for (const Pair& pair :
          {Pair{first, second}, Pair{encrypted, first}, Pair{makedev(254, 1), makedev(254, 2)},

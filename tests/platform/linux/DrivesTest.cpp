@@ -151,6 +151,16 @@ TEST_F(DrivesTest, AViewOfAFolderIsTheDriveThatTheFolderLiesOn) {
     EXPECT_EQ(unknownPlace(wide(dir_ / "gone/new")), L"");
     std::filesystem::rename(dir_ / "plain", dir_ / "moved");
     EXPECT_NE(unknownPlace(wide(dir_ / "gone/new")).find(L"gone\" (fuse"), std::wstring::npos);
+
+    // The table has no whole paths of these.
+    std::filesystem::create_directory(dir_ / "merged");
+    const std::string merged = (dir_ / "merged").string();
+    if (!succeeds("mergerfs '" + (dir_ / "moved").string() + ":" + (dir_ / "mnt").string() + "' '" +
+                  merged + "'"))
+        GTEST_SKIP() << "no mergerfs here";
+    cleanUp_.push_back("umount '" + merged + "'");
+    EXPECT_TRUE(liesOnDrive(wide(dir_ / "merged/new"), letter));
+    EXPECT_EQ(unknownPlace(wide(dir_ / "merged/new")), L"");
 }
 
 TEST_F(DrivesTest, AFileThatALoopDeviceHasKeptLiesNowhereKnown) {
@@ -169,17 +179,19 @@ TEST_F(DrivesTest, AFileThatALoopDeviceHasKeptLiesNowhereKnown) {
 TEST_F(DrivesTest, ALoopDeviceAndItsFileAreOneVolume) {
     const std::string loop = attachLoop(image_);
     const std::string second = attachLoop(image_);
+    const std::string above = attachLoop(loop);
     if (loop.empty() || second.empty())
         GTEST_SKIP() << "no loop devices here";
     const std::optional<char> letter = letterOfDevice(wide(loop));
     const std::optional<char> secondLetter = letterOfDevice(wide(second));
-    ASSERT_TRUE(letter && secondLetter);
+    const std::optional<char> letterAbove = letterOfDevice(wide(above));
+    ASSERT_TRUE(letter && secondLetter && letterAbove);
     EXPECT_NE(letter, secondLetter);
     const char imageLetter = attachImage(wide(image_)).drives.at(0).letter;
     EXPECT_FALSE(liesOnDrive(wide(dir_.path()), *letter)); // the folder that the image lies in
     if (!mount(loop, "mnt"))
         GTEST_SKIP() << "no FUSE here";
-    for (const char reached : {*letter, *secondLetter, imageLetter})
+    for (const char reached : {*letter, *secondLetter, *letterAbove, imageLetter})
         EXPECT_TRUE(liesOnDrive(wide(dir_ / "mnt/new"), reached));
     const NameRules rules = nameRules(wide(dir_ / "mnt/new"));
     EXPECT_TRUE(rules.windowsNames);

@@ -14,6 +14,7 @@
 
 #include <csignal>
 
+#include <sys/mount.h>
 #include <sys/stat.h>
 
 namespace platform::test {
@@ -55,6 +56,12 @@ TEST(LinuxFile, NothingInAFolderIsReachedThroughALink) {
     std::filesystem::create_hard_link(dir / "f", dir / "second name");
     ASSERT_TRUE(file.open(top, L"f", kOpenExisting, kGenericRead));
     EXPECT_FALSE(file.hasOneName());
+
+    std::filesystem::create_directory(dir / "mounted");
+    if (::mount((dir / "d").c_str(), (dir / "mounted").c_str(), nullptr, MS_BIND, nullptr) != 0)
+        GTEST_SKIP() << "no right to mount";
+    EXPECT_EQ(folder.enter(top, L"mounted"), Folder::Entered::Occupied);
+    ::umount((dir / "mounted").c_str());
 }
 
 TEST(LinuxFile, NothingIsEmptiedWithoutTheRightToWrite) {
