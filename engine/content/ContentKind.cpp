@@ -6,6 +6,10 @@ Fit ContentKind::mayContinue(std::span<const uint8>, uint64) const {
     return Fit::CannotTell;
 }
 
+std::unique_ptr<ContentTrace> ContentKind::trace(ContentReader&) const {
+    return nullptr;
+}
+
 MeasuredContent ContentKind::measure(ContentSource& source) const {
     ContentReader reader(source);
     MeasuredContent found;

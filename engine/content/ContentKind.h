@@ -1,9 +1,11 @@
 #pragma once
 
 #include "engine/content/ContentReader.h"
+#include "engine/content/ContentTrace.h"
 #include "engine/content/ContentType.h"
 
 #include <cstring>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -105,6 +107,10 @@ public:
     /// Follows the structure of the file that begins with the source. Reads at most a small
     /// multiple of the bytes that prove to belong to it.
     [[nodiscard]] MeasuredContent measure(ContentSource& source) const;
+
+    /// What is known of the file that begins with the reader's source before any of it is looked
+    /// at; nothing for kinds that cannot tell by a few clusters whether they go on with a file.
+    [[nodiscard]] virtual std::unique_ptr<ContentTrace> trace(ContentReader& reader) const;
 
 protected:
     /// Says in `found` how far the file reaches. Running out of bytes is the generic failure, what

@@ -1,42 +1,13 @@
 #include "engine/content/Inflater.h"
 
-#include <zlib.h>
-
 #include <algorithm>
 #include <array>
 
 namespace kova {
 
-namespace {
-
-/// zlib's state, ended with its owner.
-class Stream {
-public:
-    explicit Stream(Inflater::Wrapper wrapper) {
-        constexpr int kWindowBits = 15;
-        if (inflateInit2(&z_, wrapper == Inflater::Wrapper::None ? -kWindowBits : kWindowBits) !=
-            Z_OK)
-            fail();
-    }
-
-    Stream(const Stream&) = delete;
-    Stream& operator=(const Stream&) = delete;
-
-    ~Stream() { inflateEnd(&z_); }
-
-    z_stream* operator->() { return &z_; }
-
-    int inflate() { return ::inflate(&z_, Z_NO_FLUSH); }
-
-private:
-    z_stream z_{};
-};
-
-} // namespace
-
 Inflater::Outcome Inflater::run(ContentReader& reader, uint64 at, uint64 limit, Wrapper wrapper,
                                 const Sink& sink) {
-    Stream stream(wrapper);
+    InflateStream stream(wrapper);
     std::array<uint8, std::size_t{32} << 10> output; // NOLINT: zlib fills it before it is read
     Outcome outcome;
     limit = std::min(limit, reader.size());

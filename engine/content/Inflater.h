@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/content/ContentReader.h"
+#include "engine/content/InflateStream.h"
 
 #include <functional>
 
@@ -9,7 +10,7 @@ namespace kova {
 /// Checks deflated data by inflating it (with zlib); nothing of it is kept.
 class Inflater {
 public:
-    enum class Wrapper { None, Zlib };
+    using Wrapper = InflateStream::Wrapper;
 
     struct Outcome {
         bool whole = false;  ///< The data came to its end.

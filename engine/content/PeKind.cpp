@@ -2,6 +2,7 @@
 #include "engine/content/kinds.h"
 
 #include <algorithm>
+#include <optional>
 
 namespace kova {
 
@@ -74,37 +75,50 @@ protected:
         found.date = text::timeFromUnix(reader.le<uint32>(header + kLinkedAt));
         const uint64 optional = reader.le<uint16>(header + kOptionalBytesAt);
         uint64 section = header + kOptional + optional;
-        uint64 end = certificatesEnd(reader, header + kOptional, optional);
+        uint64 end = section;
         for (uint32 i = reader.le<uint16>(header + kSectionsAt); i > 0; --i, section += kSection) {
             const uint64 bytes = reader.le<uint32>(section + kSectionBytesAt);
             if (bytes > 0)
                 end = std::max(end, reader.le<uint32>(section + kSectionOffsetAt) + bytes);
         }
-        end = std::max(end, symbolsEnd(reader, header));
-        found.endsAt(std::max(end, section));
+        const auto certificates = certificatesEnd(reader, header + kOptional, optional);
+        const auto symbols = symbolsEnd(reader, header);
+        if (!certificates || !symbols)
+            return found.breaks(section, std::min(end, reader.size()));
+        found.endsAt(std::max({end, section, *certificates, *symbols}));
     }
 
 private:
     /// Symbols, which some compilers leave in, lie behind the sections, with their names behind
-    /// them: those begin with their own length.
-    static uint64 symbolsEnd(ContentReader& reader, uint64 header) {
+    /// them: those begin with their own length. 0 without any, nothing where there are none.
+    static std::optional<uint64> symbolsEnd(ContentReader& reader, uint64 header) {
         constexpr uint64 kSymbol = 18;
         const uint64 at = reader.le<uint32>(header + kSymbolsAt);
         const uint64 count = reader.le<uint32>(header + kSymbolsAt + 4);
         if (at == 0 || count == 0)
             return 0;
         const uint64 names = at + count * kSymbol;
-        return names + std::max<uint32>(reader.le<uint32>(names), sizeof(uint32));
+        const uint64 end = names + std::max<uint32>(reader.le<uint32>(names), sizeof(uint32));
+        if (end > names + sizeof(uint32) && (end > reader.size() || reader.byte(end - 1) != 0))
+            return std::nullopt;
+        return end;
     }
 
-    /// The certificates lie behind the sections.
-    static uint64 certificatesEnd(ContentReader& reader, uint64 at, uint64 bytes) {
+    /// The certificates lie behind the sections: their length (4 bytes), version (2; 1.0 or 2.0),
+    /// kind (2). 0 without any, nothing where there are none.
+    static std::optional<uint64> certificatesEnd(ContentReader& reader, uint64 at, uint64 bytes) {
         const auto magic = bytes >= 2 ? reader.le<uint16>(at) : uint16{0};
         const uint64 entry = magic == kMagic64 ? kCertificates64 : kCertificates32;
         if ((magic != kMagic32 && magic != kMagic64) || entry + 8 > bytes)
             return 0;
         const auto length = reader.le<uint32>(at + entry + 4);
-        return length == 0 ? 0 : uint64{reader.le<uint32>(at + entry)} + length;
+        if (length == 0)
+            return 0;
+        const uint64 first = reader.le<uint32>(at + entry);
+        const auto version = reader.le<uint16>(first + 4);
+        if (reader.le<uint32>(first) > length || (version != 0x100 && version != 0x200))
+            return std::nullopt;
+        return first + length;
     }
 };
 

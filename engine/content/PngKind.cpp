@@ -1,4 +1,8 @@
+#include "engine/content/ContentTrace.h"
+#include "engine/content/PngStream.h"
 #include "engine/content/kinds.h"
+
+#include <algorithm>
 
 namespace kova {
 
@@ -23,6 +27,54 @@ bool isChunkType(std::span<const uint8> type) {
     return true;
 }
 
+/// Has `stream` take what the reader has up to `end`; false when it is wrong.
+bool follow(PngStream& stream, ContentReader& reader, uint64 end) {
+    while (stream.at() < end && !stream.isEnded()) {
+        const auto bytes = reader.some(stream.at(), end - stream.at());
+        if (bytes.empty() || !stream.take(bytes))
+            return false;
+    }
+    return true;
+}
+
+class PngTrace : public ContentTrace {
+public:
+    explicit PngTrace(const PngStream& before) : before_(before) {}
+
+    std::unique_ptr<ContentTrace> upTo(ContentReader& reader, uint64 offset) const override {
+        PngStream stream = before_;
+        const bool isSound = kova::follow(stream, reader, offset);
+        return isSound ? std::make_unique<PngTrace>(stream) : nullptr;
+    }
+
+    bool goesOn(ContentReader& reader) const override {
+        PngStream stream = before_;
+        const uint64 end = std::min(reader.size(), before_.at() + kMostBytes);
+        while (stream.at() < end && !stream.isEnded() &&
+               stream.rowsBegun() < before_.rowsBegun() + kRows) {
+            if (!kova::follow(stream, reader, std::min(stream.at() + kStep, end)))
+                return false;
+        }
+        return true;
+    }
+
+    void follow(ContentReader& reader, MeasuredContent& found) const override {
+        PngStream stream = before_;
+        kova::follow(stream, reader, reader.size());
+        if (stream.isEnded())
+            found.endsAt(stream.at());
+        else
+            found.breaks(stream.sound(), stream.at());
+    }
+
+private:
+    static constexpr uint64 kStep = 4096;
+    static constexpr uint64 kMostBytes = 64 * kStep;
+    static constexpr uint64 kRows = PngStream::kSureRows + 1;
+
+    PngStream before_;
+};
+
 class PngKind : public ContentKind {
 public:
     std::span<const ContentType> types() const override { return kTypes; }
@@ -38,6 +90,10 @@ public:
         return header ? Certainty::Structure : Certainty::No;
     }
 
+    std::unique_ptr<ContentTrace> trace(ContentReader&) const override {
+        return std::make_unique<PngTrace>(PngStream());
+    }
+
 protected:
     void follow(ContentReader& reader, MeasuredContent& found) const override {
         found.verified = true;
@@ -49,14 +105,22 @@ protected:
             const uint64 crcAt = at + kChunkHeader + length;
             // A chunk that leaves the source still fits, as far as it goes.
             if (!reader.has(crcAt, kChunkCrc))
-                return found.breaks(at, reader.size());
+                return locate(reader, found, at, reader.size());
             const bool last = reader.matches(at + 4, "IEND");
             if (reader.crc32(at + 4, 4 + uint64{length}) != reader.be<uint32>(crcAt))
-                return found.breaks(at, crcAt + kChunkCrc);
+                return locate(reader, found, at, crcAt + kChunkCrc);
             at = crcAt + kChunkCrc;
             if (last)
                 return found.endsAt(at);
         }
+    }
+
+private:
+    /// Says where a chunk that begins at `at` and is found out to be wrong at `wrongAt` breaks.
+    static void locate(ContentReader& reader, MeasuredContent& found, uint64 at, uint64 wrongAt) {
+        PngStream stream;
+        kova::follow(stream, reader, wrongAt);
+        found.breaks(std::max(at, stream.sound()), std::max(at, stream.at()));
     }
 };
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <map>
+#include <memory>
 #include <utility>
 
 namespace kova {
@@ -11,6 +12,8 @@ namespace {
 
 /// How far behind the place where a file breaks off its next piece is looked for.
 constexpr uint64 kLargestGap = uint64{32} << 20;
+/// And where it mostly lies.
+constexpr uint64 kNearGap = uint64{1} << 20;
 /// What the search for pieces may read of a media, as often as it holds that much.
 constexpr uint64 kGapReads = 4;
 /// At least, and for one file at the most.
@@ -208,45 +211,96 @@ bool ContentSearch::retryAround(Broken& broken) {
     return false;
 }
 
+/// A place at which a file may go on.
+struct ContentSearch::Gap {
+    uint64 offset = 0; ///< In the file.
+    uint64 position = 0;
+};
+
+/// One of them, and how far the file reaches then.
+struct ContentSearch::Join {
+    MeasuredContent content;
+    Gap gap;
+    bool isSure = false; ///< It goes on for so long that it is no accident.
+};
+
+/// A file whose pieces are put together.
+struct ContentSearch::Joining {
+    Broken& broken;
+    PlacedSource source;
+    std::unique_ptr<ContentTrace> trace; ///< Of what is sound, with kinds that have one.
+};
+
 /// Looks for the pieces of a file one after the other.
 bool ContentSearch::joinPieces(Broken& broken) {
     // What was put together meanwhile may have been what was in the way.
     if (retryAround(broken))
         return true;
-    PlacedSource source(media_, space_, broken.start.position, &taken_);
-    while (joinNext(broken, source)) {
-        if (broken.content.state == ContentState::Whole) {
-            accept(source, broken.start, broken.content);
-            return true;
-        }
+    const ContentKind& kind = *broken.start.kind;
+    Joining joining{broken, {media_, space_, broken.start.position, &taken_}, nullptr};
+    ContentReader reader(joining.source);
+    joining.trace = kind.trace(reader);
+    while (joinNext(joining)) {
+        if (broken.content.state != ContentState::Whole)
+            continue;
+        // What was followed piece by piece is looked at as a whole once.
+        broken.content = kind.measure(joining.source);
+        if (broken.content.state != ContentState::Whole)
+            return false;
+        accept(joining.source, broken.start, broken.content);
+        return true;
     }
     return false;
 }
 
-/// A place at which a file may go on, and how far it reaches then.
-struct ContentSearch::Join {
-    MeasuredContent content;
-    uint64 offset = 0; ///< In the file.
-    uint64 position = 0;
-    bool isSure = false; ///< It goes on for so long that it is no accident.
-};
-
 /// Looks for the piece behind the first wrong byte; false when there is none.
-bool ContentSearch::joinNext(Broken& broken, PlacedSource& source) {
+bool ContentSearch::joinNext(Joining& joining) {
+    PlacedSource& source = joining.source;
+    const uint64 before = source.bytesRead();
+    const uint64 sound = joining.broken.content.length / space_.unitBytes() * space_.unitBytes();
+    if (joining.trace && sound > 0) {
+        ContentReader reader(source);
+        if (auto further = joining.trace->upTo(reader, sound))
+            joining.trace = std::move(further);
+    }
+    Join best;
+    // Mostly it lies not far, and is worth looking for at each border before it is elsewhere.
+    joinWithin(joining, {0, kNearGap}, best);
+    if (!best.isSure)
+        joinWithin(joining, {kNearGap, kLargestGap - kNearGap}, best);
+    gapBytesLeft_ -= std::min(gapBytesLeft_, source.bytesRead() - before);
+    if (best.content.state == ContentState::NotThis)
+        return false;
+    source.goOnAt(best.gap.offset, best.gap.position);
+    joining.broken.content = best.content;
+    return true;
+}
+
+/// Tries what lies in `gaps`, counted in bytes behind each border at which the file may break;
+/// keeps in `best` what makes it reach furthest.
+void ContentSearch::joinWithin(Joining& joining, ByteRange gaps, Join& best) {
+    PlacedSource& source = joining.source;
     const uint64 unit = space_.unitBytes();
-    const MeasuredContent& content = broken.content;
+    const uint64 before = source.bytesRead();
+    const MeasuredContent& content = joining.broken.content;
     const uint64 last = content.breaksAt / unit;
     // The first cluster is the file's own, whatever shows in it.
     const uint64 first =
         std::max({uint64{1}, content.length / unit, last - std::min(last, kMostBorders)});
-    const uint64 before = source.bytesRead();
-    Join best;
     // What is wrong mostly shows at once.
     for (uint64 border = last; border >= first && !best.isSure; --border) {
         const uint64 offset = border * unit;
         const uint64 from = source.positionOf(offset);
-        const uint64 end = std::min(space_.mediaBytes(), from + kLargestGap);
-        for (uint64 position = from + unit; position < end && !best.isSure; position += unit) {
+        const uint64 end = std::min(space_.mediaBytes(), from + gaps.end());
+        std::unique_ptr<ContentTrace> trace;
+        if (joining.trace) {
+            ContentReader reader(source);
+            trace = joining.trace->upTo(reader, offset);
+            if (!trace) // It is wrong before.
+                continue;
+        }
+        for (uint64 position = from + std::max(unit, gaps.start); position < end && !best.isSure;
+             position += unit) {
             const uint64 spent = source.bytesRead() - before;
             if (spent > kGapBytesOfFile || spent > gapBytesLeft_) {
                 border = first;
@@ -259,36 +313,42 @@ bool ContentSearch::joinNext(Broken& broken, PlacedSource& source) {
                 continue;
             }
             MeasuredContent better;
-            if (space_.isFree(position) && tryGap(broken, source, offset, position, better) &&
-                better.breaksAt > best.content.breaksAt)
-                best = {better, offset, position,
-                        better.state == ContentState::Whole ||
-                            better.length >= offset + kSureUnits * unit};
+            if (!space_.isFree(position) ||
+                !tryGap(joining, trace.get(), {offset, position}, better) ||
+                better.breaksAt <= best.content.breaksAt)
+                continue;
+            // What a trace lets pass is no accident.
+            const bool isSure = trace || better.length >= offset + kSureUnits * unit;
+            best = {better, {offset, position}, isSure || better.state == ContentState::Whole};
         }
         source.goOnAt(offset, from);
     }
-    gapBytesLeft_ -= std::min(gapBytesLeft_, source.bytesRead() - before);
-    if (best.content.state == ContentState::NotThis)
-        return false;
-    source.goOnAt(best.offset, best.position);
-    broken.content = best.content;
-    return true;
 }
 
-/// Whether the file reaches further when it goes on there; then `source` does.
-bool ContentSearch::tryGap(const Broken& broken, PlacedSource& source, uint64 offset,
-                           uint64 position, MeasuredContent& better) {
+/// Whether the file reaches further when it goes on there; then its source does. `trace` is what is
+/// known of it up to the gap, where anything is.
+bool ContentSearch::tryGap(Joining& joining, const ContentTrace* trace, Gap gap,
+                           MeasuredContent& better) {
     const uint64 unit = space_.unitBytes();
-    source.goOnAt(offset, position);
+    const Broken& broken = joining.broken;
+    joining.source.goOnAt(gap.offset, gap.position);
+    if (trace != nullptr) {
+        ContentReader reader(joining.source);
+        if (!trace->goesOn(reader))
+            return false;
+        better = broken.content;
+        trace->follow(reader, better);
+        return better.state == ContentState::Whole || better.length > gap.offset;
+    }
     std::array<uint8, kBlockShown> block{};
-    const std::size_t held = source.read(offset, std::span(block).first(static_cast<std::size_t>(
-                                                     std::min<uint64>(unit, block.size()))));
-    if (broken.start.kind->mayContinue(std::span(block).first(held), offset) == Fit::No)
+    const auto wanted = static_cast<std::size_t>(std::min<uint64>(unit, block.size()));
+    const std::size_t held = joining.source.read(gap.offset, std::span(block).first(wanted));
+    if (broken.start.kind->mayContinue(std::span(block).first(held), gap.offset) == Fit::No)
         return false;
-    better = broken.start.kind->measure(source);
+    better = broken.start.kind->measure(joining.source);
     if (better.state == ContentState::Whole)
         return true;
-    return better.state == ContentState::Incomplete && better.length >= offset + unit &&
+    return better.state == ContentState::Incomplete && better.length >= gap.offset + unit &&
            better.breaksAt > broken.content.breaksAt;
 }
 

@@ -61,10 +61,12 @@ private:
     bool isSettled(const Broken& broken);
     bool retryAround(Broken& broken);
     bool joinPieces(Broken& broken);
-    bool joinNext(Broken& broken, PlacedSource& source);
+    struct Gap;
     struct Join;
-    bool tryGap(const Broken& broken, PlacedSource& source, uint64 offset, uint64 position,
-                MeasuredContent& better);
+    struct Joining;
+    bool joinNext(Joining& joining);
+    void joinWithin(Joining& joining, ByteRange gaps, Join& best);
+    bool tryGap(Joining& joining, const ContentTrace* trace, Gap gap, MeasuredContent& better);
     void keepIncomplete(const Broken& broken);
 
     ZCustomMedia& media_;

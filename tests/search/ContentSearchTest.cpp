@@ -5,6 +5,7 @@
 #include "tests/support/TestMedia.h"
 
 #include <gtest/gtest.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <map>
@@ -105,6 +106,60 @@ TEST(ContentSearch, PutsPiecesTogether) {
     ASSERT_NE(one, found.end());
     EXPECT_EQ(one->second, flac);
     EXPECT_EQ(found.count(L"JPEG"), 1U);
+}
+
+void appendBe(std::vector<uint8>& bytes, uint32 value) {
+    for (int shift = 24; shift >= 0; shift -= 8)
+        bytes.push_back(static_cast<uint8>(value >> shift));
+}
+
+void appendChunk(std::vector<uint8>& png, std::string_view type, const std::vector<uint8>& data) {
+    appendBe(png, static_cast<uint32>(data.size()));
+    const std::size_t from = png.size();
+    png.insert(png.end(), type.begin(), type.end());
+    png.insert(png.end(), data.begin(), data.end());
+    appendBe(png, static_cast<uint32>(
+                      crc32(0, png.data() + from, static_cast<uInt>(png.size() - from))));
+}
+
+/// A picture whose pixels are one chunk, as many programs write them.
+std::vector<uint8> pngOfOneChunk(uint32 side) {
+    std::mt19937 random(side);
+    std::vector<uint8> rows;
+    for (uint32 row = 0; row < side; ++row) {
+        rows.push_back(static_cast<uint8>(random() % 5));
+        std::generate_n(std::back_inserter(rows), side,
+                        [&] { return static_cast<uint8>(random() & 0x3FU); });
+    }
+    uLongf packedBytes = compressBound(static_cast<uLong>(rows.size()));
+    std::vector<uint8> packed(packedBytes);
+    compress(packed.data(), &packedBytes, rows.data(), static_cast<uLong>(rows.size()));
+    packed.resize(packedBytes);
+    std::vector<uint8> png{0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+    std::vector<uint8> header;
+    appendBe(header, side);
+    appendBe(header, side);
+    header.insert(header.end(), {8, 0, 0, 0, 0});
+    appendChunk(png, "IHDR", header);
+    appendChunk(png, "IDAT", packed);
+    appendChunk(png, "IEND", {});
+    return png;
+}
+
+TEST(ContentSearch, PutsPiecesOfOneChecksumTogether) {
+    const std::vector<uint8> one = pngOfOneChunk(500);
+    const std::vector<uint8> other = pngOfOneChunk(501);
+    Drive drive;
+    for (std::size_t at = 0; at < one.size(); at += 10 * kCluster) {
+        drive.put(one, at, std::min(at + 10 * kCluster, one.size()));
+        drive.put(other, at, std::min(at + 10 * kCluster, other.size()));
+        drive.putNoise(at / kCluster % 7);
+    }
+    const auto found = drive.search();
+    const auto [first, last] = found.equal_range(L"PNG");
+    ASSERT_EQ(std::distance(first, last), 2);
+    EXPECT_EQ(first->second, one);
+    EXPECT_EQ(std::next(first)->second, other);
 }
 
 /// Characters are everywhere; only what begins and ends as a file does is one.
