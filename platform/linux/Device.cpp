@@ -14,9 +14,11 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <sys/uio.h>
+#include <sys/vfs.h>
 
 namespace platform {
 
@@ -28,6 +30,7 @@ struct Device::State {
     /// What must be there for reads to succeed: the device itself, or the one the image lies on;
     /// nothing for an image on no device.
     std::optional<FileIdentity> presence;
+    bool isInMemory = false; ///< All of it: a file of a file system that has no disk.
     Failure failure;
 
     bool open(const std::string& path);
@@ -35,6 +38,16 @@ struct Device::State {
     bool openLetter(char letter);
     [[nodiscard]] bool isPresent() const;
 };
+
+namespace {
+
+bool liesInMemory(int file) {
+    struct statfs system {};
+
+    return ::fstatfs(file, &system) == 0 && system.f_type == TMPFS_MAGIC;
+}
+
+} // namespace
 
 bool Device::State::open(const std::string& path) {
     // Looked at before it is opened: opening may do things to what is no volume, such as a tape.
@@ -62,6 +75,7 @@ bool Device::State::open(const std::string& path) {
     if (S_ISBLK(status.st_mode))
         ::posix_fadvise(file.get(), 0, 0, POSIX_FADV_DONTNEED);
     length = static_cast<std::uint64_t>(size);
+    isInMemory = S_ISREG(status.st_mode) && liesInMemory(file.get());
     presence = deviceIdentity(S_ISBLK(status.st_mode) ? status.st_rdev : status.st_dev);
     return true;
 }
@@ -162,8 +176,10 @@ bool Device::readAtOnce(std::uint64_t position, void* buffer, std::size_t count)
     if (!isOpen() || position > state_->length || count > state_->length - position)
         return false;
     const struct iovec target = {buffer, count};
+    // The flag is unknown to the file system for which it would make no difference.
+    const int flags = state_->isInMemory ? 0 : RWF_NOWAIT;
     return ::preadv2(state_->file.get(), &target, 1, static_cast<off_t>(state_->offset + position),
-                     RWF_NOWAIT) == static_cast<ssize_t>(count);
+                     flags) == static_cast<ssize_t>(count);
 }
 
 std::uint64_t Device::size() const {

@@ -12,7 +12,7 @@ def show(case, volume, scores, seconds):
         print(f"  {tool:12}  contents {result.contents:4}  names {result.names:4}  "
               f"folders {result.folders:4}  junk {result.junk:4}  not whole {result.not_whole:4}  "
               f"said whole {result.whole:4}, wrongly {result.not_so:3}  "
-              f"twice {result.twice:3}  {result.seconds:6.1f} s  exit {result.status}", flush=True)
+              f"twice {result.twice:3}  {result.seconds:6.2f} s  exit {result.status}", flush=True)
 
 
 def _cell(volume, result):
