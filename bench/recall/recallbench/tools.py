@@ -2,6 +2,8 @@
 
 import json
 import re
+import shutil
+import statistics
 import subprocess
 import time
 from dataclasses import dataclass, field
@@ -40,6 +42,15 @@ class Tool:
     def fits(self, case):
         return self._reads in (None, case.file_system)
 
+    def seconds(self, image, folder, group, runs):
+        """How long it takes, the median of so many runs; each writes to `folder`, which is gone
+        afterwards."""
+        taken = []
+        for _ in range(runs):
+            taken.append(self.recover(image, folder, group).seconds)
+            shutil.rmtree(folder)
+        return statistics.median(taken)
+
     def recover(self, image, folder, group):
         folder.mkdir(parents=True)
         outcome = Outcome(folder)
@@ -64,9 +75,18 @@ class Orvane(Tool):
 
     def __init__(self, program, flags=(), search_flags=()):
         def command(image, folder, group):
-            return [program, "recover", image, "--to", folder, "--report", report_of(folder),
+            return [program, "recover", image, "--to", folder,
+                    *(("--report", report_of(folder)) if self.reports else ()),
                     *flags, *(search_flags if group in SEARCHED else ())]
+        self.reports = True
         super().__init__("Orvane", program, command)
+
+    def seconds(self, image, folder, group, runs):
+        self.reports = False  # It has to sum up all files; the others give none.
+        try:
+            return super().seconds(image, folder, group, runs)
+        finally:
+            self.reports = True
 
     def recover(self, image, folder, group):
         outcome = super().recover(image, folder, group)
