@@ -16,6 +16,9 @@ using platform::Drive;
 using End = ScanSession::End;
 
 const QString kPartition = QStringLiteral("partition");
+const QString kAllPartitions = QStringLiteral("all");
+/// The number of no partition: the image from end to end.
+constexpr int kWholeImage = 0;
 const QString kClassic = QStringLiteral("classic");
 const QString kStreams = QStringLiteral("streams");
 const QString kRecycleBin = QStringLiteral("recycle-bin");
@@ -77,6 +80,16 @@ Drive pickPartition(const QString& name, const std::vector<Drive>& drives,
                          .arg(name, QString::number(*partition), partitionList(drives)));
 }
 
+/// What can be done about an image that could not be attached.
+QString adviceFor(const platform::AttachResult& attached) {
+    if (attached.accessDenied)
+        return QStringLiteral("\nYou may not read this file; ask for the right to, or run the "
+                              "command with \"sudo\".");
+    if (attached.holdsOthersOnly)
+        return QStringLiteral("\n\"--partition all --deep\" looks for files in all of it.");
+    return {};
+}
+
 Drive findSource(const QString& name, std::optional<int> partition) {
     std::optional<char> letter = letterIn(name);
     const bool byLetter = letter.has_value();
@@ -96,14 +109,12 @@ Drive findSource(const QString& name, std::optional<int> partition) {
                                 .arg(QLatin1Char(*letter))
                           : QStringLiteral("\"%1\" cannot be read; is a medium in it?").arg(name));
     }
-    const platform::AttachResult attached = platform::attachImage(toWide(name));
+    const platform::AttachResult attached = platform::attachImage(
+        toWide(name),
+        partition == kWholeImage ? platform::ImageParts::Whole : platform::ImageParts::Volumes);
     if (attached.drives.empty())
         throw refused(QStringLiteral("\"%1\" cannot be opened: %2%3")
-                          .arg(name, toQString(attached.error),
-                               attached.accessDenied
-                                   ? QStringLiteral("\nYou may not read this file; ask for the "
-                                                    "right to, or run the command with \"sudo\".")
-                                   : QString()));
+                          .arg(name, toQString(attached.error), adviceFor(attached)));
     Drive drive = pickPartition(name, attached.drives, partition);
     if (attached.tableIsLost)
         printError(QStringLiteral("took volume %1 of \"%2\", found without a partition table")
@@ -131,10 +142,13 @@ QString unknownFileSystem(const QString& name, const Drive& drive, const std::st
 std::optional<int> partitionIn(const QCommandLineParser& parser) {
     if (!parser.isSet(kPartition))
         return std::nullopt;
+    if (parser.value(kPartition) == kAllPartitions)
+        return kWholeImage;
     bool isNumber = false;
     const int partition = parser.value(kPartition).toInt(&isNumber);
     if (!isNumber || partition < 1)
-        throw wrongUsage(QStringLiteral("--partition: \"%1\" is not the number of a partition")
+        throw wrongUsage(QStringLiteral("--partition: \"%1\" is neither the number of a "
+                                        "partition nor \"all\"")
                              .arg(parser.value(kPartition)));
     return partition;
 }
@@ -169,7 +183,9 @@ kova::SearchOptions searchOptionsIn(const QCommandLineParser& parser) {
 
 void Source::addOptions(QCommandLineParser& parser) {
     parser.addOptions({
-        {kPartition, QStringLiteral("The partition of an image that holds several."),
+        {kPartition,
+         QStringLiteral("The partition of an image that holds several; \"all\", with --deep, "
+                        "searches the image from end to end, whatever its partition table says."),
          QStringLiteral("N")},
         {kClassic, QStringLiteral("Leave out what only newer systems and devices write: files "
                                   "without a Windows short name, files without dates.")},

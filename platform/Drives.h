@@ -53,10 +53,19 @@ struct AttachResult {
     bool accessDenied = false;
     /// No table led to the drives: they are volumes that were looked for, numbered as they lie.
     bool tableIsLost = false;
+    /// There is a table, but it leads to none that can be read.
+    bool holdsOthersOnly = false;
+};
+
+/// What an image is taken for.
+enum class ImageParts {
+    Volumes, ///< What its partition table, if it has one, leads to.
+    Whole,   ///< One drive from end to end, whatever a table says.
 };
 
 /// Attaches a disk image read-only. Attaching the same file again gives the same letters.
-[[nodiscard]] AttachResult attachImage(const std::wstring& path);
+[[nodiscard]] AttachResult attachImage(const std::wstring& path,
+                                       ImageParts parts = ImageParts::Volumes);
 
 /// True when a file written below `directory` (which need not exist yet; its nearest existing
 /// parent counts) would be written to the drive with this letter: to its device, to a device

@@ -104,6 +104,26 @@ std::vector<format::Partition> lostPartitions(File& image, std::uint64_t size) {
     return found;
 }
 
+std::vector<format::Partition> wholeImage(File& image) {
+    return {{0, 0, static_cast<std::uint64_t>(image.size())}};
+}
+
+/// The volumes of an image, itself when it seems to have no partitions; none when these hold
+/// nothing that can be read.
+std::vector<format::Partition> volumesIn(File& image, AttachResult& result) {
+    const auto size = static_cast<std::uint64_t>(image.size());
+    bool hasTable = false;
+    std::vector<format::Partition> partitions = scannablePartitions(image, size, hasTable);
+    if (!partitions.empty())
+        return partitions;
+    partitions = lostPartitions(image, size);
+    result.tableIsLost = !partitions.empty();
+    if (!partitions.empty() ||
+        (hasTable && !identifyIn(image, 0) && !identifyCopyIn(image, 0, size)))
+        return partitions;
+    return wholeImage(image);
+}
+
 AttachResult failure(std::wstring words, bool accessDenied = false) {
     AttachResult result;
     result.error = std::move(words);
@@ -113,7 +133,7 @@ AttachResult failure(std::wstring words, bool accessDenied = false) {
 
 } // namespace
 
-AttachResult attachImage(const std::wstring& path) {
+AttachResult attachImage(const std::wstring& path, ImageParts parts) {
     switch (pathKind(path)) {
     case PathKind::Folder:
         return failure(L"This is a folder, not a disk image.");
@@ -137,22 +157,16 @@ AttachResult attachImage(const std::wstring& path) {
     if (size == 0)
         return failure(L"The image is empty.");
 
-    bool hasTable = false;
-    std::vector<format::Partition> partitions =
-        scannablePartitions(image, static_cast<std::uint64_t>(size), hasTable);
     AttachResult result;
+    const std::vector<format::Partition> partitions =
+        parts == ImageParts::Whole ? wholeImage(image) : volumesIn(image, result);
     if (partitions.empty()) {
-        partitions = lostPartitions(image, static_cast<std::uint64_t>(size));
-        result.tableIsLost = !partitions.empty();
+        result.error = L"None of the partitions in this image holds NTFS, FAT or exFAT.";
+        result.holdsOthersOnly = true;
+        return result;
     }
-    if (partitions.empty()) {
-        if (hasTable && !identifyIn(image, 0) &&
-            !identifyCopyIn(image, 0, static_cast<std::uint64_t>(size)))
-            return failure(L"None of the partitions in this image holds NTFS, FAT or exFAT.");
-        if (image.failure().kind != Error::None)
-            return failure(L"The image cannot be read: " + image.failure().words);
-        partitions.push_back({0, 0, static_cast<std::uint64_t>(size)});
-    }
+    if (partitions.front().number == 0 && image.failure().kind != Error::None)
+        return failure(L"The image cannot be read: " + image.failure().words);
 
     openImages().keep(source.identity, std::move(image));
     for (const format::Partition& partition : partitions) {

@@ -116,6 +116,23 @@ TEST_F(SourceTest, APartitionIsChosenByItsNumber) {
     EXPECT_THAT(run({"scan", image.string(), "--list", "--partition=3"}).lines(),
                 ElementsAre("on ntfs"));
     EXPECT_EQ(run({"scan", image.string(), "--partition", "2"}).code, 2);
+
+    // Partitioned anew, for another system.
+    const fs::path anew = dir / "anew.img";
+    fs::copy(image, anew);
+    platform::test::overwrite(anew, 1 << 20, std::vector<std::uint8_t>(512));
+    const std::vector<std::uint8_t> picture = {'G', 'I', 'F', '8', '9', 'a',  1, 0, 1,  0,
+                                               0,   0,   0,   ',', 0,   0,    0, 0, 1,  0,
+                                               1,   0,   0,   2,   2,   0x44, 1, 0, ';'};
+    platform::test::overwrite(anew, 8 << 20, picture);
+    platform::test::run("printf 'label: dos\\n1:start=2M,size=4M,type=83\\n' | sfdisk -q '" +
+                        anew.string() + "'");
+    EXPECT_THAT(refusal(anew.string()), HasSubstr("\"--partition all --deep\" looks for files"));
+    EXPECT_THAT(run({"scan", anew.string(), "--partition", "all", "--deep", "--list"}).lines(),
+                ElementsAre("Found by content", "Found by content/Pictures",
+                            "Found by content/Pictures/GIF",
+                            "Found by content/Pictures/GIF/00001.gif"));
+
     platform::test::overwrite(image, 8 << 20, std::vector<std::uint8_t>(8 << 20));
     EXPECT_THAT(run({"scan", image.string(), "--list"}).err, HasSubstr("took partition 1 of"));
     EXPECT_EQ(run({"scan", (dir / "ntfs").string(), "--partition", "1"}).code, 2) << "it has none";
