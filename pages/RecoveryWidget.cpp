@@ -96,6 +96,10 @@ void RecoveryWidget::finished(uint totalFiles, uint recoveredFiles) {
             : tr("%1 out of %2 %3 successfully recovered").arg(recovered).arg(totalFiles).arg(word);
     ui->lblResult->setText(text);
     finished_ = true;
+    if (outcome.end != End::Done && outcome.end != End::Stopped)
+        ui->lblSubtitle->setText(tr("Not completed"));
+    if (!reachedEnd_)
+        ui->btnCancel->setText(tr("Close"));
     showOutcome(outcome);
 }
 
@@ -103,7 +107,7 @@ void RecoveryWidget::finished(uint totalFiles, uint recoveredFiles) {
 void RecoveryWidget::showOutcome(const RecoveryOutcome& outcome) {
     const QString directory = displayName(QDir::toNativeSeparators(outputDirectory_));
     const QString saved =
-        outcome.complete == 0
+        outcome.complete == 0 || outcome.outputIsGone
             ? QString()
             : tr("%1 saved in %2").arg(counted(outcome.complete, "complete file"), directory);
     QStringList notes;
@@ -113,7 +117,8 @@ void RecoveryWidget::showOutcome(const RecoveryOutcome& outcome) {
             saved.isEmpty() && outcome.files > 0 ? tr("No complete file could be saved") : saved;
     } else {
         const QString reason = reasonForEnd(outcome);
-        line_ = tr("%1 complete, %2 not recovered")
+        line_ = (outcome.outputIsGone ? tr("%1 written, %2 not recovered")
+                                      : tr("%1 complete, %2 not recovered"))
                     .arg(outcome.complete)
                     .arg(outcome.files - outcome.complete);
         notes += reason.isEmpty() ? tr("Stopped.") : sentence(reason);
@@ -121,7 +126,7 @@ void RecoveryWidget::showOutcome(const RecoveryOutcome& outcome) {
             notes += sentence(saved);
     }
     if (outcome.gaveWay > 0)
-        notes += tr("%1 there already; the recovered ones got a number in their names")
+        notes += tr("%1 there already; the recovered ones got a number in their names.")
                      .arg(outcome.gaveWay == 1 ? tr("1 file was")
                                                : tr("%1 files were").arg(outcome.gaveWay));
     for (const QString& path : outcome.inDoubt) {
@@ -129,7 +134,7 @@ void RecoveryWidget::showOutcome(const RecoveryOutcome& outcome) {
         if (missing_.lines.size() < kMostNamed)
             missing_.lines.append(tr("%1: may not have arrived").arg(shownPath(path)));
     }
-    if (outcome.end == End::Done)
+    if (outcome.end != End::Stopped) // Who has stopped it knows of those that it did not come to.
         missing_.count = outcome.files - outcome.complete - overwritten_.count;
     ui->lblNotes->setText(notes.join(QLatin1Char('\n')));
     ui->lblNotes->setVisible(!notes.isEmpty());

@@ -39,6 +39,9 @@ struct RecoveryOutcome {
     /// Files that were there already with the names of recovered ones, which got others.
     kova::uint32 gaveWay = 0;
 
+    /// With `OutputUnwritable`: the output directory is not there any more.
+    bool outputIsGone = false;
+
     kova::uint64 completeBytes = 0; ///< In the complete files.
 
     /// Paths of files that were written, but the output drive may not have them. They count as

@@ -235,6 +235,11 @@ bool RecoveryWorker::Run::sync() {
 void RecoveryWorker::Run::settle() {
     if (endsEarly_ && output_.top().isOpen() && outcome_.attempted() > 0)
         sync();
+    // By its path, as people look for it: the open folder outlives that.
+    platform::Folder again;
+    outcome_.outputIsGone = outcome_.end == End::OutputUnwritable &&
+                            !again.open(toWide(worker_.outputDir)) &&
+                            again.failure().kind == platform::Error::NotFound;
 }
 
 void RecoveryWorker::Run::report(const RecoveredFile& file) {

@@ -102,6 +102,9 @@ QString reasonForEnd(const RecoveryOutcome& outcome) {
     case End::OutputFull:
         return QStringLiteral("the output drive is full");
     case End::OutputUnwritable:
+        if (outcome.outputIsGone)
+            return QStringLiteral("the output directory is gone, perhaps with all that was written "
+                                  "there");
         return outcome.detail.isEmpty()
                    ? QStringLiteral("the output directory cannot be written any more")
                    : QStringLiteral("the output directory cannot be written any more (%1)")

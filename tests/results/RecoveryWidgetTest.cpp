@@ -156,12 +156,15 @@ TEST_F(RecoveryWidgetTest, SaysWhatIsMissingAndFindsRoomForIt) {
     outcome.complete = 2;
     page->setOutcome(outcome);
     page->finished(9, 5);
-    EXPECT_EQ(label("lblFailed"), QStringLiteral("3 missing or incomplete"));
+    EXPECT_EQ(label("lblSubtitle"), QStringLiteral("Not completed"));
+    EXPECT_EQ(child<QPushButton>("btnCancel")->text(), QStringLiteral("Close"));
+    EXPECT_EQ(label("lblFailed"), QStringLiteral("7 missing or incomplete"));
     EXPECT_EQ(child<QPlainTextEdit>("txtFailed")->toPlainText(),
               QStringLiteral("Missing or incomplete:\n"
                              "a.txt: cannot be read: the file system had compressed it, or what "
                              "described it is damaged\n"
-                             "b/c\uFFFD.txt: cannot be written: No such device\n\n"
+                             "b/c\uFFFD.txt: cannot be written: No such device\n"
+                             "... and 4 more\n\n"
                              "Overwritten in part:\n"
                              "half.jpg: other files have been written over 3 of its 9 clusters\n\n"
                              "Encrypted:\n"
