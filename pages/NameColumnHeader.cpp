@@ -15,9 +15,9 @@ void NameColumnHeader::fitColumns() {
     setStretchLastSection(false);
     const QFontMetrics metrics = fontMetrics();
     const QString longestSize = formatSize(kova::int64{999} * 1024 * 1024);
-    const QString longestDate = QStringLiteral("30 MMM 2000 00:00");
+    const QString longestDate = QStringLiteral("30 May 2000 00:00");
     const auto widthOf = [&](const QString& text) {
-        return metrics.horizontalAdvance(text + QStringLiteral("MM"));
+        return metrics.horizontalAdvance(text + QLatin1Char('M'));
     };
     setMinimumSectionSize(widthOf(longestSize));
     resizeSection(1, widthOf(longestSize));
