@@ -205,16 +205,15 @@ void MainWindow::searchWholeDrive() {
     scanFrame->search(resultFrame->takeResults());
 }
 
-/// Without results there is only the way back.
+/// Without results there is only the way back, and perhaps a search.
 void MainWindow::onScanEnded() {
     resultFrame->offerSearch(scanFrame->searchDuration());
     QApplication::alert(this); // A scan takes long enough to do something else meanwhile.
     const QString reason = scanFrame->failureReason();
-    ui->btnRecover->setEnabled(reason.isEmpty());
-    if (reason.isEmpty())
-        return;
-    resultFrame->showFailure(reason);
-    ui->btnScanAgain->setFocus();
+    if (!reason.isEmpty())
+        resultFrame->showFailure(reason);
+    ui->btnRecover->setEnabled(resultFrame->showsTree());
+    focusPage();
 }
 
 void MainWindow::scanAgain() {

@@ -34,6 +34,9 @@ namespace {
 /// The largest file that is previewed, in bytes.
 constexpr kova::uint64 kMostPreviewedBytes = 20971520;
 
+/// Of a level of the tree, in logical pixels: names of files found lie deep.
+constexpr int kIndentation = 14;
+
 /// A drive that fails may take forever over a file; the window waits no longer.
 constexpr auto kMostReadingTime = std::chrono::seconds(10);
 
@@ -75,6 +78,8 @@ ResultFrame::ResultFrame(QWidget* parent)
     ui->tree->lower();
     ui->tree->setHeader(header_);
     ui->tree->setItemDelegate(new NameDelegate(ui->tree));
+    ui->tree->setTextElideMode(Qt::ElideMiddle); // Numbers and suffixes tell files apart.
+    ui->tree->setIndentation(kIndentation);
     ui->cmbView->hide();
     ui->edtSearch->setEnabled(false);
     chooseDirectory_ = [this](const QString& start) {
@@ -136,7 +141,7 @@ void ResultFrame::init(kova::ZVolume* volume, kova::ZFileTree* tree) {
         showThatNothingWasFound();
 
     files_.show(*tree);
-    ui->edtSearch->setEnabled(true);
+    ui->edtSearch->setEnabled(showsTree());
     header_->fitColumns();
     if (takenTree_ == tree)
         place_.applyTo(*ui->tree);
@@ -193,8 +198,7 @@ void ResultFrame::showThatNothingWasFound() {
         ui->lblGaps->show();
         return;
     }
-    ui->lblFailure->setText(tr("No deleted files were found on drive %1").arg(drivePrefix()) +
-                            QStringLiteral("\n\n") + hint);
+    ui->lblFailure->setText(tr("No deleted files were found.") + QStringLiteral("\n\n") + hint);
     ui->horSplitter->hide();
     ui->lblFailure->show();
 }
@@ -203,7 +207,12 @@ void ResultFrame::showFailure(const QString& reason) {
     ui->lblFailure->setText(reason);
     ui->lblGaps->hide();
     ui->horSplitter->hide();
+    ui->edtSearch->setEnabled(false);
     ui->lblFailure->show();
+}
+
+bool ResultFrame::showsTree() const {
+    return !ui->horSplitter->isHidden();
 }
 
 void ResultFrame::cleanup() {

@@ -49,6 +49,9 @@ public:
     /// True from `init` with a volume until `cleanup`: there is something to recover from.
     [[nodiscard]] bool hasVolume() const { return found_.volume() != nullptr; }
 
+    /// Whether there is a tree to choose from; otherwise the page says why there is none.
+    [[nodiscard]] bool showsTree() const;
+
     /// True while a recovery reads the volume.
     [[nodiscard]] bool isRecovering() const {
         return recovery_ != nullptr && recovery_->isRunning();

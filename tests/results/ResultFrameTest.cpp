@@ -12,6 +12,7 @@
 #include <QApplication>
 #include <QDirIterator>
 #include <QFile>
+#include <QHelpEvent>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -22,6 +23,7 @@
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTimer>
+#include <QToolTip>
 
 #include <fstream>
 #include <functional>
@@ -437,9 +439,10 @@ TEST_F(OutputEnds, ItIsToldThatItIsFull) {
 
 TEST_F(OutputEnds, ItIsToldThatItIsGone) {
     recoverWith([this] { QDir(answer).removeRecursively(); });
-    EXPECT_THAT(progressLabel("lblNotes").toStdString(),
-                testing::StartsWith("The output directory cannot be written any more"));
-    EXPECT_FALSE(progressLabel("lblNotes").contains(QStringLiteral("3 complete")));
+    EXPECT_EQ(progressLabel("lblNotes"),
+              QStringLiteral("The output directory is gone, perhaps with all that was written "
+                             "there."));
+    EXPECT_EQ(progressLabel("lblFile"), QStringLiteral("2 written, 1 not recovered"));
 }
 
 TEST_F(OutputEnds, OneThatTakesNothingIsRefusedBefore) {
@@ -456,7 +459,10 @@ TEST_F(ResultFrameTest, NothingFoundIsSaidWhereTheTreeWouldBe) {
     auto* empty = new ZFileTree;
     page->init(new GatedVolume(new TestMedia, volumeAlive), empty);
     EXPECT_FALSE(view()->isVisible());
-    EXPECT_TRUE(label("lblFailure").startsWith(QStringLiteral("No deleted files were found")));
+    EXPECT_THAT(label("lblFailure").toStdString(),
+                testing::AllOf(testing::StartsWith("No deleted files were found."),
+                               testing::HasSubstr("some types of files")));
+    EXPECT_FALSE(child<QLineEdit>("edtSearch")->isEnabled());
     page->cleanup();
     openGated();
     EXPECT_TRUE(view()->isVisible());
@@ -607,7 +613,7 @@ TEST_F(SearchTest, WhatItHidesIsNotRecoveredWithoutAWord) {
     EXPECT_TRUE(names.contains(QStringLiteral("photos/notes.txt")));
 }
 
-TEST_F(SearchTest, SpaceIsAClick) {
+TEST_F(SearchTest, SpaceIsAClickAndAnAsteriskOpensAllBelow) {
     const QSignalSpy clicks(view(), &QTreeView::clicked);
     view()->setCurrentIndex(rowNamed(QStringLiteral("letters")));
     QTest::keyClick(view(), Qt::Key_Space);
@@ -616,6 +622,21 @@ TEST_F(SearchTest, SpaceIsAClick) {
     EXPECT_EQ(shownPreview(), QStringLiteral("pageNoPreview"));
     QTest::keyClicks(view(), QStringLiteral("f w"));
     EXPECT_EQ(clicks.size(), 1) << "a blank within a name";
+    QTest::keyClick(view(), Qt::Key_Asterisk);
+    EXPECT_EQ(rows().mid(3), QStringList({QStringLiteral("circle"), QStringLiteral("round.jpg")}));
+}
+
+TEST_F(SearchTest, ANameThatDoesNotFitHasAToolTip) {
+    const auto toolTip = [this](const QString& name) {
+        const QPoint place = view()->visualRect(rowNamed(name)).center();
+        QHelpEvent event(QEvent::ToolTip, place, view()->viewport()->mapToGlobal(place));
+        QApplication::sendEvent(view()->viewport(), &event);
+        return QToolTip::text();
+    };
+    page->resize(520, 480);
+    EXPECT_EQ(toolTip(QStringLiteral("photos")), QString());
+    EXPECT_EQ(toolTip(QStringLiteral("Files with unknown path")),
+              QStringLiteral("<qt>Files with unknown path</qt>"));
 }
 
 TEST_F(ResultFrameTest, SaysWhatStateTheClickedFileIsIn) {

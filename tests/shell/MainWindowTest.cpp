@@ -133,7 +133,7 @@ protected:
 
     int buttonBarFace() { return child<QStackedWidget>("stackButtons")->currentIndex(); }
 
-    bool isEnabled(const char* button) { return child<QPushButton>(button)->isEnabled(); }
+    bool isEnabled(const char* name) { return child<QWidget>(name)->isEnabled(); }
 
     QString outputPath() { return QString::fromStdString(output.path().string()); }
 
@@ -478,6 +478,8 @@ TEST_F(MainWindowTest, AScanThatCannotStartCanOnlyGoBack) {
     ASSERT_EQ(page(), Results);
     EXPECT_FALSE(scanFrame()->failureReason().isEmpty());
     EXPECT_FALSE(isEnabled("btnRecover"));
+    EXPECT_FALSE(isEnabled("edtSearch"));
+    EXPECT_EQ(window->focusWidget(), child<QPushButton>("btnScanAgain"));
     bool repeated = false;
     for (const QLabel* label : resultFrame()->findChildren<QLabel*>())
         repeated = repeated ||
