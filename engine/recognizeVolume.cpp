@@ -105,13 +105,13 @@ private:
     void tryNtfs(uint64 byte) {
         const std::vector<uint8> sector = bytesAt(byte, ntfs::BootSector::kBytes);
         const std::optional<format::VolumeFormat> found = format::identifyVolume(sector);
-        if (!found || found->fileSystem != std::string_view("NTFS") || found->sectorSize == 0 ||
-            loadLe<uint16>(sector.data() + ntfs::BootSector::kEndMark) != 0xAA55)
+        const std::optional<ntfs::BootSector> boot = ntfs::BootSector::decode(sector);
+        if (!boot || !found || found->fileSystem != std::string_view("NTFS") ||
+            found->sectorSize == 0)
             return;
-        const ntfs::BootSector boot = ntfs::BootSector::decode(sector);
-        const uint64 cluster = uint64{boot.clusterSectors()} * boot.bytesPerSector;
-        addAt<ZNtfsVolume>(byte,
-                           isRecord(boot.mftLcn, cluster) || isRecord(boot.mftMirrorLcn, cluster));
+        const uint64 cluster = uint64{boot->clusterSectors()} * boot->bytesPerSector;
+        addAt<ZNtfsVolume>(byte, isRecord(boot->mftLcn, cluster) ||
+                                     isRecord(boot->mftMirrorLcn, cluster));
     }
 
     bool isRecord(uint64 lcn, uint64 clusterBytes) {

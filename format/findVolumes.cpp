@@ -2,12 +2,15 @@
 
 #include "format/BiosParameterBlock.h"
 #include "format/BootSector.h"
+#include "format/ExFatBootSector.h"
 #include "format/LittleEndian.h"
+#include "format/NtfsBootSector.h"
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <optional>
+#include <span>
+#include <string>
 #include <string_view>
 
 namespace format {
@@ -26,35 +29,51 @@ constexpr std::array<std::uint64_t, 2> kCopySectors{6, 12};
 constexpr std::size_t kEndMark = 510; // u16
 constexpr std::uint16_t kEndMarkValue = 0xAA55;
 
-// NTFS and exFAT.
-constexpr std::size_t kNtfsClusterSectors = 13; // u8, above 128 the negated power of two
-constexpr std::size_t kNtfsSectors = 40;        // u64, without the copy behind them
-constexpr std::size_t kNtfsMft = 48;            // u64, cluster
-constexpr std::size_t kNtfsMftMirror = 56;      // u64, cluster
-constexpr std::size_t kExfatSectors = 72;       // u64
-constexpr std::size_t kExfatFat = 80;           // u32, sector
-
 using Sector = std::array<std::uint8_t, kBootSectorBytes>;
 
 /// What a boot sector, or a copy of it, says of its volume.
 struct Boot {
-    Sector bytes{};
     std::string_view fileSystem;
     std::uint64_t sectorBytes = 0;
-
-    [[nodiscard]] std::uint64_t at(std::size_t offset) const {
-        return loadLe<std::uint64_t>(bytes.data() + offset);
-    }
-
-    [[nodiscard]] BiosParameterBlock block() const { return BiosParameterBlock::decode(bytes); }
-
-    /// Sectors of the whole volume.
-    [[nodiscard]] std::uint64_t sectors() const {
-        if (fileSystem == "NTFS")
-            return at(kNtfsSectors) + 1;
-        return fileSystem == "exFAT" ? at(kExfatSectors) : block().totalSectors();
-    }
+    std::uint64_t sectors = 0;   ///< Of the whole volume.
+    std::uint64_t unitBytes = 0; ///< Of what these are counted in:
+    /// Where the volume has to have `mark`: one of these will do, and 0 is none.
+    std::array<std::uint64_t, 2> marked{};
+    std::string mark;
 };
+
+/// A FAT begins with the number of its medium, and ones.
+std::string startOfFat(std::uint8_t medium) {
+    return {static_cast<char>(medium), '\xFF'};
+}
+
+std::optional<Boot> decode(const Sector& bytes, const VolumeFormat& format) {
+    Boot boot{format.fileSystem, format.sectorSize, 0, format.sectorSize, {}, {}};
+    if (boot.fileSystem == "NTFS") {
+        const auto ntfs = NtfsBootSector::decode(bytes);
+        if (!ntfs)
+            return std::nullopt;
+        boot.sectors = ntfs->totalSectors + 1; // The copy of the boot sector.
+        boot.unitBytes *= ntfs->clusterSectors();
+        boot.marked = {ntfs->mftLcn, ntfs->mftMirrorLcn};
+        boot.mark = "FILE";
+    } else if (boot.fileSystem == "exFAT") {
+        const auto exfat = ExFatBootSector::decode(bytes);
+        if (!exfat)
+            return std::nullopt;
+        constexpr std::uint8_t kFixedDisk = 0xF8;
+        boot.sectors = exfat->volumeSectors;
+        boot.marked = {exfat->fatSector};
+        boot.mark = startOfFat(kFixedDisk);
+    } else {
+        const BiosParameterBlock fat =
+            BiosParameterBlock::decode(std::span(bytes).first<BiosParameterBlock::kBytes>());
+        boot.sectors = fat.totalSectors();
+        boot.marked = {fat.reservedSectors};
+        boot.mark = startOfFat(fat.mediaDescriptor);
+    }
+    return boot;
+}
 
 class VolumeSearch {
 public:
@@ -108,9 +127,9 @@ private:
                 return;
             const std::optional<Boot> boot = bootAt(place - sector);
             if (!boot || boot->fileSystem != "NTFS" || boot->sectorBytes != sector ||
-                boot->sectors() > place / sector)
+                boot->sectors > place / sector)
                 continue;
-            const std::uint64_t start = place - boot->sectors() * sector;
+            const std::uint64_t start = place - boot->sectors * sector;
             if (!isTrue(*boot, start))
                 continue;
             // What seemed to be volumes lies inside of it.
@@ -122,41 +141,28 @@ private:
 
     void add(std::uint64_t start, const Boot& boot) {
         const std::uint64_t most = size_ - start;
-        const std::uint64_t sectors = std::min(boot.sectors(), most / boot.sectorBytes);
+        const std::uint64_t sectors = std::min(boot.sectors, most / boot.sectorBytes);
         found_.push_back({0, start, sectors * boot.sectorBytes});
         end_ = start + sectors * boot.sectorBytes;
     }
 
     [[nodiscard]] std::optional<Boot> bootAt(std::uint64_t place) const {
-        Boot boot;
-        if (place > size_ || size_ - place < kSector || !read_(place, boot.bytes) ||
-            loadLe<std::uint16_t>(boot.bytes.data() + kEndMark) != kEndMarkValue)
+        Sector bytes{};
+        if (place > size_ || size_ - place < kSector || !read_(place, bytes) ||
+            loadLe<std::uint16_t>(bytes.data() + kEndMark) != kEndMarkValue)
             return std::nullopt;
-        const std::optional<VolumeFormat> format = identifyVolume(boot.bytes);
+        const std::optional<VolumeFormat> format = identifyVolume(bytes);
         if (!format || format->sectorSize == 0)
             return std::nullopt;
-        boot.fileSystem = format->fileSystem;
-        boot.sectorBytes = format->sectorSize;
-        return boot.sectors() > 1 ? std::optional(boot) : std::nullopt;
+        std::optional<Boot> boot = decode(bytes, *format);
+        return boot && boot->sectors > 1 ? boot : std::nullopt;
     }
 
     /// Whether a volume that begins at `start` has what its boot sector says.
     [[nodiscard]] bool isTrue(const Boot& boot, std::uint64_t start) const {
-        if (boot.fileSystem == "NTFS") {
-            const std::uint8_t code = boot.bytes[kNtfsClusterSectors];
-            const unsigned shift = code > 128 ? 256U - code : 0U;
-            const std::uint64_t sectors = code > 128 ? 1ULL << std::min(shift, 20U) : code;
-            const std::uint64_t cluster = sectors * boot.sectorBytes;
-            return holds(start, boot.at(kNtfsMft), cluster, "FILE") ||
-                   holds(start, boot.at(kNtfsMftMirror), cluster, "FILE");
-        }
-        const bool isExfat = boot.fileSystem == "exFAT";
-        const std::uint64_t fat = isExfat ? loadLe<std::uint32_t>(boot.bytes.data() + kExfatFat)
-                                          : boot.block().reservedSectors;
-        // A FAT begins with the number of its medium, and ones.
-        const char medium = isExfat ? '\xF8' : static_cast<char>(boot.block().mediaDescriptor);
-        const std::array<char, 2> begin{medium, '\xFF'};
-        return holds(start, fat, boot.sectorBytes, {begin.data(), begin.size()});
+        return std::any_of(boot.marked.begin(), boot.marked.end(), [&](std::uint64_t unit) {
+            return holds(start, unit, boot.unitBytes, boot.mark);
+        });
     }
 
     /// Whether `text` lies at the start of a unit of a volume.

@@ -12,16 +12,7 @@ namespace kova::exfat {
 
 namespace {
 
-constexpr std::string_view kSystemId = "EXFAT   ";
-constexpr std::size_t kSystemIdOffset = 3;
-constexpr std::size_t kEndMark = 510; // u16
-constexpr uint16 kEndMarkValue = 0xAA55;
-constexpr std::size_t kVolumeFlags = 106;  // u16
 constexpr std::size_t kPercentInUse = 112; // u8
-
-/// The largest cluster has 32 MiB.
-constexpr uint32 kLargestClusterShift = 25;
-constexpr uint8 kMostFats = 2;
 
 constexpr std::size_t kSetChecksum = 2; // u16, in the file entry
 
@@ -54,41 +45,14 @@ int64 fileTime(uint32 stamp, uint8 tenMilliseconds, uint8 utcOffset) {
 
 } // namespace
 
-std::optional<BootSector> BootSector::decode(std::span<const uint8, kBytes> sector) {
-    const uint8* const bytes = sector.data();
-    if (!std::equal(kSystemId.begin(), kSystemId.end(), bytes + kSystemIdOffset,
-                    [](char c, uint8 byte) { return static_cast<char>(byte) == c; }) ||
-        loadLe<uint16>(bytes + kEndMark) != kEndMarkValue)
-        return std::nullopt;
-    BootSector boot;
-    boot.volumeSectors = loadLe<uint64>(bytes + 72);
-    boot.fatSector = loadLe<uint32>(bytes + 80);
-    boot.fatSectors = loadLe<uint32>(bytes + 84);
-    boot.heapSector = loadLe<uint32>(bytes + 88);
-    boot.clusterCount = loadLe<uint32>(bytes + 92);
-    boot.rootCluster = loadLe<uint32>(bytes + 96);
-    boot.volumeFlags = loadLe<uint16>(bytes + kVolumeFlags);
-    boot.sectorShift = bytes[108];
-    boot.clusterShift = bytes[109];
-    boot.fatCount = bytes[110];
-    const uint64 fatsEnd = boot.fatSector + uint64{boot.fatSectors} * boot.fatCount;
-    const bool couldExist =
-        boot.sectorShift >= kSmallestSectorShift && boot.sectorShift <= kLargestSectorShift &&
-        boot.clusterShift <= kLargestClusterShift - boot.sectorShift && boot.fatCount != 0 &&
-        boot.fatCount <= kMostFats && boot.fatSectors != 0 &&
-        boot.fatSector >= 2 * kRegionSectors && boot.heapSector >= fatsEnd &&
-        boot.clusterCount != 0 && boot.clusterCount < kLargestCluster &&
-        boot.rootCluster >= kFirstCluster && boot.rootCluster - kFirstCluster < boot.clusterCount;
-    return couldExist ? std::optional(boot) : std::nullopt;
-}
-
 bool isRegionWhole(std::span<const uint8> region, uint32 sectorBytes) {
     if (region.size() != std::size_t{sectorBytes} * BootSector::kRegionSectors)
         return false;
     const std::size_t summed = region.size() - sectorBytes;
     uint32 sum = 0;
     for (std::size_t i = 0; i < summed; ++i) {
-        if (i != kVolumeFlags && i != kVolumeFlags + 1 && i != kPercentInUse)
+        if (i != BootSector::kVolumeFlags && i != BootSector::kVolumeFlags + 1 &&
+            i != kPercentInUse)
             sum = (sum >> 1 | sum << 31) + region[i];
     }
     for (std::size_t at = summed; at < region.size(); at += sizeof sum) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/LittleEndian.h"
+#include "format/ExFatBootSector.h"
 #include "platform/LocalTime.h"
 
 #include <cstddef>
@@ -10,47 +11,17 @@
 
 namespace kova::exfat {
 
+using BootSector = format::ExFatBootSector;
+
 /// The number of the first cluster of the heap.
-inline constexpr uint32 kFirstCluster = 2;
+inline constexpr uint32 kFirstCluster = BootSector::kFirstCluster;
 
 /// Entries of the FAT: the next cluster, or one of these.
 inline constexpr uint32 kFreeEntry = 0; ///< Not used for what is free: the bitmap tells that.
-inline constexpr uint32 kLargestCluster = 0xFFFFFFF6;
 inline constexpr uint32 kFatMedia = 0xFFFFFFF8; ///< Stands in the first entry of every FAT.
 
 /// No folder is larger.
 inline constexpr uint64 kLargestFolder = uint64{256} << 20;
-
-/// The first sector of a boot region, decoded (`offset, width` in bytes).
-struct BootSector {
-    static constexpr std::size_t kBytes = 512;
-
-    /// Sectors of a boot region: the boot sector, eight extended ones, two of parameters, and one
-    /// that repeats the checksum of those before it. The backup follows the main region.
-    static constexpr uint32 kRegionSectors = 12;
-
-    static constexpr uint32 kSmallestSectorShift = 9;
-    static constexpr uint32 kLargestSectorShift = 12;
-
-    uint64 volumeSectors = 0; ///< 72, 8
-    uint32 fatSector = 0;     ///< 80, 4: start of the first FAT.
-    uint32 fatSectors = 0;    ///< 84, 4: length of one FAT.
-    uint32 heapSector = 0;    ///< 88, 4: start of cluster 2.
-    uint32 clusterCount = 0;  ///< 92, 4
-    uint32 rootCluster = 0;   ///< 96, 4
-    uint16 volumeFlags = 0;   ///< 106, 2
-    uint8 sectorShift = 0;    ///< 108, 1: bytes per sector, as a power of two: 9 to 12.
-    uint8 clusterShift = 0;   ///< 109, 1: sectors per cluster, as a power of two.
-    uint8 fatCount = 0;       ///< 110, 1: 1, or 2 on TexFAT.
-
-    /// Nothing when the sector describes no exFAT volume that could exist.
-    [[nodiscard]] static std::optional<BootSector> decode(std::span<const uint8, kBytes> sector);
-
-    [[nodiscard]] uint32 sectorBytes() const { return 1U << sectorShift; }
-
-    /// Whether TexFAT's second FAT and second bitmap are the ones in use.
-    [[nodiscard]] bool usesSecondFat() const { return fatCount > 1 && (volumeFlags & 1U) != 0; }
-};
 
 /// Whether the last sector of a boot region repeats the checksum of those before it, with the
 /// fields left out that change while a volume is mounted.

@@ -7,61 +7,12 @@
 
 namespace kova::ntfs {
 
-namespace {
-
-/// Up to this the sectors-per-cluster byte is a count; above, 2^(256 - value).
-constexpr uint32 kHighestPlainCount = 0x80;
-constexpr uint32 kPowerBase = 256;
-/// Far above the 2 MiB clusters of today's NTFS; keeps every size in 32 bits.
-constexpr uint32 kHighestPower = 20;
-constexpr uint32 kLargestRecordPower = 26;
-
-} // namespace
-
 bool isSameRecord(uint16 referred, uint16 sequence, bool inUse) {
     if (referred == 0 || referred == sequence)
         return true;
     // 0 is no sequence number: after the highest comes 1.
     const auto next = static_cast<uint16>(referred + 1);
     return !inUse && sequence == (next == 0 ? 1 : next);
-}
-
-BootSector BootSector::decode(std::span<const uint8> sector) {
-    if (readLe<uint16>(sector, kEndMark) != 0xAA55)
-        fail();
-    if (std::memcmp(sector.data() + 3, "NTFS", 4) != 0)
-        fail();
-    BootSector boot;
-    boot.bytesPerSector = readLe<uint16>(sector, 0x0B);
-    boot.sectorsPerCluster = readLe<uint8>(sector, 0x0D);
-    boot.totalSectors = readLe<uint64>(sector, 0x28);
-    boot.mftLcn = readLe<uint64>(sector, 0x30);
-    boot.mftMirrorLcn = readLe<uint64>(sector, 0x38);
-    boot.clustersPerRecord = readLe<int8_t>(sector, 0x40);
-    return boot;
-}
-
-uint32 BootSector::clusterSectors() const {
-    if (sectorsPerCluster <= kHighestPlainCount)
-        return sectorsPerCluster;
-    const uint32 power = kPowerBase - sectorsPerCluster;
-    return power > kHighestPower ? 0 : 1U << power;
-}
-
-void BootSector::setClusterSectors(uint32 sectors) {
-    sectorsPerCluster =
-        static_cast<uint8>(sectors <= kHighestPlainCount
-                               ? sectors
-                               : kPowerBase - static_cast<uint32>(std::countr_zero(sectors)));
-}
-
-uint32 BootSector::recordBytes(uint32 bytesPerCluster) const {
-    if (clustersPerRecord >= 0) {
-        const uint64 bytes = static_cast<uint64>(clustersPerRecord) * bytesPerCluster;
-        return bytes > (1U << kLargestRecordPower) ? 0 : static_cast<uint32>(bytes);
-    }
-    const auto power = static_cast<uint32>(-clustersPerRecord);
-    return power > kLargestRecordPower ? 0 : 1U << power;
 }
 
 bool applyTrueFixups(std::span<uint8> record) {

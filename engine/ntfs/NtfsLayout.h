@@ -2,6 +2,7 @@
 
 #include "engine/LittleEndian.h"
 #include "engine/types.h"
+#include "format/NtfsBootSector.h"
 
 #include <cstddef>
 #include <optional>
@@ -10,7 +11,7 @@
 #include <vector>
 
 /// What NTFS has on disk: offsets in bytes, all integers little-endian. Nothing outside this file
-/// knows an offset.
+/// knows an offset, those of the boot sector apart.
 namespace kova::ntfs {
 
 /// The bytes of one file record, fixups applied.
@@ -56,29 +57,7 @@ inline constexpr uint32 kHighestListedType = 0x100;
 /// Attributes with a higher id are taken for damaged.
 inline constexpr uint16 kHighestAttributeId = 0x100;
 
-/// The first sector of the volume.
-struct BootSector {
-    static constexpr std::size_t kBytes = 512;   ///< As much of it as is looked at.
-    static constexpr std::size_t kEndMark = 510; ///< u8 0x55, u8 0xAA
-
-    uint16 bytesPerSector = 0;    ///< 0x0B, u16
-    uint8 sectorsPerCluster = 0;  ///< 0x0D, u8; above 0x80: a power of two, see `clusterSectors`
-    uint64 totalSectors = 0;      ///< 0x28, u64
-    uint64 mftLcn = 0;            ///< 0x30, u64
-    uint64 mftMirrorLcn = 0;      ///< 0x38, u64; copies of the first records
-    int8_t clustersPerRecord = 0; ///< 0x40, i8; below 0: records of 2^-n bytes
-
-    /// Decodes the sector; one without the end mark and "NTFS" at offset 3 is the generic
-    /// failure.
-    static BootSector decode(std::span<const uint8> sector);
-
-    /// Sectors per cluster; 0 when the volume gives nonsense.
-    [[nodiscard]] uint32 clusterSectors() const;
-    /// The byte for a number of sectors that is a power of two.
-    void setClusterSectors(uint32 sectors);
-    /// Bytes per file record for clusters of `bytesPerCluster`; 0 when nonsense.
-    [[nodiscard]] uint32 recordBytes(uint32 bytesPerCluster) const;
-};
+using BootSector = format::NtfsBootSector;
 
 /// Offsets into a file record.
 struct RecordHeader {

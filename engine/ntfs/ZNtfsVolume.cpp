@@ -88,7 +88,10 @@ void ZNtfsVolume::readBootSector() {
         sector.resize(media()->sectorSize());
         media()->read(sector.data(), 1);
     }
-    useGeometry(ntfs::BootSector::decode(sector));
+    const std::optional<ntfs::BootSector> boot = ntfs::BootSector::decode(sector);
+    if (!boot)
+        fail();
+    useGeometry(*boot);
 }
 
 void ZNtfsVolume::useGeometry(const ntfs::BootSector& boot) {

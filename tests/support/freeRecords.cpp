@@ -11,7 +11,7 @@ namespace kova::test {
 void freeRecords(std::vector<uint8>& image) {
     constexpr std::size_t kRecordBytes = 4096; // As large as records get.
     constexpr std::size_t kSystemBytes = 3;    // The first 24 records are the system's.
-    const auto boot = ntfs::BootSector::decode(image);
+    const ntfs::BootSector boot = ntfs::BootSector::decode(image).value();
     const std::size_t clusterBytes = std::size_t{boot.clusterSectors()} * boot.bytesPerSector;
     const std::span<const uint8> record(image.data() + boot.mftLcn * clusterBytes, kRecordBytes);
     for (std::size_t at = loadLe<uint16>(&record[ntfs::RecordHeader::kFirstAttribute]);
