@@ -6,7 +6,7 @@ namespace kova {
 
 namespace {
 
-constexpr ContentType kTypes[] = {{L"AIFF", L"aiff", ContentGroup::Sounds}};
+constexpr ContentType kTypes[] = {{L"AIFF", L"aiff", ContentGroup::Sounds, Filling::Samples}};
 
 /// "FORM", length of what follows (4), form; then chunks: name (4), length (4), data, made even.
 constexpr uint64 kChunkHeader = 8;

@@ -7,7 +7,7 @@ namespace kova {
 
 namespace {
 
-constexpr ContentType kTypes[] = {{L"BMP", L"bmp", ContentGroup::Pictures}};
+constexpr ContentType kTypes[] = {{L"BMP", L"bmp", ContentGroup::Pictures, Filling::Samples}};
 
 /// File header: "BM", bytes of the file (4), zeros (4), offset of the pixels (4). The information
 /// header behind it begins with its own length (4).

@@ -10,7 +10,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-constexpr ContentType kTypes[] = {{L"bzip2", L"bz2", ContentGroup::Archives}};
+constexpr ContentType kTypes[] = {{L"bzip2", L"bz2", ContentGroup::Archives, Filling::Packed}};
 
 /// "BZh", the level as a digit; then blocks and an end, each beginning at any bit with six bytes
 /// of magic and a CRC-32 (of the block, or of all of them together).

@@ -130,7 +130,7 @@ constexpr PlainFormat kFormat{kTypes, kMagic, begins, follow};
 /// the member with all this (8).
 namespace lzip {
 
-constexpr ContentType kTypes[] = {{L"lzip", L"lz", ContentGroup::Archives}};
+constexpr ContentType kTypes[] = {{L"lzip", L"lz", ContentGroup::Archives, Filling::Packed}};
 constexpr auto kMagic = "LZIP\1"sv;
 constexpr uint64 kLeastMember = 36;
 constexpr uint64 kMostMember = uint64{4} << 30;

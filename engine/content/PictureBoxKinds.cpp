@@ -11,9 +11,12 @@ namespace {
 
 using namespace std::string_view_literals;
 
-constexpr ContentType kJpeg2000Types[] = {{L"JPEG 2000", L"jp2", ContentGroup::Pictures}};
-constexpr ContentType kCodeTypes[] = {{L"JPEG 2000", L"j2k", ContentGroup::Pictures}};
-constexpr ContentType kJpegXlTypes[] = {{L"JPEG XL", L"jxl", ContentGroup::Pictures}};
+constexpr ContentType kJpeg2000Types[] = {
+    {L"JPEG 2000", L"jp2", ContentGroup::Pictures, Filling::Packed}};
+constexpr ContentType kCodeTypes[] = {
+    {L"JPEG 2000", L"j2k", ContentGroup::Pictures, Filling::Packed}};
+constexpr ContentType kJpegXlTypes[] = {
+    {L"JPEG XL", L"jxl", ContentGroup::Pictures, Filling::Packed}};
 
 /// A box: length with this header (4, big-endian; 1: it follows in 8 bytes, 0: to the end of the
 /// file), name (4), data.

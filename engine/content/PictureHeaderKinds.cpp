@@ -51,7 +51,7 @@ constexpr PlainFormat kFormat{kTypes, "FUJIFILMCCD-RAW "sv, begins, follow, kHea
 /// is six faces of a cube or a volume. A format "DX10" has its number at 128, pictures at 140.
 namespace dds {
 
-constexpr ContentType kTypes[] = {{L"DDS", L"dds", ContentGroup::Pictures}};
+constexpr ContentType kTypes[] = {{L"DDS", L"dds", ContentGroup::Pictures, Filling::Samples}};
 constexpr std::size_t kHeader = 128;
 constexpr std::size_t kLongHeader = 148;
 constexpr uint32 kIsNamed = 4;
@@ -148,11 +148,12 @@ constexpr PlainFormat kFormat{kTypes, "DDS "sv, begins, follow, kLongHeader};
 /// values to "ENDHDR"; "PF" and "Pf" with width, height and a scale, of numbers with 4 bytes.
 namespace pnm {
 
-constexpr ContentType kTypes[] = {{L"Portable map", L"ppm", ContentGroup::Pictures},
-                                  {L"Portable map", L"pgm", ContentGroup::Pictures},
-                                  {L"Portable map", L"pbm", ContentGroup::Pictures},
-                                  {L"Portable map", L"pam", ContentGroup::Pictures},
-                                  {L"Portable map", L"pfm", ContentGroup::Pictures}};
+constexpr ContentType kTypes[] = {
+    {L"Portable map", L"ppm", ContentGroup::Pictures, Filling::Samples},
+    {L"Portable map", L"pgm", ContentGroup::Pictures, Filling::Samples},
+    {L"Portable map", L"pbm", ContentGroup::Pictures, Filling::Samples},
+    {L"Portable map", L"pam", ContentGroup::Pictures, Filling::Samples},
+    {L"Portable map", L"pfm", ContentGroup::Pictures, Filling::Samples}};
 constexpr std::size_t kMostHeader = 512;
 constexpr std::size_t kLeastBytes = 8;
 constexpr uint32 kMostValue = 65535;
@@ -268,7 +269,8 @@ constexpr PlainFormat kFormat{kTypes, "P"sv, begins, follow, kLeastBytes};
 namespace sunRaster {
 
 constexpr uint32 kPacked = 2;
-constexpr ContentType kTypes[] = {{L"Sun raster", L"ras", ContentGroup::Pictures}};
+constexpr ContentType kTypes[] = {
+    {L"Sun raster", L"ras", ContentGroup::Pictures, Filling::Samples}};
 constexpr std::size_t kHeader = 32;
 
 Certainty begins(std::span<const uint8> first) {
@@ -296,7 +298,7 @@ constexpr PlainFormat kFormat{kTypes, "\x59\xA6\x6A\x95"sv, begins, follow, kHea
 /// at 16.
 namespace dpx {
 
-constexpr ContentType kTypes[] = {{L"DPX", L"dpx", ContentGroup::Pictures}};
+constexpr ContentType kTypes[] = {{L"DPX", L"dpx", ContentGroup::Pictures, Filling::Samples}};
 constexpr std::size_t kHeader = 2048;
 
 Certainty begins(std::span<const uint8> first) {
@@ -320,7 +322,7 @@ constexpr PlainFormat kLittle{kTypes, "XPDS"sv, begins, follow<&ContentReader::l
 /// are "NAME    = value": bits of a number, axes and how long they are, groups; "END" ends it.
 namespace fits {
 
-constexpr ContentType kTypes[] = {{L"FITS", L"fits", ContentGroup::Pictures}};
+constexpr ContentType kTypes[] = {{L"FITS", L"fits", ContentGroup::Pictures, Filling::Samples}};
 constexpr uint64 kBlock = 2880;
 constexpr uint64 kLine = 80;
 constexpr uint64 kValueAt = 10;

@@ -16,7 +16,7 @@ using namespace std::string_view_literals;
 /// how often the next one stands. 256 colours lie behind them, after a mark.
 namespace pcx {
 
-constexpr ContentType kTypes[] = {{L"PCX", L"pcx", ContentGroup::Pictures}};
+constexpr ContentType kTypes[] = {{L"PCX", L"pcx", ContentGroup::Pictures, Filling::Samples}};
 constexpr std::size_t kHeader = 128;
 constexpr uint8 kRun = 0xC0;
 constexpr uint64 kColours = 769;
@@ -70,7 +70,7 @@ constexpr PlainFormat kFormat{
 /// row begins and how long it is (4 each).
 namespace sgi {
 
-constexpr ContentType kTypes[] = {{L"SGI", L"sgi", ContentGroup::Pictures}};
+constexpr ContentType kTypes[] = {{L"SGI", L"sgi", ContentGroup::Pictures, Filling::Samples}};
 constexpr uint64 kHeader = 512;
 
 Certainty begins(std::span<const uint8> first) {
@@ -107,7 +107,8 @@ constexpr PlainFormat kFormat{kTypes, "\x01\xDA"sv, begins, follow, 12};
 /// the next byte) and stretches; or it is pixels of 4 bytes, where 1, 1, 1 repeats the last.
 namespace radiance {
 
-constexpr ContentType kTypes[] = {{L"Radiance HDR", L"hdr", ContentGroup::Pictures}};
+constexpr ContentType kTypes[] = {
+    {L"Radiance HDR", L"hdr", ContentGroup::Pictures, Filling::Packed}};
 constexpr uint64 kMostHeader = 16384;
 constexpr uint64 kMostLine = 64;
 
@@ -188,7 +189,7 @@ constexpr PlainFormat kFormat{kTypes, "#?R"sv, begins, follow};
 /// QOI: "qoif", width, height (4 each, big-endian), channels, colour space; packets; an end mark.
 namespace qoi {
 
-constexpr ContentType kTypes[] = {{L"QOI", L"qoi", ContentGroup::Pictures}};
+constexpr ContentType kTypes[] = {{L"QOI", L"qoi", ContentGroup::Pictures, Filling::Packed}};
 constexpr std::size_t kHeader = 14;
 constexpr auto kEnd = "\0\0\0\0\0\0\0\1"sv;
 
@@ -273,7 +274,8 @@ protected:
 
 private:
     static constexpr Mark kMarks[] = {{2, "\1\2\3\x09\x0A\x0B"sv}};
-    static constexpr ContentType kTypes[] = {{L"Targa", L"tga", ContentGroup::Pictures}};
+    static constexpr ContentType kTypes[] = {
+        {L"Targa", L"tga", ContentGroup::Pictures, Filling::Samples}};
     static constexpr std::size_t kHeader = 18;
     static constexpr uint64 kFooter = 26;
     static constexpr auto kMark = "TRUEVISION-XFILE.\0"sv;

@@ -6,9 +6,9 @@ namespace kova {
 
 namespace {
 
-constexpr ContentType kTypes[] = {{L"WAV", L"wav", ContentGroup::Sounds},
+constexpr ContentType kTypes[] = {{L"WAV", L"wav", ContentGroup::Sounds, Filling::Samples},
                                   {L"AVI", L"avi", ContentGroup::Videos},
-                                  {L"WebP", L"webp", ContentGroup::Pictures},
+                                  {L"WebP", L"webp", ContentGroup::Pictures, Filling::Packed},
                                   {L"MIDI", L"rmi", ContentGroup::Sounds},
                                   {L"Animated pointer", L"ani", ContentGroup::Pictures},
                                   {L"SoundFont", L"sf2", ContentGroup::Sounds},

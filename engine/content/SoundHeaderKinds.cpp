@@ -15,7 +15,7 @@ using namespace std::string_view_literals;
 /// channels at 20 (all big-endian).
 namespace au {
 
-constexpr ContentType kTypes[] = {{L"AU", L"au", ContentGroup::Sounds}};
+constexpr ContentType kTypes[] = {{L"AU", L"au", ContentGroup::Sounds, Filling::Samples}};
 constexpr std::size_t kHeader = 24;
 constexpr uint32 kMostHeader = 0x10000;
 constexpr uint32 kMostEncoding = 27;
@@ -45,7 +45,7 @@ constexpr PlainFormat kFormat{kTypes, ".snd"sv, begins, follow, kHeader};
 /// have no length when it comes last.
 namespace caf {
 
-constexpr ContentType kTypes[] = {{L"CAF", L"caf", ContentGroup::Sounds}};
+constexpr ContentType kTypes[] = {{L"CAF", L"caf", ContentGroup::Sounds, Filling::Samples}};
 constexpr uint64 kFirstChunk = 8;
 constexpr uint64 kChunkHeader = 12;
 constexpr std::string_view kChunks[] = {"desc", "chan", "data", "pakt", "kuki", "info",
@@ -82,7 +82,7 @@ constexpr PlainFormat kFormat{kTypes, "caff\0\1\0\0"sv, begins, follow};
 /// file is one, whose data begins with the GUID of the form.
 namespace wave64 {
 
-constexpr ContentType kTypes[] = {{L"Wave64", L"w64", ContentGroup::Sounds}};
+constexpr ContentType kTypes[] = {{L"Wave64", L"w64", ContentGroup::Sounds, Filling::Samples}};
 constexpr auto kRiff = "riff\x2E\x91\xCF\x11\xA5\xD6\x28\xDB\x04\xC1\0\0"sv;
 constexpr auto kWave = "wave\xF3\xAC\xD3\x11\x8C\xD1\x00\xC0\x4F\x8E\xDB\x8A"sv;
 constexpr uint64 kLengthAt = 16;
@@ -114,7 +114,7 @@ constexpr PlainFormat kFormat{kTypes, kRiff, begins, follow, kFirstChunk};
 /// 256/245 of a second.
 namespace tta {
 
-constexpr ContentType kTypes[] = {{L"True Audio", L"tta", ContentGroup::Sounds}};
+constexpr ContentType kTypes[] = {{L"True Audio", L"tta", ContentGroup::Sounds, Filling::Packed}};
 constexpr uint64 kRateAt = 10;
 constexpr uint64 kSamplesAt = 14;
 constexpr uint64 kCrcAt = 18;
@@ -158,7 +158,8 @@ constexpr PlainFormat kFormat{kTypes, "TTA1"sv, begins, follow, kLengthsAt};
 /// and high half), what comes behind.
 namespace ape {
 
-constexpr ContentType kTypes[] = {{L"Monkey's Audio", L"ape", ContentGroup::Sounds}};
+constexpr ContentType kTypes[] = {
+    {L"Monkey's Audio", L"ape", ContentGroup::Sounds, Filling::Packed}};
 constexpr std::size_t kVersionAt = 4;
 constexpr uint64 kFirstLength = 8;
 constexpr uint64 kHighHalf = 28;
@@ -187,7 +188,7 @@ constexpr PlainFormat kFormat{kTypes, "MAC "sv, begins, follow, kDescriptor};
 /// DSF: "DSD ", length of this chunk 28 (8), of the file at 12 (8).
 namespace dsf {
 
-constexpr ContentType kTypes[] = {{L"DSF", L"dsf", ContentGroup::Sounds}};
+constexpr ContentType kTypes[] = {{L"DSF", L"dsf", ContentGroup::Sounds, Filling::Samples}};
 constexpr uint64 kChunk = 28;
 
 Certainty begins(std::span<const uint8> first) {
@@ -205,7 +206,7 @@ constexpr PlainFormat kFormat{kTypes, "DSD "sv, begins, follow, kChunk + 4};
 /// DSDIFF: "FRM8", length of what follows (8), the form "DSD ".
 namespace dff {
 
-constexpr ContentType kTypes[] = {{L"DSDIFF", L"dff", ContentGroup::Sounds}};
+constexpr ContentType kTypes[] = {{L"DSDIFF", L"dff", ContentGroup::Sounds, Filling::Samples}};
 constexpr uint64 kHeader = 12;
 
 Certainty begins(std::span<const uint8> first) {
@@ -224,7 +225,8 @@ constexpr PlainFormat kFormat{kTypes, "FRM8"sv, begins, follow, 20};
 /// length (3) and data, to a type of 0.
 namespace voc {
 
-constexpr ContentType kTypes[] = {{L"Creative Voice", L"voc", ContentGroup::Sounds}};
+constexpr ContentType kTypes[] = {
+    {L"Creative Voice", L"voc", ContentGroup::Sounds, Filling::Samples}};
 constexpr uint64 kHeader = 26;
 constexpr uint8 kMostType = 9;
 

@@ -9,7 +9,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-constexpr ContentType kTypes[] = {{L"xz", L"xz", ContentGroup::Archives}};
+constexpr ContentType kTypes[] = {{L"xz", L"xz", ContentGroup::Archives, Filling::Packed}};
 
 /// A stream: header (magic, flags (2 bytes: 0 and the kind of check), their CRC-32), blocks, the
 /// index of these, footer (CRC-32 of what follows, length of the index / 4 - 1 (4), flags, "YZ").

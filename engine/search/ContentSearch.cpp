@@ -36,6 +36,31 @@ constexpr uint64 kTail = 16;
 constexpr std::size_t kGridShare = 20;
 constexpr std::size_t kGridFiles = 3;
 
+/// Where a byte of the media lies in a file; 0 when it does not.
+uint64 offsetIn(const std::vector<ByteRange>& place, uint64 position) {
+    uint64 offset = 0;
+    for (const ByteRange& range : place) {
+        if (position >= range.start && position < range.end())
+            return offset + position - range.start;
+        offset += range.length;
+    }
+    return 0;
+}
+
+ContentFinder::Start startOf(const ContentFind& find) {
+    for (const ContentKind* kind : contentKinds()) {
+        const auto types = kind->types();
+        if (find.content.type >= types.data() && find.content.type < types.data() + types.size())
+            return {find.place.front().start, kind, Certainty::Structure};
+    }
+    fail();
+}
+
+std::wstring familyOf(const ContentFind& find) {
+    const std::wstring folder = contentFolder(*find.content.type);
+    return folder.substr(0, folder.find(L'/'));
+}
+
 } // namespace
 
 void ContentSearch::goOn(ContentProgress progress) {
@@ -60,13 +85,51 @@ void ContentSearch::measure() {
     }
 }
 
+/// Whether the place is not in another file; one of which no byte can be checked holds it only
+/// until something is found to begin there.
+bool ContentSearch::mayBegin(const Start& start) const {
+    if (start.position < progress_.soundEnd)
+        return false;
+    if (!taken_.at(start.position))
+        return true;
+    if (progress_.finds.empty() || start.certainty != Certainty::Structure)
+        return false;
+    const ContentFind& last = progress_.finds.back();
+    return !last.content.verified && last.content.type->filling != Filling::Anything &&
+           (start.position - last.place.front().start) % space_.unitBytes() == 0;
+}
+
+/// Breaks off the last find where another file begins in it, if that is sure.
+void ContentSearch::contradictLast(const Start& start, const MeasuredContent& content) {
+    const bool ranOut = content.length >= space_.mediaBytes() - start.position;
+    if (ranOut || content.breaksAt < kSmallestIncomplete)
+        return;
+    ContentFind& last = progress_.finds.back();
+    const uint64 sound = offsetIn(last.place, start.position);
+    if (sound == 0 || sound >= last.content.length)
+        return;
+    if (counted_ == progress_.finds.size()) {
+        --families_[familyOf(last)];
+        --counted_;
+    }
+    release(last.place);
+    last.content.breaks(sound, sound);
+    progress_.broken.push_back({startOf(last), last.content});
+    progress_.soundEnd = start.position;
+    progress_.finds.pop_back();
+}
+
 void ContentSearch::measureOne(const Start& start) {
-    if (start.position < progress_.soundEnd || taken_.at(start.position))
+    if (!mayBegin(start))
         return;
     PlacedSource source(media_, space_, start.position);
     MeasuredContent content = start.kind->measure(source);
     if (media_.wasRemoved())
         fail(); // What it read is no part of the drive.
+    if (content.state != ContentState::NotThis && taken_.at(start.position))
+        contradictLast(start, content);
+    if (taken_.at(start.position))
+        return;
     if (content.state == ContentState::Whole)
         accept(source, start, content);
     if (content.state != ContentState::Incomplete)
@@ -135,8 +198,73 @@ void ContentSearch::accept(PlacedSource& source, const Start& start,
     find.mayBeRest = start.kind->restLooksWhole();
     if (find.place.empty())
         return;
+    if (content.verified) {
+        evict(find.place);
+        proven_.add(find.place);
+    }
     taken_.add(find.place);
     progress_.finds.push_back(std::move(find));
+    claim(progress_.finds.size() - 1);
+}
+
+/// Notes what a file claims that can be wrong about it.
+void ContentSearch::claim(std::size_t find) {
+    if (progress_.finds[find].content.verified)
+        return;
+    for (const ByteRange& range : progress_.finds[find].place)
+        claims_[range.start] = find;
+}
+
+/// Breaks off the files that claim any of a place at what they claim of it.
+void ContentSearch::evict(const std::vector<ByteRange>& place) {
+    for (const ByteRange& range : place) {
+        auto next = claims_.lower_bound(range.end());
+        while (next != claims_.begin()) {
+            const std::size_t find = (--next)->second;
+            const std::vector<ByteRange>& claimed = progress_.finds[find].place;
+            const auto held = std::ranges::find(claimed, next->first, &ByteRange::start);
+            if (held == claimed.end() || held->end() <= range.start)
+                break;
+            evictOne(find, offsetIn(claimed, std::max(range.start, held->start)));
+            next = claims_.lower_bound(range.end());
+        }
+    }
+}
+
+void ContentSearch::release(const std::vector<ByteRange>& place) {
+    for (const ByteRange& range : place)
+        claims_.erase(range.start);
+    taken_.remove(place);
+}
+
+void ContentSearch::evictOne(std::size_t find, uint64 sound) {
+    ContentFind& evicted = progress_.finds[find];
+    release(evicted.place);
+    evicted.content.breaks(sound, sound);
+    evicted_.push_back({startOf(evicted), evicted.content});
+    evicted.place.clear(); // It is no find any more.
+}
+
+/// Gives out what is left of the evicted: they may go on behind what took their place, but nothing
+/// tells that they do.
+void ContentSearch::keepEvicted() {
+    for (Broken& broken : evicted_) {
+        if (isSettled(broken))
+            continue;
+        PlacedSource source(media_, space_, broken.start.position, &taken_);
+        const MeasuredContent content = broken.start.kind->measure(source);
+        if (content.state == ContentState::Whole) {
+            broken.content = content;
+            broken.content.breaks(content.length, content.length);
+        }
+        keepIncomplete(broken);
+    }
+    std::erase_if(progress_.finds, [](const ContentFind& find) { return find.place.empty(); });
+}
+
+/// What a file does not go on in.
+const TakenSpace& ContentSearch::inTheWayOf(const Broken& broken) const {
+    return broken.content.verified ? proven_ : taken_;
 }
 
 void ContentSearch::finish(const TakenSpace& known, const std::function<bool()>& goesOn) {
@@ -145,8 +273,15 @@ void ContentSearch::finish(const TakenSpace& known, const std::function<bool()>&
         return other && find.place.back().end() <= other->end();
     });
     taken_ = known;
-    for (const ContentFind& find : progress_.finds)
+    proven_ = known;
+    claims_.clear();
+    for (std::size_t i = 0; i < progress_.finds.size(); ++i) {
+        const ContentFind& find = progress_.finds[i];
         taken_.add(find.place);
+        if (find.content.verified)
+            proven_.add(find.place);
+        claim(i);
+    }
     gapBytesLeft_ = std::max(kGapReads * space_.mediaBytes(), kGapBytesOfFile);
 
     // Each that is put together leaves less for the others to be mistaken about.
@@ -165,6 +300,7 @@ void ContentSearch::finish(const TakenSpace& known, const std::function<bool()>&
     retryAll(&ContentSearch::joinPieces);
     for (const Broken& broken : progress_.broken)
         keepIncomplete(broken);
+    keepEvicted();
     // Text begins at the start of a cluster or not at all.
     const std::set<uint64> grids = this->grids();
     for (ContentFind& find : progress_.finds) {
@@ -182,10 +318,8 @@ void ContentSearch::finish(const TakenSpace& known, const std::function<bool()>&
 }
 
 void ContentSearch::countInto(std::vector<std::pair<std::wstring, uint64>>& counts) {
-    for (; counted_ < progress_.finds.size(); ++counted_) {
-        const std::wstring folder = contentFolder(*progress_.finds[counted_].content.type);
-        ++families_[folder.substr(0, folder.find(L'/'))];
-    }
+    for (; counted_ < progress_.finds.size(); ++counted_)
+        ++families_[familyOf(progress_.finds[counted_])];
     counts.insert(counts.end(), families_.begin(), families_.end());
 }
 
@@ -201,7 +335,10 @@ bool ContentSearch::isSettled(const Broken& broken) {
 /// Follows a file once more, stepping over all that belongs to others.
 bool ContentSearch::retryAround(Broken& broken) {
     PlacedSource source(media_, space_, broken.start.position, &taken_);
-    const MeasuredContent content = broken.start.kind->measure(source);
+    MeasuredContent content = broken.start.kind->measure(source);
+    if (content.state == ContentState::Whole && !content.verified &&
+        content.type->filling != Filling::Anything)
+        content.breaks(content.length, content.length); // Nothing tells that it goes on there.
     if (content.state == ContentState::Whole) {
         accept(source, broken.start, content);
         return true;
@@ -237,7 +374,7 @@ bool ContentSearch::joinPieces(Broken& broken) {
     if (retryAround(broken))
         return true;
     const ContentKind& kind = *broken.start.kind;
-    Joining joining{broken, {media_, space_, broken.start.position, &taken_}, nullptr};
+    Joining joining{broken, {media_, space_, broken.start.position, &inTheWayOf(broken)}, nullptr};
     ContentReader reader(joining.source);
     joining.trace = kind.trace(reader);
     while (joinNext(joining)) {
@@ -306,7 +443,7 @@ void ContentSearch::joinWithin(Joining& joining, ByteRange gaps, Join& best) {
                 border = first;
                 break;
             }
-            const auto other = taken_.at(position);
+            const auto other = inTheWayOf(joining.broken).at(position);
             if (const auto inside = other ? other : sound_.at(position)) {
                 // To the last step before its end.
                 position += (inside->end() - position - 1) / unit * unit;

@@ -18,7 +18,8 @@ namespace kova {
 /// and puts together those that lie in pieces.
 ///
 /// No byte is given to two files that are whole, and what lies in a file that is found already
-/// is not one of its own.
+/// is not one of its own. Of two that claim the same bytes the one keeps them whose bytes are
+/// vouched for.
 class ContentSearch {
 public:
     /// Neither is owned; both outlive this.
@@ -54,10 +55,18 @@ private:
     using Broken = ContentProgress::Broken;
 
     void measureOne(const Start& start);
+    [[nodiscard]] bool mayBegin(const Start& start) const;
+    void contradictLast(const Start& start, const MeasuredContent& content);
     void measureWeak(const Start& start);
     bool goesOnInto(uint64 position);
     [[nodiscard]] std::set<uint64> grids() const;
     void accept(PlacedSource& source, const Start& start, const MeasuredContent& content);
+    void claim(std::size_t find);
+    void evict(const std::vector<ByteRange>& place);
+    void release(const std::vector<ByteRange>& place);
+    void evictOne(std::size_t find, uint64 sound);
+    void keepEvicted();
+    [[nodiscard]] const TakenSpace& inTheWayOf(const Broken& broken) const;
     bool isSettled(const Broken& broken);
     bool retryAround(Broken& broken);
     bool joinPieces(Broken& broken);
@@ -74,9 +83,12 @@ private:
     ContentProgress progress_;
     std::map<std::wstring, uint64> families_; ///< How many of the first `counted_` finds.
     std::size_t counted_ = 0;
-    TakenSpace taken_;        ///< By whole files.
-    TakenSpace sound_;        ///< By the sound beginnings of broken ones.
-    uint64 gapBytesLeft_ = 0; ///< That may still be read in the search for pieces.
+    TakenSpace taken_;  ///< By whole files.
+    TakenSpace proven_; ///< By those of them whose bytes are vouched for. Only in `finish`.
+    std::map<uint64, std::size_t> claims_; ///< Which of the others claims what begins there.
+    std::vector<Broken> evicted_;          ///< Those of them that others had better claims on.
+    TakenSpace sound_;                     ///< By the sound beginnings of broken ones.
+    uint64 gapBytesLeft_ = 0;              ///< That may still be read in the search for pieces.
 };
 
 } // namespace kova

@@ -25,6 +25,23 @@ void TakenSpace::add(const std::vector<ByteRange>& place) {
     }
 }
 
+void TakenSpace::remove(const std::vector<ByteRange>& place) {
+    for (const ByteRange& range : place) {
+        const uint64 end = range.end();
+        auto next = ends_.lower_bound(range.start);
+        if (next != ends_.begin() && std::prev(next)->second > range.start)
+            --next;
+        while (next != ends_.end() && next->first < end) {
+            const auto [from, to] = *next;
+            next = ends_.erase(next);
+            if (from < range.start)
+                ends_.emplace(from, range.start);
+            if (to > end)
+                ends_.emplace(end, to);
+        }
+    }
+}
+
 std::optional<ByteRange> TakenSpace::at(uint64 byte) const {
     const auto after = ends_.upper_bound(byte);
     if (after == ends_.begin())

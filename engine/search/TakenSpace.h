@@ -14,6 +14,9 @@ public:
     /// Stretches may overlap and come in any order.
     void add(const std::vector<ByteRange>& place);
 
+    /// Takes them out again.
+    void remove(const std::vector<ByteRange>& place);
+
     /// The stretch that holds the byte, joined with those that touch it; nothing when none does.
     [[nodiscard]] std::optional<ByteRange> at(uint64 byte) const;
 

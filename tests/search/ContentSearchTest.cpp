@@ -162,6 +162,25 @@ TEST(ContentSearch, PutsPiecesOfOneChecksumTogether) {
     EXPECT_EQ(std::next(first)->second, other);
 }
 
+/// A picture of which nothing but its length is told does not get what another's checksums prove.
+TEST(ContentSearch, GivesNoBytesAwayThatAreProvenToBeAnothers) {
+    const std::vector<uint8> png = pngOfOneChunk(500);
+    std::vector<uint8> plain{'P', '5', '\n', '4', '0', '0', ' ', '4',
+                             '0', '0', '\n', '2', '5', '5', '\n'};
+    plain.resize(plain.size() + 160'000, 'x');
+    for (const std::size_t before : {std::size_t{0}, 10 * kCluster}) {
+        Drive drive;
+        drive.put(png, 0, before);
+        drive.put(plain, 0, 6 * kCluster);
+        drive.put(png, before, png.size());
+        drive.put(plain, 6 * kCluster, plain.size());
+        const auto found = drive.search();
+        EXPECT_EQ(found.size(), 2U);
+        EXPECT_EQ(found.count(L"PNG"), 1U);
+        EXPECT_EQ(found.count(L"-Portable map"), 1U);
+    }
+}
+
 /// Characters are everywhere; only what begins and ends as a file does is one.
 TEST(ContentSearch, CallsNoPieceOfSomethingElseAWholeText) {
     std::string lines;
