@@ -235,6 +235,8 @@ void MainWindow::launchBrowser() {
 
 void MainWindow::showModalFrame(QWidget* widget) {
     modalFrame = new ModalFrame(widget, ui->wgtCentral, this);
+    if (layoutDirection() == Qt::RightToLeft)
+        mirrorSheets(*modalFrame);
     modalFrame->show();
     modalFrame->setAllowClose(true);
     connect(this, &MainWindow::resized, modalFrame, &ModalFrame::updatePosition);

@@ -32,6 +32,8 @@ void ElidedLabel::paintEvent(QPaintEvent* /*event*/) {
     QStylePainter painter(this);
     const QRect area = contentsRect();
     const Qt::Alignment aligned = QStyle::visualAlignment(layoutDirection(), alignment());
+    // A sentence keeps its own direction where the window has another.
+    painter.setLayoutDirection(text().isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight);
     painter.drawItemText(area, static_cast<int>(aligned), palette(), isEnabled(),
                          fontMetrics().elidedText(text(), Qt::ElideMiddle, area.width()),
                          foregroundRole());

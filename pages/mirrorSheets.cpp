@@ -1,9 +1,13 @@
 #include "pages/mirrorSheets.h"
 
 #include <QLabel>
+#include <QRadioButton>
 #include <QRegularExpression>
 
 namespace {
+
+/// Keeps the punctuation before it at the right end of a text.
+constexpr char16_t kLeftToRightMark = 0x200E;
 
 QString mirrored(const QString& sheet) {
     static const QRegularExpression side(QStringLiteral("(?<=margin-|padding-)(left|right)"));
@@ -32,5 +36,8 @@ void mirrorSheets(QWidget& window) {
         if (label != nullptr && (label->alignment() & Qt::AlignLeft) != 0)
             label->setAlignment((label->alignment() & ~Qt::AlignHorizontal_Mask) | Qt::AlignRight |
                                 Qt::AlignAbsolute);
+        auto* button = qobject_cast<QRadioButton*>(widget);
+        if (button != nullptr && !button->text().isRightToLeft())
+            button->setText(button->text() + QChar(kLeftToRightMark));
     }
 }

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <QApplication>
+#include <QHelpEvent>
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPointer>
@@ -10,6 +12,7 @@
 #include <QSignalSpy>
 #include <QStackedWidget>
 #include <QTest>
+#include <QToolTip>
 #include <QVBoxLayout>
 
 namespace {
@@ -97,6 +100,12 @@ TEST_F(RecoveryWidgetTest, NamesTheFileBeingWritten) {
     EXPECT_TRUE(QTest::qWaitFor([&] { return !label("lblFile").isEmpty(); }));
     EXPECT_EQ(label("lblFile"), QStringLiteral("folder/a\uFFFDb.txt"));
     EXPECT_EQ(label("lblCount"), QStringLiteral("12 of 300"));
+
+    page->fileStarted(QStringLiteral("/out/") + QString(200, QLatin1Char('x')), 13, 300);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return label("lblFile").size() == 200; }));
+    QHelpEvent pointing(QEvent::ToolTip, {}, {});
+    QApplication::sendEvent(child<QLabel>("lblFile"), &pointing);
+    EXPECT_TRUE(QToolTip::text().contains(label("lblFile")));
 }
 
 TEST_F(RecoveryWidgetTest, CancelClosesThePageOnceTheWorkerHasFinished) {
@@ -110,13 +119,22 @@ TEST_F(RecoveryWidgetTest, CancelClosesThePageOnceTheWorkerHasFinished) {
     clickCancel();
     EXPECT_EQ(atOnce.size(), 1);
 
+    RecoveredFile folder = failed("/out/folder", Problem::CannotCreate, {});
+    folder.isFolder = true;
+    page->fileReported(folder);
     page->statusChanged(QStringLiteral("Canceling"));
     page->statusChanged(QStringLiteral("Cancelled"));
+    RecoveryOutcome outcome;
+    outcome.end = RecoveryOutcome::End::Stopped;
+    outcome.files = 3;
+    outcome.complete = 1;
+    page->setOutcome(outcome);
     page->finished(3, 1);
     page->statusChanged(QStringLiteral("Canceling")); // The second click's answer.
     EXPECT_EQ(label("lblSubtitle"), QStringLiteral("Cancelled"));
     EXPECT_EQ(label("lblFile"), QStringLiteral("1 complete, 2 not recovered"));
     EXPECT_EQ(label("lblNotes"), QStringLiteral("Stopped.\n1 complete file saved in /out."));
+    EXPECT_FALSE(child<QLabel>("lblFailed")->isVisible()) << "a folder is no file";
     EXPECT_EQ(shownResult(), 0);
     EXPECT_EQ(closing.size(), 1);
 

@@ -464,6 +464,16 @@ TEST_F(ResultFrameTest, NothingFoundIsSaidWhereTheTreeWouldBe) {
                                testing::HasSubstr("some types of files")));
     EXPECT_FALSE(child<QLineEdit>("edtSearch")->isEnabled());
     page->cleanup();
+    auto* folders = new ZFileTree;
+    ZFileTreeNode folder;
+    folder.id = 6;
+    folder.parentId = folders->rootId = 5;
+    folder.isDirectory = true;
+    folders->insert(folder);
+    page->init(new GatedVolume(new TestMedia, volumeAlive), folders);
+    EXPECT_TRUE(view()->isVisible());
+    EXPECT_TRUE(label("lblGaps").startsWith(QStringLiteral("Only folders were found.")));
+    page->cleanup();
     openGated();
     EXPECT_TRUE(view()->isVisible());
 }

@@ -1,6 +1,7 @@
 #include "app/MainWindow.h"
 #include "model/FileModel.h"
 #include "model/texts.h"
+#include "pages/ElidedLabel.h"
 #include "pages/RecoveryWidget.h"
 #include "pages/ResultFrame.h"
 #include "pages/ScanFrame.h"
@@ -378,6 +379,11 @@ TEST_F(MainWindowTest, LooksTheSameOnScaledScreens) {
         EXPECT_GT(row, 115 * scale) << scale;
     }
     EXPECT_EQ(QPixmap(QStringLiteral(":/images/logo@2x")).size(), QSize(290, 200));
+    for (const char* icon :
+         {"24/harddisk", "24/flashdisk", "16/lostFolder", "16/play", "16/stop"}) {
+        const QString file = QStringLiteral(":/icons/") + QLatin1String(icon);
+        EXPECT_EQ(QPixmap(file + QStringLiteral("@2x")).size(), QPixmap(file).size() * 2) << icon;
+    }
     EXPECT_EQ(window->windowIcon().actualSize(QSize(32, 32)), QSize(32, 32));
 }
 
@@ -394,6 +400,18 @@ TEST_F(MainWindowTest, PagesAreMirroredWhereReadingStartsAtTheRight) {
         return blank;
     };
     EXPECT_GT(blankAtTheRight("cbPictures"), blankAtTheRight("rbSome") + 15);
+
+    auto* progress = new RecoveryWidget;
+    window->showModalFrame(progress);
+    EXPECT_TRUE(progress->findChild<QLabel*>(QStringLiteral("lblSubtitle"))->alignment() &
+                Qt::AlignRight);
+    ElidedLabel sentence;
+    sentence.setText(QStringLiteral("12 files saved."));
+    sentence.setAlignment(Qt::AlignRight | Qt::AlignAbsolute);
+    sentence.resize(300, 20);
+    const QImage turned = sentence.grab().toImage();
+    sentence.setLayoutDirection(Qt::LeftToRight);
+    EXPECT_EQ(sentence.grab().toImage(), turned);
     QApplication::setLayoutDirection(Qt::LeftToRight);
 }
 

@@ -82,6 +82,10 @@ TEST_F(ModalFrameTest, ItsContentDecidesWhetherItCloses) {
     auto* guarded = new Guarded;
     show(guarded);
     ASSERT_TRUE(QTest::qWaitForWindowActive(&window)); // Or no shortcut works.
+    cross()->setFocus();
+    const QImage focused = cross()->grab().toImage();
+    cross()->clearFocus();
+    EXPECT_NE(cross()->grab().toImage(), focused);
     emit guarded->modalAllowClose(false);
     EXPECT_FALSE(cross()->isVisible());
     QTest::mouseClick(overlay(), Qt::LeftButton);

@@ -100,6 +100,15 @@ TEST_F(ScanFrameTest, ShowsProgressRoundedUp) {
     EXPECT_EQ(status.text(), QString());
 }
 
+TEST_F(ScanFrameTest, ADriveIsAskedForItsFileSystemOnce) {
+    const Attached drive("fat.img");
+    kova::ZCustomMedia opened;
+    ASSERT_TRUE(opened.openDrive(drive.letter()));
+    drive.remove(); // It could not answer again.
+    const std::unique_ptr<kova::ZVolume> engine(kova::openVolume(&opened));
+    EXPECT_NE(engine, nullptr);
+}
+
 class Samples : public ScanFrameTest, public testing::WithParamInterface<const char*> {
 protected:
     Attached drive{std::string(GetParam())};
