@@ -4,7 +4,6 @@
 #include "cli/outputPlace.h"
 #include "model/texts.h"
 
-#include <QFile>
 #include <QFileInfo>
 
 #include <algorithm>
@@ -126,13 +125,16 @@ QString ReportFile::finish() {
     flush();
     if (!file_.truncate(written_) || !file_.sync() || !file_.close())
         throw cannotWrite(file_.failure());
-    const QString part = QFileInfo(path_).path() + u'/' + toQString(part_);
     for (int number = 1; number < kMostNames; ++number) {
         QString path = numbered(path_, number);
-        if (!isSomething(path) && QFile::rename(part, path)) {
+        if (folder_.rename(part_, toWide(QFileInfo(path).fileName()),
+                           platform::Folder::Taken::Keep)) {
             part_.clear();
             return path;
         }
+        if (folder_.failure().kind != platform::Error::Exists)
+            break;
     }
-    throw refused(QStringLiteral("the report \"%1\" cannot be given its name").arg(path_));
+    throw refused(QStringLiteral("the report \"%1\" cannot be given its name: %2")
+                      .arg(path_, toQString(folder_.failure().words)));
 }

@@ -9,11 +9,9 @@
 #include <QFileInfo>
 
 #include <cstdint>
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <system_error>
 
 namespace {
 
@@ -23,10 +21,6 @@ constexpr std::size_t kPieceBytes = std::size_t{1} << 20;
 
 QString folderOf(const QString& path) {
     return QFileInfo(path).absolutePath();
-}
-
-std::filesystem::path toPath(const QString& path) {
-    return path.toStdU16String();
 }
 
 CommandError notRead(const QString& path, const QString& why) {
@@ -89,6 +83,7 @@ SearchFile::SearchFile(const QString& path, const platform::Drive& drive, bool e
                            QStringLiteral("\"%1\" exists already; name a new file, or go on with "
                                           "the search in it by --resume")
                                .arg(path)};
+    folder_.open(toWide(folderOf(path)));
 }
 
 void SearchFile::write(const kova::SavedSearch& search) {
@@ -96,14 +91,14 @@ void SearchFile::write(const kova::SavedSearch& search) {
     exists_ = exists_ || !failure_;
 }
 
-platform::Failure SearchFile::replace(const kova::SavedSearch& search) const {
-    const std::wstring fresh = toWide(QFileInfo(path_).fileName() + QStringLiteral(".part"));
-    platform::Folder folder;
-    if (!folder.open(toWide(folderOf(path_))))
-        return folder.failure();
-    folder.remove(fresh); // Of a run that was ended by force.
+platform::Failure SearchFile::replace(const kova::SavedSearch& search) {
+    const std::wstring name = toWide(QFileInfo(path_).fileName());
+    const std::wstring fresh = name + L".part";
+    if (!folder_.isOpen() && !folder_.open(toWide(folderOf(path_))))
+        return folder_.failure();
+    folder_.remove(fresh); // Of a run that was ended by force.
     platform::File file;
-    if (!file.open(folder, fresh, static_cast<std::uint32_t>(platform::Disposition::CreateNew),
+    if (!file.open(folder_, fresh, static_cast<std::uint32_t>(platform::Disposition::CreateNew),
                    platform::kGenericRead | platform::kGenericWrite))
         return file.failure();
     Appending appending(file);
@@ -111,14 +106,12 @@ platform::Failure SearchFile::replace(const kova::SavedSearch& search) const {
     if (!appending.flush() || !file.sync() || !file.close()) {
         platform::Failure failure = file.failure();
         file.close();
-        folder.remove(fresh);
+        folder_.remove(fresh);
         return failure;
     }
-    std::error_code error;
-    const std::filesystem::path target = toPath(path_);
-    std::filesystem::rename(toPath(path_ + QStringLiteral(".part")), target, error);
-    if (!error)
+    if (folder_.rename(fresh, name, platform::Folder::Taken::Replace))
         return {};
-    folder.remove(fresh);
-    return {platform::Error::Other, toWide(QString::fromStdString(error.message()))};
+    platform::Failure failure = folder_.failure();
+    folder_.remove(fresh);
+    return failure;
 }

@@ -3,6 +3,7 @@
 #include "engine/search/SavedSearch.h"
 #include "platform/Drives.h"
 #include "platform/Failure.h"
+#include "platform/Folder.h"
 
 #include <QString>
 
@@ -30,9 +31,10 @@ public:
     [[nodiscard]] bool exists() const { return exists_; }
 
 private:
-    [[nodiscard]] platform::Failure replace(const kova::SavedSearch& search) const;
+    [[nodiscard]] platform::Failure replace(const kova::SavedSearch& search);
 
     QString path_;
+    platform::Folder folder_; ///< That it is in.
     bool exists_;
     platform::Failure failure_;
 };

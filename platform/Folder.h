@@ -45,6 +45,15 @@ public:
     /// Removes the file, or the link, with this name. True when it is gone.
     bool remove(const std::wstring& name);
 
+    /// What `rename` does with what has the new name already.
+    enum class Taken {
+        Keep, ///< `rename` fails, with `Error::Exists`.
+        Replace,
+    };
+
+    /// Gives the file `from`, which is not open, the name `to`. False on failure.
+    bool rename(const std::wstring& from, const std::wstring& to, Taken taken);
+
     /// What a name stands for; a link for itself.
     struct Entry {
         format::FileIdentity identity;
@@ -65,7 +74,7 @@ public:
     /// passes on to others, in a folder that was opened by its path.
     bool sync();
 
-    /// Why the last `open`, `enter`, `remove` or `sync` failed.
+    /// Why the last `open`, `enter`, `remove`, `rename` or `sync` failed.
     [[nodiscard]] const Failure& failure() const { return failure_; }
 
     [[nodiscard]] const SystemHandle& handle() const { return handle_; }

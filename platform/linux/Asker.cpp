@@ -64,8 +64,11 @@ void giveToAsker(int fd) {
     struct stat status {};
 
     // A folder is opened after it was made: what stands there by then, and is not ours, is left.
-    if (owner && ::fstat(fd, &status) == 0 && status.st_uid == ::geteuid())
-        static_cast<void>(::fchownat(fd, "", owner->user, owner->group, AT_EMPTY_PATH) == 0);
+    if (!owner || ::fstat(fd, &status) != 0 || status.st_uid != ::geteuid())
+        return;
+    // Another group than ours is that of a folder which people share.
+    const gid_t group = status.st_gid == ::getegid() ? owner->group : kUnchanged;
+    static_cast<void>(::fchownat(fd, "", owner->user, group, AT_EMPTY_PATH) == 0);
 }
 
 } // namespace platform

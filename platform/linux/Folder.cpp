@@ -6,6 +6,7 @@
 #include "platform/linux/Mounts.h"
 
 #include <cerrno>
+#include <cstdio>
 
 #include <fcntl.h>
 #include <linux/magic.h>
@@ -46,13 +47,18 @@ bool Folder::open(const std::wstring& path) {
     const std::optional<std::string> name = systemPath(path);
     if (!name)
         return failed();
-    // A file system is synced through a folder that may be read.
+    // A file system is synced through a folder that may be read, or a file without a name.
     Descriptor opened(::open(name->c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!opened && errno == EACCES)
+    Descriptor file;
+    if (!opened && errno == EACCES) {
         opened = Descriptor(::open(name->c_str(), kOpenFolder));
+        file = Descriptor(::open(name->c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, S_IRUSR));
+    }
     if (!opened)
         return failed();
     behind_ = foldersBehind(opened.get(), *name);
+    if (file)
+        behind_.emplace(behind_.begin(), file.release());
     handle_ = SystemHandle(opened.release());
     return true;
 }
@@ -84,7 +90,9 @@ Folder::Entered Folder::enter(const Folder& parent, const std::wstring& name, Li
         handle_ = SystemHandle(opened.release());
         return created ? Entered::Created : Entered::Existed;
     }
-    const bool occupied = whyNot == EEXIST && (errno == ENOTDIR || errno == ELOOP);
+    // What was just made may have been replaced, or moved away.
+    const bool occupied = (whyNot == EEXIST || created) &&
+                          (errno == ENOTDIR || errno == ELOOP || (created && errno == ENOENT));
     if (whyNot != 0)
         errno = whyNot;
     failed();
@@ -97,6 +105,26 @@ bool Folder::remove(const std::wstring& name) {
     return (component &&
             (::unlinkat(descriptor(handle_), component->c_str(), 0) == 0 || errno == ENOENT)) ||
            failed();
+}
+
+bool Folder::rename(const std::wstring& from, const std::wstring& to, Taken taken) {
+    failure_ = {};
+    const int fd = descriptor(handle_);
+    const std::optional<std::string> source = systemComponent(from);
+    const std::optional<std::string> target = systemComponent(to);
+    if (!source || !target)
+        return failed();
+    if (taken == Taken::Keep) {
+        if (::renameat2(fd, source->c_str(), fd, target->c_str(), RENAME_NOREPLACE) == 0)
+            return true;
+        if (errno != EINVAL && errno != ENOSYS)
+            return failed();
+        if (find(to)) { // The file system cannot look and rename in one.
+            errno = EEXIST;
+            return failed();
+        }
+    }
+    return ::renameat(fd, source->c_str(), fd, target->c_str()) == 0 || failed();
 }
 
 std::optional<Folder::Entry> Folder::find(const std::wstring& name) const {
@@ -124,9 +152,7 @@ std::optional<std::uint64_t> Folder::freeSpace() const {
 bool Folder::sync() {
     failure_ = {};
     const int fd = descriptor(handle_);
-    if ((::fcntl(fd, F_GETFL) & O_PATH) != 0)
-        return true;
-    bool arrived = ::syncfs(fd) == 0;
+    bool arrived = (::fcntl(fd, F_GETFL) & O_PATH) != 0 || ::syncfs(fd) == 0;
     for (const SystemHandle& behind : behind_)
         arrived = arrived && ::syncfs(descriptor(behind)) == 0;
     return arrived || failed();

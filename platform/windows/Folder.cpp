@@ -101,6 +101,17 @@ bool Folder::remove(const std::wstring& name) {
            failed();
 }
 
+bool Folder::rename(const std::wstring& from, const std::wstring& to, Taken taken) {
+    failure_ = {};
+    RelativeOpen wanted;
+    wanted.access = DELETE;
+    wanted.kind = RelativeOpen::Kind::File;
+    const SystemHandle file = openIn(handleOf(handle_), from, wanted);
+    return (file.isOpen() &&
+            renameIn(handleOf(handle_), handleOf(file), to, taken == Taken::Replace)) ||
+           failed();
+}
+
 std::optional<Folder::Entry> Folder::find(const std::wstring& name) const {
     RelativeOpen wanted;
     wanted.opensLinks = true;

@@ -2,7 +2,10 @@
 
 #include "platform/windows/Win32.h"
 
+#include <cstdint>
+#include <cstring>
 #include <limits>
+#include <vector>
 
 #include <winternl.h>
 
@@ -80,6 +83,28 @@ SystemHandle openIn(HANDLE folder, const std::wstring& name, const RelativeOpen&
         return {};
     }
     return handle;
+}
+
+bool renameIn(HANDLE folder, HANDLE file, const std::wstring& name, bool replaces) {
+    if (!isComponent(name)) {
+        SetLastError(ERROR_INVALID_NAME);
+        return false;
+    }
+    const std::size_t nameBytes = name.size() * sizeof(wchar_t);
+    std::vector<std::uint64_t> room(
+        (sizeof(FILE_RENAME_INFORMATION) + nameBytes) / sizeof(std::uint64_t) + 1);
+    auto* const wanted = reinterpret_cast<FILE_RENAME_INFORMATION*>(room.data());
+    wanted->ReplaceIfExists = replaces ? TRUE : FALSE;
+    wanted->RootDirectory = folder;
+    wanted->FileNameLength = static_cast<ULONG>(nameBytes);
+    std::memcpy(wanted->FileName, name.data(), nameBytes);
+    IO_STATUS_BLOCK status{};
+    const NTSTATUS result = NtSetInformationFile(
+        file, &status, wanted, static_cast<ULONG>(room.size() * sizeof(std::uint64_t)),
+        FileRenameInformation);
+    if (result < 0)
+        SetLastError(RtlNtStatusToDosError(result));
+    return result >= 0;
 }
 
 } // namespace platform

@@ -32,4 +32,9 @@ struct RelativeOpen {
 [[nodiscard]] SystemHandle openIn(HANDLE folder, const std::wstring& name,
                                   const RelativeOpen& wanted);
 
+/// Gives a file that was opened with the right to delete it the one component `name` in an open
+/// folder. False, with the last error, on failure; ERROR_ALREADY_EXISTS when the name is taken and
+/// what has it is not to be replaced.
+[[nodiscard]] bool renameIn(HANDLE folder, HANDLE file, const std::wstring& name, bool replaces);
+
 } // namespace platform

@@ -344,6 +344,8 @@ TEST_P(ThinOutputTest, SaysWhatTheOutputDriveHasLost) {
         builder.addFile(
             0, {.name = "F" + std::to_string(i) + ".PNG", .longName = u"", .deleted = true},
             noise(100'000, static_cast<unsigned>(i)));
+    builder.addFile(0, {.name = "LARGE.DAT", .longName = u"", .deleted = true},
+                    noise(17 << 20, 1)); // So large that it is waited for by itself.
     write(image, builder.bytes());
     const fs::path room = dir / "room";
     const fs::path mount = dir / "mount";
@@ -385,19 +387,24 @@ TEST_F(RecoverTest, WhatAnAdministratorRecoversBelongsToWhoAsked) {
         GTEST_SKIP() << "needs administrator rights";
     for (const auto& [variables, owner] : std::map<std::string, uid_t>{
              {"PKEXEC_UID=12345 SUDO_UID=1", 12345},
-             {"SUDO_UID=12345", 12345},
+             {"SUDO_UID=65534", 65534},
              {"PKEXEC_UID=me SUDO_UID=12345", 12345},
              {"SUDO_UID=0", 0},
              {"SUDO_UID=-1", 0},
              {"SUDO_UID=4294967295", 0}, // That is "no user" to the system.
              {"SUDO_UID=4294979641", 0}}) {
         const std::string to = " --to '" + out.string() + "'";
+        fs::create_directory(out.parent_path());
+        // The group of a folder that is shared stays.
+        ASSERT_EQ(::chown(out.parent_path().c_str(), owner, 54321), 0);
+        ASSERT_EQ(::chmod(out.parent_path().c_str(), S_ISGID | S_IRWXU), 0);
         EXPECT_EQ(shell(variables + " $CLI recover '" + image.string() + "'" + to).code, 0);
-        for (const fs::path& path : {dir / "new", out, out / "gone", out / "gone/a_b.jpg"}) {
+        for (const fs::path& path : {out, out / "gone", out / "gone/a_b.jpg"}) {
             struct stat status {};
 
             ASSERT_EQ(::lstat(path.c_str(), &status), 0) << path;
             EXPECT_EQ(status.st_uid, owner) << path << " with " << variables;
+            EXPECT_EQ(status.st_gid, 54321U) << path;
         }
         fs::remove_all(dir / "new");
     }

@@ -124,6 +124,17 @@ TEST_F(FileTest, AFolderIsWrittenToWhereverItIsMoved) {
     EXPECT_EQ(other.failure().kind, Error::Exists);
     EXPECT_TRUE(inner.remove(L"f"));
     EXPECT_FALSE(std::filesystem::exists(dir_ / "d/f"));
+    for (const std::string name : {"old", "new", "newer"})
+        std::ofstream(dir_ / "d" / name) << name;
+    EXPECT_FALSE(inner.rename(L"new", L"old", Folder::Taken::Keep));
+    EXPECT_EQ(inner.failure().kind, Error::Exists);
+    EXPECT_EQ(contentOf(dir_ / "d/old"), "old");
+    EXPECT_TRUE(inner.rename(L"new", L"old", Folder::Taken::Replace));
+    EXPECT_EQ(contentOf(dir_ / "d/old"), "new");
+    EXPECT_TRUE(inner.rename(L"newer", L"newest", Folder::Taken::Keep));
+    EXPECT_EQ(contentOf(dir_ / "d/newest"), "newer");
+    EXPECT_FALSE(inner.find(L"newer"));
+    EXPECT_FALSE(inner.rename(L"old", L"../out", Folder::Taken::Replace));
 
     std::error_code refused;
     std::filesystem::rename(dir_ / "d", dir_ / "moved", refused);
