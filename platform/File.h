@@ -72,9 +72,6 @@ public:
     /// Which file this is; false on failure.
     bool identity(FileIdentity& out) const;
 
-    /// Whether this is a regular file that no other name leads to.
-    [[nodiscard]] bool hasOneName() const;
-
     /// Why the last operation that failed did so; none while nothing has failed since `open`.
     [[nodiscard]] const Failure& failure() const { return failure_; }
 

@@ -180,11 +180,9 @@ bool OutputTree::createWithNumber(OutputStream& stream) {
 /// written, or was written by this run.
 bool OutputTree::replace(OutputStream& stream) {
     const auto entry = levels_.back().folder->find(name_);
-    if (!entry || !entry->isPlainFile) // Opening a pipe or a device may do something to it.
-        return false;
-    platform::FileIdentity identity;
-    if (!open(stream, Disposition::OpenExisting, Links::Refuse) || !stream.file().hasOneName() ||
-        !stream.file().identity(identity) || written_.contains(identity))
+    // Opening a pipe or a device may do something to it.
+    if (!entry || !entry->isPlainFile || written_.contains(entry->identity) ||
+        !open(stream, Disposition::OpenExisting, Links::Refuse))
         return false;
     stream.file().close();
     return levels_.back().folder->remove(name_) && createNew(stream);

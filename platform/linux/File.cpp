@@ -200,13 +200,6 @@ bool File::identity(FileIdentity& out) const {
     return true;
 }
 
-bool File::hasOneName() const {
-    struct stat status {};
-
-    return ::fstat(descriptor(handle_), &status) == 0 && S_ISREG(status.st_mode) &&
-           status.st_nlink == 1;
-}
-
 bool File::failed() {
     failure_ = lastFailure();
     return false;

@@ -169,10 +169,6 @@ bool File::identity(FileIdentity& out) const {
     return identityOf(handleOf(handle_), out);
 }
 
-bool File::hasOneName() const {
-    return isPlainFile(handleOf(handle_));
-}
-
 bool File::failed() {
     failure_ = lastFailure();
     return false;

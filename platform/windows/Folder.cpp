@@ -27,6 +27,14 @@ bool isFolder(HANDLE handle) {
            (information.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
+bool isPlainFile(HANDLE file) {
+    BY_HANDLE_FILE_INFORMATION information{};
+    return GetFileInformationByHandle(file, &information) != 0 &&
+           (information.dwFileAttributes &
+            (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)) == 0 &&
+           information.nNumberOfLinks == 1;
+}
+
 /// Whether a volume was not flushed because that is nothing it does, or not for this process.
 bool cannotBeAsked(DWORD code) {
     switch (code) {

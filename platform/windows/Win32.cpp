@@ -194,14 +194,6 @@ bool identityOf(HANDLE file, FileIdentity& out) {
     return true;
 }
 
-bool isPlainFile(HANDLE file) {
-    BY_HANDLE_FILE_INFORMATION information{};
-    return GetFileInformationByHandle(file, &information) != 0 &&
-           (information.dwFileAttributes &
-            (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)) == 0 &&
-           information.nNumberOfLinks == 1;
-}
-
 std::wstring rootPath(char letter) {
     return std::wstring(1, static_cast<wchar_t>(letter)) + L":\\";
 }

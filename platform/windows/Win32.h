@@ -94,9 +94,6 @@ std::int64_t readFully(HANDLE file, std::uint64_t position, void* buffer, std::s
 /// Which file an open handle leads to; false on failure.
 bool identityOf(HANDLE file, FileIdentity& out);
 
-/// Whether an open handle leads to a file that is no link and has no other name.
-[[nodiscard]] bool isPlainFile(HANDLE file);
-
 /// "X:\"
 [[nodiscard]] std::wstring rootPath(char letter);
 

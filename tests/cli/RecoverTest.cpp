@@ -338,7 +338,7 @@ TEST_F(RecoverTest, KeepsWhatASearchHasFoundOnADriveThatHangs) {
 class ThinOutputTest : public RecoverTest, public testing::WithParamInterface<bool> {};
 
 TEST_P(ThinOutputTest, SaysWhatTheOutputDriveHasLost) {
-    FatBuilder builder({.sectorsPerCluster = 4});
+    FatBuilder builder({.sectorsPerCluster = 16});
     constexpr int kFiles = 40;
     for (int i = 0; i < kFiles; ++i)
         builder.addFile(
@@ -476,8 +476,10 @@ TEST_F(LongRecoverTest, StopsWithoutAHalfWrittenFile) {
     QProcess process;
     start(process, {"recover", image.string(), "--to", out.string()});
     std::error_code missing;
-    // From when the folder has been looked at, it is written to wherever it is moved.
-    while (process.state() != QProcess::NotRunning && !fs::exists(out))
+    // Once the folder has been looked at, it is held and written to wherever it is moved.
+    const std::string held = "test -n \"$(find /proc/" + std::to_string(process.processId()) +
+                             "/fd -lname '" + out.string() + "')\"";
+    while (process.state() != QProcess::NotRunning && !succeeds(held))
         process.waitForFinished(1);
     fs::rename(out, dir / "moved");
     fs::create_directory(dir / "elsewhere");

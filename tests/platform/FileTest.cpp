@@ -112,10 +112,11 @@ TEST_F(FileTest, AFolderIsWrittenToWhereverItIsMoved) {
     ASSERT_TRUE(file.open(inner, L"f", value(Disposition::CreateNew), kBoth));
     FileIdentity identity;
     ASSERT_TRUE(file.identity(identity));
-    EXPECT_TRUE(file.hasOneName());
     ASSERT_TRUE(file.writeAt(0, "x", 1) && file.sync() && file.close());
     EXPECT_EQ(inner.find(L"f").value().identity, identity);
     EXPECT_FALSE(inner.find(L"f")->isFolder);
+    EXPECT_TRUE(inner.find(L"f")->isPlainFile);
+    EXPECT_FALSE(top.find(L"d")->isPlainFile);
     EXPECT_FALSE(inner.find(L"g"));
     EXPECT_TRUE(inner.sync());
     EXPECT_GT(inner.freeSpace().value(), 0U);
