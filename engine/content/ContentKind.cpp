@@ -10,6 +10,10 @@ std::unique_ptr<ContentTrace> ContentKind::trace(ContentReader&) const {
     return nullptr;
 }
 
+std::unique_ptr<ContentTrace> ContentKind::traceByTail(ContentReader&, ContentReader&) const {
+    return nullptr;
+}
+
 MeasuredContent ContentKind::measure(ContentSource& source) const {
     ContentReader reader(source);
     MeasuredContent found;

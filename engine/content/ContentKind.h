@@ -112,6 +112,15 @@ public:
     /// at; nothing for kinds that cannot tell by a few clusters whether they go on with a file.
     [[nodiscard]] virtual std::unique_ptr<ContentTrace> trace(ContentReader& reader) const;
 
+    /// Where a part of the file lies that tells of all before it, when that much is known by its
+    /// beginning; 0 for most.
+    [[nodiscard]] virtual uint64 tailAt(ContentReader&) const { return 0; }
+
+    /// As `trace`, with what may be that part: `tail` begins with it. Nothing when it is another
+    /// file's.
+    [[nodiscard]] virtual std::unique_ptr<ContentTrace> traceByTail(ContentReader& reader,
+                                                                    ContentReader& tail) const;
+
 protected:
     /// Says in `found` how far the file reaches. Running out of bytes is the generic failure, what
     /// ends beyond the source is incomplete: neither needs care.

@@ -28,6 +28,10 @@ public:
 
     /// Says in `found` how far the file reaches, as measuring all of it would.
     virtual void follow(ContentReader& reader, MeasuredContent& found) const = 0;
+
+    /// Whether a wrong byte shows wherever it is, at the end at the latest. Where it does not,
+    /// there may be several places at which the file can have been broken off.
+    [[nodiscard]] virtual bool tellsExactly() const { return true; }
 };
 
 } // namespace kova

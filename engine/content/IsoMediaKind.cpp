@@ -1,4 +1,6 @@
 #include "engine/content/ContentText.h"
+#include "engine/content/ContentTrace.h"
+#include "engine/content/MovieSamples.h"
 #include "engine/content/kinds.h"
 
 #include <algorithm>
@@ -118,6 +120,57 @@ private:
     uint64 lastChunk_ = 0;
 };
 
+/// A movie whose samples are known, up to a byte.
+class MovieTrace : public ContentTrace {
+public:
+    MovieTrace(std::shared_ptr<const MovieSamples> samples, uint64 offset)
+        : samples_(std::move(samples)), offset_(offset) {}
+
+    std::unique_ptr<ContentTrace> upTo(ContentReader& reader, uint64 offset) const override {
+        const bool isSound = samples_->walk(reader, offset_, offset).isSound;
+        return isSound ? std::make_unique<MovieTrace>(samples_, offset) : nullptr;
+    }
+
+    bool goesOn(ContentReader& reader) const override {
+        const auto walk = samples_->walk(reader, offset_, UINT64_MAX, MovieSamples::kSure);
+        return walk.isSound && walk.points > 0;
+    }
+
+    void follow(ContentReader& reader, MeasuredContent& found) const override {
+        const auto walk = samples_->walk(reader, offset_);
+        if (walk.isSound)
+            found.endsAt(samples_->end());
+        else
+            found.breaks(walk.sound, walk.wrongAt);
+    }
+
+    bool tellsExactly() const override { return false; }
+
+private:
+    std::shared_ptr<const MovieSamples> samples_;
+    uint64 offset_;
+};
+
+/// Nothing when its samples cannot be checked.
+std::unique_ptr<ContentTrace> traceOf(ContentReader& reader,
+                                      const std::shared_ptr<MovieSamples>& samples) {
+    samples->prepare(reader);
+    return samples->canCheck() ? std::make_unique<MovieTrace>(samples, 0) : nullptr;
+}
+
+/// The first of the boxes in a row that has a type; its end is 0 when there is none.
+Box firstBox(ContentReader& reader, std::string_view type, std::string_view notBehind) {
+    for (uint64 at = 0; reader.has(at, kHeader);) {
+        Box box = boxAt(reader, at);
+        if (box.type == type)
+            return box;
+        if (box.type == notBehind || box.end < box.data || !isOneOf(box.type, kBoxes))
+            break;
+        at = box.end;
+    }
+    return {};
+}
+
 class IsoMediaKind : public ContentKind {
 public:
     std::span<const ContentType> types() const override { return kTypes; }
@@ -136,10 +189,42 @@ public:
         return Certainty::No;
     }
 
+    std::unique_ptr<ContentTrace> trace(ContentReader& reader) const override {
+        const Box box = firstBox(reader, "moov", "mdat");
+        if (box.end == 0)
+            return nullptr;
+        const auto samples = std::make_shared<MovieSamples>();
+        samples->takeMovie(reader, box.data, box.end);
+        return traceOf(reader, samples);
+    }
+
+    uint64 tailAt(ContentReader& reader) const override {
+        return firstBox(reader, "mdat", "moov").end;
+    }
+
+    std::unique_ptr<ContentTrace> traceByTail(ContentReader& reader,
+                                              ContentReader& tail) const override {
+        const Box data = firstBox(reader, "mdat", "moov");
+        if (!tail.matches(4, "moov"))
+            return nullptr;
+        const Box box = boxAt(tail, 0);
+        const auto samples = std::make_shared<MovieSamples>();
+        if (box.end < box.data)
+            return nullptr;
+        samples->takeMovie(tail, box.data, box.end);
+        // Its samples fill the data.
+        constexpr uint64 kLeft = 4096;
+        if (samples->begin() < data.data || samples->begin() > data.data + kLeft ||
+            samples->end() > data.end || samples->end() + kLeft < data.end)
+            return nullptr;
+        return traceOf(reader, samples);
+    }
+
 protected:
     void follow(ContentReader& reader, MeasuredContent& found) const override {
         found.type = &kTypes[typeOf(reader)];
         Movie movie(reader);
+        MovieSamples samples;
         bool hasMovie = false;
         bool hasData = false;
         uint64 at = 0;
@@ -150,10 +235,14 @@ protected:
             if (!isOneOf(box.type, kBoxes) || (box.type == "ftyp" && at > 0))
                 break;
             // A box of the file that reaches beyond the drive was cut off, or tells nothing.
-            if (box.end < box.data)
-                return found.breaks(hasData ? dataAt : at, reader.size());
-            if (box.type == "moov")
+            if (box.end < box.data) {
+                found.breaks(hasData ? dataAt : at, reader.size());
+                return followSamples(reader, samples, found);
+            }
+            if (box.type == "moov") {
                 movie.take(box.data, box.end);
+                samples.takeMovie(reader, box.data, box.end);
+            }
             if (box.type == "mdat" && !hasData)
                 dataAt = at;
             hasMovie = hasMovie || box.type == "moov" || box.type == "meta" || box.type == "moof";
@@ -163,11 +252,26 @@ protected:
         found.date = movie.date();
         // What its boxes do not tell is whose the bytes inside the data are.
         if (!hasMovie || movie.lastChunk() >= at)
-            return found.breaks(hasData ? dataAt : at, at);
-        found.endsAt(at);
+            found.breaks(hasData ? dataAt : at, at);
+        else
+            found.endsAt(at);
+        followSamples(reader, samples, found);
     }
 
 private:
+    /// Samples that are none say where it breaks.
+    static void followSamples(ContentReader& reader, MovieSamples& samples,
+                              MeasuredContent& found) {
+        samples.prepare(reader);
+        if (!samples.canCheck())
+            return;
+        const auto walk = samples.walkAll(reader);
+        if (!walk.isSound)
+            found.breaks(walk.sound, walk.wrongAt);
+        else if (found.state == ContentState::Incomplete)
+            found.breaks(std::max(found.length, walk.sound), found.breaksAt);
+    }
+
     static Type typeOf(ContentReader& reader) {
         if (!reader.matches(4, "ftyp"))
             return Mov;

@@ -4,6 +4,7 @@
 #include <array>
 #include <map>
 #include <memory>
+#include <optional>
 #include <utility>
 
 namespace kova {
@@ -35,6 +36,21 @@ constexpr uint64 kTail = 16;
 /// Of all that was found, one part in this many has to begin on a grid for it to be one.
 constexpr std::size_t kGridShare = 20;
 constexpr std::size_t kGridFiles = 3;
+/// How much the counts of all bytes of a cluster may differ, as the sum of their squares over what
+/// is expected, when it is packed; 255 on the average if nothing else is in it.
+constexpr double kPackedDeviation = 1000;
+
+/// Whether these bytes, a cluster of them, look as if any came as often as any other.
+bool looksPacked(std::span<const uint8> bytes) {
+    std::array<double, 256> counts{};
+    for (const uint8 byte : bytes)
+        ++counts[byte];
+    const double expected = static_cast<double>(bytes.size()) / static_cast<double>(counts.size());
+    double deviation = 0;
+    for (const double count : counts)
+        deviation += (count - expected) * (count - expected);
+    return deviation <= kPackedDeviation * expected;
+}
 
 /// Where a byte of the media lies in a file; 0 when it does not.
 uint64 offsetIn(const std::vector<ByteRange>& place, uint64 position) {
@@ -285,19 +301,25 @@ void ContentSearch::finish(const TakenSpace& known, const std::function<bool()>&
     gapBytesLeft_ = std::max(kGapReads * space_.mediaBytes(), kGapBytesOfFile);
 
     // Each that is put together leaves less for the others to be mistaken about.
-    const auto retryAll = [&](bool (ContentSearch::*step)(Broken&)) {
+    const auto retryAll = [&](const auto& step) {
         std::erase_if(progress_.broken, [&](Broken& broken) {
-            return isSettled(broken) || (goesOn() && (this->*step)(broken));
+            return isSettled(broken) || (goesOn() && step(broken));
         });
     };
-    retryAll(&ContentSearch::retryAround);
+    retryAll([this](Broken& broken) { return retryAround(broken); });
     for (const Broken& broken : progress_.broken) {
         // What ran out of drive tells nothing about where it is sound.
         const bool ranOut = broken.content.length >= space_.mediaBytes() - broken.start.position;
         if (broken.start.certainty == Certainty::Structure && !ranOut)
             sound_.add({{broken.start.position, broken.content.length}});
     }
-    retryAll(&ContentSearch::joinPieces);
+    // What can be proven first, what may be mistaken last.
+    retryAll([this](Broken& broken) { return broken.content.verified && joinPieces(broken); });
+    retryAll([this](Broken& broken) { return !broken.content.verified && joinPieces(broken); });
+    retryAll([this](Broken& broken) {
+        return doubtful_.contains(broken.start.position) &&
+               (retryAround(broken) || keepDoubtful(broken));
+    });
     for (const Broken& broken : progress_.broken)
         keepIncomplete(broken);
     keepEvicted();
@@ -364,8 +386,11 @@ struct ContentSearch::Join {
 /// A file whose pieces are put together.
 struct ContentSearch::Joining {
     Broken& broken;
+    const TakenSpace& inTheWay;
     PlacedSource source;
     std::unique_ptr<ContentTrace> trace; ///< Of what is sound, with kinds that have one.
+    Gap tail;                            ///< Where its last part lies, if that is known.
+    bool isDoubtful = false;             ///< What lies around a gap may be another file's.
 };
 
 /// Looks for the pieces of a file one after the other.
@@ -373,21 +398,91 @@ bool ContentSearch::joinPieces(Broken& broken) {
     // What was put together meanwhile may have been what was in the way.
     if (retryAround(broken))
         return true;
-    const ContentKind& kind = *broken.start.kind;
-    Joining joining{broken, {media_, space_, broken.start.position, &inTheWayOf(broken)}, nullptr};
-    ContentReader reader(joining.source);
-    joining.trace = kind.trace(reader);
-    while (joinNext(joining)) {
-        if (broken.content.state != ContentState::Whole)
-            continue;
-        // What was followed piece by piece is looked at as a whole once.
-        broken.content = kind.measure(joining.source);
-        if (broken.content.state != ContentState::Whole)
-            return false;
+    const TakenSpace& inTheWay = inTheWayOf(broken);
+    Joining joining{broken,  inTheWay, {media_, space_, broken.start.position, &inTheWay},
+                    nullptr, {},       false};
+    const MeasuredContent before = broken.content;
+    const bool isJoined = joinAll(joining);
+    if (isJoined && !joining.isDoubtful) {
         accept(joining.source, broken.start, broken.content);
         return true;
     }
+    if (isJoined) {
+        ContentFind& doubtful = doubtful_[broken.start.position];
+        doubtful.place = joining.source.place(broken.content.length);
+        doubtful.content = broken.content;
+        doubtful.content.breaks(broken.content.length, broken.content.length);
+    }
+    broken.content = before;
     return false;
+}
+
+/// Gives out a file that can be put together in several ways in one of them, unless another file
+/// has turned out to hold some of it.
+bool ContentSearch::keepDoubtful(const Broken& broken) {
+    ContentFind& doubtful = doubtful_[broken.start.position];
+    if (taken_.overlap(doubtful.place) > 0)
+        return false;
+    taken_.add(doubtful.place);
+    progress_.finds.push_back(std::move(doubtful));
+    return true;
+}
+
+/// Whether all pieces are found.
+bool ContentSearch::joinAll(Joining& joining) {
+    const Broken& broken = joining.broken;
+    try {
+        beginTrace(joining);
+        while (broken.content.state != ContentState::Whole) {
+            if (!joinNext(joining))
+                return false;
+        }
+    } catch (int) { // It ran out of bytes.
+        return false;
+    }
+    if (joining.tail.offset != 0)
+        joining.source.goOnAt(joining.tail.offset, joining.tail.position);
+    // What was followed piece by piece is looked at as a whole once.
+    joining.broken.content = broken.start.kind->measure(joining.source);
+    return broken.content.state == ContentState::Whole;
+}
+
+/// Makes out what the file's tables tell, those too that lie in its last part.
+void ContentSearch::beginTrace(Joining& joining) {
+    const Broken& broken = joining.broken;
+    const ContentKind& kind = *broken.start.kind;
+    ContentReader reader(joining.source);
+    try {
+        joining.trace = kind.trace(reader);
+    } catch (int) { // Its tables are broken.
+        return;
+    }
+    const uint64 tail = joining.trace ? 0 : kind.tailAt(reader);
+    if (tail == 0)
+        return;
+    const uint64 unit = space_.unitBytes();
+    const uint64 first = joining.source.positionOf(tail / unit * unit);
+    const uint64 end = std::min(space_.mediaBytes(), first + kLargestGap);
+    const uint64 before = joining.source.bytesRead();
+    for (uint64 position = first; position < end && !joining.trace; position += unit) {
+        if (!space_.isFree(position) || proven_.at(position))
+            continue;
+        PlacedSource part(media_, space_, position + tail % unit);
+        ContentReader partReader(part);
+        try {
+            joining.trace = kind.traceByTail(reader, partReader);
+        } catch (int) { // Its tables lead out of it.
+        }
+        joining.tail = {tail / unit * unit, position};
+        gapBytesLeft_ -= std::min(gapBytesLeft_, part.bytesRead());
+        if (gapBytesLeft_ == 0)
+            break;
+    }
+    gapBytesLeft_ -= std::min(gapBytesLeft_, joining.source.bytesRead() - before);
+    if (joining.trace)
+        joining.trace->follow(reader, joining.broken.content);
+    else
+        joining.tail = {};
 }
 
 /// Looks for the piece behind the first wrong byte; false when there is none.
@@ -408,9 +503,53 @@ bool ContentSearch::joinNext(Joining& joining) {
     gapBytesLeft_ -= std::min(gapBytesLeft_, source.bytesRead() - before);
     if (best.content.state == ContentState::NotThis)
         return false;
+    settleBorder(joining, best.gap);
     source.goOnAt(best.gap.offset, best.gap.position);
     joining.broken.content = best.content;
     return true;
+}
+
+/// Where a trace does not tell at which of several borders a gap begins that is as long at each of
+/// them, the clusters in question have to; else there is doubt.
+void ContentSearch::settleBorder(Joining& joining, Gap& gap) {
+    if (!joining.trace || joining.trace->tellsExactly())
+        return;
+    PlacedSource& source = joining.source;
+    const uint64 unit = space_.unitBytes();
+    const uint64 from = source.positionOf(gap.offset);
+    const uint64 first = std::max(unit, (joining.broken.content.length + unit - 1) / unit * unit);
+    std::size_t possible = 1;
+    Gap settled = gap;
+    for (uint64 back = unit; gap.offset >= first + back; back += unit) {
+        const Gap lower{gap.offset - back, gap.position - back};
+        source.goOnAt(gap.offset, from);
+        if (source.positionOf(lower.offset) != from - back || looksOther(lower.position))
+            break;
+        ContentReader before(source);
+        const auto trace = joining.trace->upTo(before, lower.offset);
+        if (!trace)
+            continue;
+        source.goOnAt(lower.offset, lower.position);
+        ContentReader behind(source);
+        if (!trace->goesOn(behind))
+            break;
+        ++possible;
+        if (looksOther(from - back)) {
+            settled = lower;
+            possible = 1;
+        }
+    }
+    source.goOnAt(gap.offset, from);
+    joining.isDoubtful = joining.isDoubtful || possible > 1;
+    gap = settled;
+}
+
+/// Whether a cluster is none of a file of packed samples that goes on in it.
+bool ContentSearch::looksOther(uint64 position) {
+    PlacedSource source(media_, space_, position);
+    std::array<uint8, kBlockShown> bytes{};
+    const auto block = std::span(bytes).first(source.read(0, bytes));
+    return !looksPacked(block) || recognise(block).certainty == Certainty::Structure;
 }
 
 /// Tries what lies in `gaps`, counted in bytes behind each border at which the file may break;
@@ -443,7 +582,7 @@ void ContentSearch::joinWithin(Joining& joining, ByteRange gaps, Join& best) {
                 border = first;
                 break;
             }
-            const auto other = inTheWayOf(joining.broken).at(position);
+            const auto other = joining.inTheWay.at(position);
             if (const auto inside = other ? other : sound_.at(position)) {
                 // To the last step before its end.
                 position += (inside->end() - position - 1) / unit * unit;

@@ -73,7 +73,12 @@ private:
     struct Gap;
     struct Join;
     struct Joining;
+    bool keepDoubtful(const Broken& broken);
+    bool joinAll(Joining& joining);
+    void beginTrace(Joining& joining);
     bool joinNext(Joining& joining);
+    void settleBorder(Joining& joining, Gap& gap);
+    bool looksOther(uint64 position);
     void joinWithin(Joining& joining, ByteRange gaps, Join& best);
     bool tryGap(Joining& joining, const ContentTrace* trace, Gap gap, MeasuredContent& better);
     void keepIncomplete(const Broken& broken);
@@ -88,7 +93,9 @@ private:
     std::map<uint64, std::size_t> claims_; ///< Which of the others claims what begins there.
     std::vector<Broken> evicted_;          ///< Those of them that others had better claims on.
     TakenSpace sound_;                     ///< By the sound beginnings of broken ones.
-    uint64 gapBytesLeft_ = 0;              ///< That may still be read in the search for pieces.
+    std::map<uint64, ContentFind>
+        doubtful_;            ///< What can be put together in several ways, by start.
+    uint64 gapBytesLeft_ = 0; ///< That may still be read in the search for pieces.
 };
 
 } // namespace kova

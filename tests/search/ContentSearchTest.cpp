@@ -162,12 +162,83 @@ TEST(ContentSearch, PutsPiecesOfOneChecksumTogether) {
     EXPECT_EQ(std::next(first)->second, other);
 }
 
+std::vector<uint8> numbers(std::initializer_list<uint32> values) {
+    std::vector<uint8> bytes;
+    for (const uint32 value : values)
+        appendBe(bytes, value);
+    return bytes;
+}
+
+std::vector<uint8> box(std::string_view type, const std::vector<std::vector<uint8>>& parts) {
+    std::vector<uint8> bytes(4);
+    bytes.insert(bytes.end(), type.begin(), type.end());
+    for (const std::vector<uint8>& part : parts)
+        bytes.insert(bytes.end(), part.begin(), part.end());
+    const std::vector<uint8> length = numbers({static_cast<uint32>(bytes.size())});
+    std::copy(length.begin(), length.end(), bytes.begin());
+    return bytes;
+}
+
+/// A movie of pictures of one unit each, whose tables lie before them or behind.
+std::vector<uint8> movie(bool tablesFirst) {
+    constexpr uint32 kPictures = 300;
+    constexpr uint32 kUnit = 700;
+    std::mt19937 random(tablesFirst ? 1 : 2);
+    std::vector<uint8> data;
+    std::vector<uint8> sizes = numbers({0, 0, kPictures});
+    for (uint32 i = 0; i < kPictures; ++i) {
+        const uint32 length = kUnit + i % 90;
+        appendBe(sizes, 4 + length);
+        appendBe(data, length);
+        data.push_back(0x41); // A part of a picture.
+        std::generate_n(std::back_inserter(data), length - 1,
+                        [&] { return static_cast<uint8>(random()); });
+    }
+    const std::vector<uint8> type = box("ftyp", {{'i', 's', 'o', 'm'}, numbers({0})});
+    const auto tables = [&](uint32 at) {
+        const auto coding =
+            box("avc1", {std::vector<uint8>(78), box("avcC", {numbers({0, 0xFF000000})})});
+        const auto table =
+            box("stbl", {box("stsd", {numbers({0, 1}), coding}), box("stsz", {sizes}),
+                         box("stsc", {numbers({0, 1, 1, kPictures, 1})}),
+                         box("stco", {numbers({0, 1, at})})});
+        return box("moov", {box("trak", {box("mdia", {box("minf", {table})})})});
+    };
+    const auto before = static_cast<uint32>(type.size() + (tablesFirst ? tables(0).size() : 0));
+    std::vector<uint8> file = type;
+    const auto append = [&file](const std::vector<uint8>& part) {
+        file.insert(file.end(), part.begin(), part.end());
+    };
+    if (tablesFirst)
+        append(tables(before + 8));
+    append(box("mdat", {data}));
+    if (!tablesFirst)
+        append(tables(before + 8));
+    return file;
+}
+
+TEST(ContentSearch, PutsPiecesTogetherAsTheTablesOfAMovieTell) {
+    for (const bool tablesFirst : {true, false}) {
+        const std::vector<uint8> film = movie(tablesFirst);
+        Drive drive;
+        for (std::size_t at = 0; at < film.size(); at += 12 * kCluster) {
+            drive.put(film, at, std::min(at + 12 * kCluster, film.size()));
+            drive.putNoise(3);
+        }
+        const auto found = drive.search();
+        EXPECT_EQ(found.size(), 1U);
+        const auto one = found.find(L"MP4");
+        ASSERT_NE(one, found.end());
+        EXPECT_EQ(one->second, film);
+    }
+}
+
 /// A picture of which nothing but its length is told does not get what another's checksums prove.
 TEST(ContentSearch, GivesNoBytesAwayThatAreProvenToBeAnothers) {
     const std::vector<uint8> png = pngOfOneChunk(500);
-    std::vector<uint8> plain{'P', '5', '\n', '4', '0', '0', ' ', '4',
-                             '0', '0', '\n', '2', '5', '5', '\n'};
-    plain.resize(plain.size() + 160'000, 'x');
+    std::string text = "P5\n400 400\n255\n";
+    text.append(160'000, 'x');
+    const std::vector<uint8> plain(text.begin(), text.end());
     for (const std::size_t before : {std::size_t{0}, 10 * kCluster}) {
         Drive drive;
         drive.put(png, 0, before);
