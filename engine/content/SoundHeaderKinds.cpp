@@ -45,7 +45,7 @@ constexpr PlainFormat kFormat{kTypes, ".snd"sv, begins, follow, kHeader};
 /// have no length when it comes last.
 namespace caf {
 
-constexpr ContentType kTypes[] = {{L"CAF", L"caf", ContentGroup::Sounds, Filling::Samples}};
+constexpr ContentType kTypes[] = {{L"CAF", L"caf", ContentGroup::Sounds, Filling::Packed}};
 constexpr uint64 kFirstChunk = 8;
 constexpr uint64 kChunkHeader = 12;
 constexpr std::string_view kChunks[] = {"desc", "chan", "data", "pakt", "kuki", "info",

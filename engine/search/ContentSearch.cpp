@@ -1,5 +1,7 @@
 #include "engine/search/ContentSearch.h"
 
+#include "engine/search/looksPacked.h"
+
 #include <algorithm>
 #include <array>
 #include <map>
@@ -36,21 +38,11 @@ constexpr uint64 kTail = 16;
 /// Of all that was found, one part in this many has to begin on a grid for it to be one.
 constexpr std::size_t kGridShare = 20;
 constexpr std::size_t kGridFiles = 3;
-/// How much the counts of all bytes of a cluster may differ, as the sum of their squares over what
-/// is expected, when it is packed; 255 on the average if nothing else is in it.
-constexpr double kPackedDeviation = 1000;
-
-/// Whether these bytes, a cluster of them, look as if any came as often as any other.
-bool looksPacked(std::span<const uint8> bytes) {
-    std::array<double, 256> counts{};
-    for (const uint8 byte : bytes)
-        ++counts[byte];
-    const double expected = static_cast<double>(bytes.size()) / static_cast<double>(counts.size());
-    double deviation = 0;
-    for (const double count : counts)
-        deviation += (count - expected) * (count - expected);
-    return deviation <= kPackedDeviation * expected;
-}
+/// What is no sample shows in so many clusters in a row; they are looked at once in so many.
+constexpr std::size_t kShownUnits = 4;
+constexpr std::size_t kShownEvery = 8;
+/// And no more often in one file.
+constexpr std::size_t kMostShown = 4096;
 
 /// Where a byte of the media lies in a file; 0 when it does not.
 uint64 offsetIn(const std::vector<ByteRange>& place, uint64 position) {
@@ -223,6 +215,30 @@ void ContentSearch::accept(PlacedSource& source, const Start& start,
     claim(progress_.finds.size() - 1);
 }
 
+/// Whether a file of samples seems to run over something that is packed, as its own beginning is
+/// not.
+bool ContentSearch::holdsPacked(const ContentFind& find) {
+    const uint64 unit = space_.unitBytes();
+    const uint64 units = find.content.length / unit;
+    PlacedSource source(media_, space_, find.place.front().start);
+    std::vector<uint8> shown(kShownUnits * unit);
+    const auto countRandom = [&](uint64 first) {
+        const auto bytes = std::span(shown).first(source.read(first * unit, shown));
+        std::size_t random = 0;
+        for (std::size_t at = 0; at + unit <= bytes.size(); at += unit)
+            random += looksRandom(bytes.subspan(at, unit)) ? 1U : 0U;
+        return random;
+    };
+    if (units < kShownEvery || countRandom(1) > 0)
+        return false;
+    const uint64 step = std::max<uint64>(kShownEvery, units / kMostShown);
+    for (uint64 first = step; first + kShownUnits <= units; first += step) {
+        if (countRandom(first) == kShownUnits)
+            return true;
+    }
+    return false;
+}
+
 /// Notes what a file claims that can be wrong about it.
 void ContentSearch::claim(std::size_t find) {
     if (progress_.finds[find].content.verified)
@@ -275,6 +291,7 @@ void ContentSearch::keepEvicted() {
         }
         keepIncomplete(broken);
     }
+    evicted_.clear();
     std::erase_if(progress_.finds, [](const ContentFind& find) { return find.place.empty(); });
 }
 
@@ -297,6 +314,12 @@ void ContentSearch::finish(const TakenSpace& known, const std::function<bool()>&
         if (find.content.verified)
             proven_.add(find.place);
         claim(i);
+    }
+    for (std::size_t i = 0; i < progress_.finds.size(); ++i) {
+        const MeasuredContent& content = progress_.finds[i].content;
+        if (!content.verified && content.type->filling == Filling::Samples &&
+            holdsPacked(progress_.finds[i]) && goesOn())
+            evictOne(i, content.length);
     }
     gapBytesLeft_ = std::max(kGapReads * space_.mediaBytes(), kGapBytesOfFile);
 
@@ -346,6 +369,7 @@ void ContentSearch::countInto(std::vector<std::pair<std::wstring, uint64>>& coun
 }
 
 std::vector<ContentFind> ContentSearch::take() {
+    std::erase_if(progress_.finds, [](const ContentFind& find) { return find.place.empty(); });
     return std::move(progress_.finds);
 }
 

@@ -61,6 +61,7 @@ private:
     bool goesOnInto(uint64 position);
     [[nodiscard]] std::set<uint64> grids() const;
     void accept(PlacedSource& source, const Start& start, const MeasuredContent& content);
+    bool holdsPacked(const ContentFind& find);
     void claim(std::size_t find);
     void evict(const std::vector<ByteRange>& place);
     void release(const std::vector<ByteRange>& place);
