@@ -222,12 +222,20 @@ bool MovieSamples::takeSamples(ContentReader& reader, const Tables& tables, bool
 
 void MovieSamples::prepare(ContentReader& reader) {
     std::ranges::sort(samples_, {}, &Sample::offset);
+    // No two share a byte, which bounds the time that it takes to look at all of them.
+    uint64 end = 0;
+    std::erase_if(samples_, [&end](const Sample& sample) {
+        const bool isShared = sample.offset < end;
+        end = std::max(end, sample.end());
+        return isShared;
+    });
     learn(reader);
 }
 
 void MovieSamples::learn(ContentReader& reader) {
     constexpr std::size_t kLooked = 8;
     constexpr std::size_t kAlike = 6;
+
     struct Seen {
         std::size_t count = 0;
         std::map<uint8, std::size_t> counts;

@@ -55,6 +55,13 @@ uint64 offsetIn(const std::vector<ByteRange>& place, uint64 position) {
     return 0;
 }
 
+/// Whether files of a type are nearly all coded bits, among which wrong ones go unnoticed unless
+/// something vouches for them.
+bool isMedia(const ContentType& type) {
+    return type.group == ContentGroup::Pictures || type.group == ContentGroup::Sounds ||
+           type.group == ContentGroup::Videos;
+}
+
 ContentFinder::Start startOf(const ContentFind& find) {
     for (const ContentKind* kind : contentKinds()) {
         const auto types = kind->types();
@@ -468,6 +475,8 @@ bool ContentSearch::joinAll(Joining& joining) {
         joining.source.goOnAt(joining.tail.offset, joining.tail.position);
     // What was followed piece by piece is looked at as a whole once.
     joining.broken.content = broken.start.kind->measure(joining.source);
+    if (!joining.trace && !broken.content.verified && isMedia(*broken.content.type))
+        joining.isDoubtful = true;
     return broken.content.state == ContentState::Whole;
 }
 

@@ -250,6 +250,17 @@ TEST(ContentSearch, GivesNoBytesAwayThatAreProvenToBeAnothers) {
         EXPECT_EQ(found.count(L"PNG"), 1U);
         EXPECT_EQ(found.count(L"-Portable map"), 1U);
     }
+    // Nor what is packed, and no part of it.
+    std::mt19937 random(1);
+    std::vector<uint8> packed(20 * kCluster);
+    std::generate(packed.begin(), packed.end(), [&] { return static_cast<uint8>(random()); });
+    Drive drive;
+    drive.put(plain, 0, 6 * kCluster);
+    drive.put(packed);
+    drive.put(plain, 6 * kCluster, plain.size());
+    EXPECT_EQ(drive.search().count(L"Portable map"), 0U);
+    drive.put(plain);
+    EXPECT_EQ(drive.search().count(L"Portable map"), 1U);
 }
 
 /// Characters are everywhere; only what begins and ends as a file does is one.
