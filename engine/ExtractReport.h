@@ -22,8 +22,9 @@ struct ExtractReport {
     };
 
     Reason reason = Reason::None;
-    bool encrypted = false;     ///< Came out as it was stored, encrypted.
-    uint64 unreadableBytes = 0; ///< Zeros in the output for what the device did not give.
+    bool encrypted = false; ///< Came out as it was stored, encrypted.
+    /// Bytes that the device did not give: zeros in the output, or missing at its end.
+    uint64 unreadableBytes = 0;
 };
 
 } // namespace kova

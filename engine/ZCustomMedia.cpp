@@ -44,6 +44,7 @@ bool ZCustomMedia::close() {
     device_ = std::make_shared<platform::Device>();
     path_.clear();
     fileSystem_.reset();
+    position_ = 0;
     windowSectors_ = 0;
     return true;
 }
@@ -137,7 +138,7 @@ uint32 ZCustomMedia::read(void* buffer, uint32 sectors) {
         return 0;
     const std::span<uint8> bytes(static_cast<uint8*>(buffer),
                                  static_cast<std::size_t>(sectors) * sectorSize_);
-    if (windowOn_ && fillFromWindow(position_, bytes)) {
+    if (windows_ > 0 && fillFromWindow(position_, bytes)) {
         position_ += sectors;
         return sectors;
     }
@@ -160,7 +161,7 @@ ZCustomMedia::Filled ZCustomMedia::fill(uint64 sector, std::span<uint8> bytes) {
         std::memset(bytes.data() + got, 0, bytes.size() - static_cast<std::size_t>(got));
         return {given, given};
     }
-    isGone_ = !isPresent();
+    notePresence();
     auto rest = bytes.subspan(std::size_t{given} * sectorSize_);
     if (given > 0 && !isGone_) {
         // After what came lies what failed, most likely: it is asked for alone.
@@ -169,6 +170,12 @@ ZCustomMedia::Filled ZCustomMedia::fill(uint64 sector, std::span<uint8> bytes) {
         return {given + more + salvage(sector + given + 1, rest, false), sectors};
     }
     return {given + salvage(sector + given, rest, given == 0), sectors};
+}
+
+/// Asks whether the device is still there, once for each request that failed.
+void ZCustomMedia::notePresence() {
+    if (std::exchange(presentAfter_, requests_) != requests_)
+        isGone_ = !isPresent();
 }
 
 /// One request to the device; what it gives up to the first bad sector is kept in `bytes`.
@@ -198,7 +205,8 @@ uint32 ZCustomMedia::salvage(uint64 sector, std::span<uint8> bytes, bool gaveNot
         } else {
             const uint32 before = given;
             given += narrowDown(sector, piece, gaveNothing && piece.size() == bytes.size());
-            isGone_ = given - before < count && !isPresent();
+            if (given - before < count)
+                notePresence();
         }
         bytes = bytes.subspan(piece.size());
         sector += count;
@@ -254,7 +262,7 @@ void ZCustomMedia::giveUp(uint64 sector, std::span<uint8> bytes) {
 }
 
 void ZCustomMedia::refuse(uint64 sector, uint64 sectors) {
-    if (!windowOn_)
+    if (memories_ == 0)
         return;
     auto range = refused_.upper_bound(sector);
     if (range != refused_.begin() && std::prev(range)->second >= sector)
@@ -353,8 +361,13 @@ bool ZCustomMedia::fillFromGroup(uint64 sector, std::span<uint8> bytes) {
     return true;
 }
 
-ZCustomMedia::ReadWindow::ReadWindow(ZCustomMedia& media) : media_(media) {
-    media_.windowOn_ = true;
+ZCustomMedia::RefusalMemory::~RefusalMemory() {
+    if (--media_.memories_ == 0)
+        media_.refused_.clear();
+}
+
+ZCustomMedia::ReadWindow::ReadWindow(ZCustomMedia& media) : memory_(media), media_(media) {
+    ++media_.windows_;
     media_.groupSector_ = kNoGroup;
     media_.failuresInARow_ = 0;
     media_.windowSectors_ = 0;
@@ -363,8 +376,8 @@ ZCustomMedia::ReadWindow::ReadWindow(ZCustomMedia& media) : media_(media) {
 }
 
 ZCustomMedia::ReadWindow::~ReadWindow() {
-    media_.windowOn_ = false;
-    media_.refused_.clear();
+    if (--media_.windows_ > 0)
+        return;
     media_.group_.clear();
     media_.group_.shrink_to_fit();
     media_.window_.clear();

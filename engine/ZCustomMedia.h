@@ -99,10 +99,23 @@ public:
     /// a hook, requests that have to wait for the device are made in another thread. Empty: none.
     void setReadHook(std::function<void()> hook) { readHook_ = std::move(hook); }
 
+    /// While one lives, sectors that the device has refused are not asked for again: a scan comes
+    /// by some places more than once, and a failing drive takes seconds to refuse. They nest.
+    class RefusalMemory {
+    public:
+        explicit RefusalMemory(ZCustomMedia& media) : media_(media) { ++media_.memories_; }
+
+        RefusalMemory(const RefusalMemory&) = delete;
+        RefusalMemory& operator=(const RefusalMemory&) = delete;
+        ~RefusalMemory();
+
+    private:
+        ZCustomMedia& media_;
+    };
+
     /// While one lives, small reads that go forward through a region are served from windows of
     /// `kWindowBytes`, so that a walk over many records costs few device requests. Reads
-    /// elsewhere are not affected. Sectors that the device refuses meanwhile are not asked for
-    /// again.
+    /// elsewhere are not affected. They nest: a walk within another one begins anew.
     class ReadWindow {
     public:
         explicit ReadWindow(ZCustomMedia& media);
@@ -111,6 +124,7 @@ public:
         ~ReadWindow();
 
     private:
+        RefusalMemory memory_;
         ZCustomMedia& media_;
     };
 
@@ -153,6 +167,7 @@ private:
     [[nodiscard]] uint64 refusedFrom(uint64 sector) const;
     [[nodiscard]] uint64 refusedTo(uint64 sector) const;
 
+    void notePresence();
     void patiently(std::function<void()> work);
 
     uint32 sectorSize_;
@@ -170,7 +185,8 @@ private:
     uint64 requests_ = 0;
     std::function<void()> readHook_;
 
-    bool windowOn_ = false;
+    uint32 windows_ = 0;  ///< Reads are served from windows while there is one.
+    uint32 memories_ = 0; ///< Refused sectors are kept while there is one.
     std::vector<uint8> window_;
     uint64 windowSector_ = 0;    ///< First sector in the window.
     uint32 windowSectors_ = 0;   ///< Sectors in the window, all given by the device.
@@ -183,7 +199,8 @@ private:
 
     uint32 failuresInARow_ = 0; ///< Requests since the device last gave something.
     bool isGone_ = false;       ///< The device was removed: nothing more is asked of it.
-    /// Ranges of sectors that the device has refused while a window was on: first, and after last.
+    uint64 presentAfter_ = 0;   ///< Requests that had been made when it was last asked for.
+    /// Ranges of sectors that the device has refused, as far as kept: first, and after last.
     std::map<uint64, uint64> refused_;
 };
 

@@ -11,6 +11,7 @@
 #include "platform/Drives.h"
 #include "platform/Folder.h"
 #include "ui_ResultFrame.h"
+#include "workers/promiseTexts.h"
 #include "workers/scanTexts.h"
 #include "workers/stateTexts.h"
 #include "workers/writeTrial.h"
@@ -264,7 +265,7 @@ void ResultFrame::recoverSelectedFiles() {
         return;
     }
     lastOutputDir = directory;
-    if (!askForRoom(directory, list))
+    if (!askAboutPromise(list) || !askForRoom(directory, list))
         return;
     startRecovery(directory, std::move(list));
 }
@@ -290,6 +291,13 @@ RecoveryList ResultFrame::askForSelection() {
     else if (answer != QMessageBox::Yes)
         list.ranges.clear();
     return list;
+}
+
+/// Files that come to more than the drive cannot all be what they were.
+bool ResultFrame::askAboutPromise(const RecoveryList& list) {
+    const QString warning = warningOfPromise(promisedBytes(list), found_.media()->sizeBytes());
+    return warning.isEmpty() || ask(tr("%1 Recover them all the same?").arg(sentence(warning)),
+                                    tr("Recover")) == QMessageBox::Yes;
 }
 
 /// Sizes are what the volume says, and what is left on a drive changes: the user may know better.

@@ -129,6 +129,7 @@ private:
     void showState(const QModelIndex& index);
     /// What is selected, less what the user does not mean; without ranges when there is nothing.
     [[nodiscard]] RecoveryList askForSelection();
+    [[nodiscard]] bool askAboutPromise(const RecoveryList& list);
     [[nodiscard]] bool askForRoom(const QString& directory, const RecoveryList& list);
     QMessageBox::StandardButton ask(const QString& question, const QString& yes,
                                     const QString& no = {});

@@ -21,7 +21,9 @@ QString stateInWords(const kova::FileState& state) {
     case Kind::Uncertain:
         return QStringLiteral("Where it lay is a guess: look at it before you rely on it.");
     case Kind::Unreadable:
-        return QStringLiteral("Nothing tells where its content lay.");
+        return QStringLiteral(
+            "Nothing tells where its content lay, or it lay beyond the end of the "
+            "drive.");
     case Kind::Erased:
         return QStringLiteral("The drive has erased its content (TRIM).");
     case Kind::NotWhatItsNameSays:

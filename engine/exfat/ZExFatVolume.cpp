@@ -153,6 +153,7 @@ void ZExFatVolume::requireInit() const {
 
 void ZExFatVolume::scan(ZFileTree* tree) {
     requireInit();
+    const ZCustomMedia::RefusalMemory memory(*media());
     ExFatDirectoryWalk(*this, *tree).run();
 
     ZFileTreeNode root;
@@ -254,6 +255,7 @@ bool ZExFatVolume::extract(const ZFileTreeNode& node, ZStream* out) {
     out->resize(sizeBefore + static_cast<int64>(length));
     extractReport_.unreadableBytes =
         (media()->unreadableSectors() - unreadableBefore) * media()->sectorSize();
+    extractReport_.unreadableBytes += place->dataLength - length;
     if (length < place->dataLength)
         setShortfall(ExtractReport::Reason::BeyondDevice);
     else if (fit == Fit::No)
@@ -350,7 +352,9 @@ FileState ZExFatVolume::assess(const ZFileTreeNode& node) {
     state.clusters = extents.clusters();
     state.taken = std::min(state.clusters, extents.taken() + place->takenLater);
     const bool mayBeOwn = place->isInUse && state.taken == state.clusters;
-    if (state.taken != 0 && !mayBeOwn)
+    if (heldBytes(extents) < place->dataLength)
+        state.kind = FileState::Kind::Unreadable; // Beyond the device.
+    else if (state.taken != 0 && !mayBeOwn)
         state.kind =
             state.taken == state.clusters ? FileState::Kind::Overwritten : FileState::Kind::Partly;
     else if (extents.isGuess() || place->inDoubt || (mayBeOwn && state.taken != 0) ||

@@ -120,6 +120,7 @@ bool ZFatVolume::isInUse(uint64 index) const {
 
 void ZFatVolume::scan(ZFileTree* tree) {
     requireInit();
+    const ZCustomMedia::RefusalMemory memory(*media());
     setProgress(kWalkProgress);
     if (scanOptions().findPlaces)
         FatSurvey(*this, *tree).run();
@@ -197,19 +198,18 @@ FileState ZFatVolume::assess(const ZFileTreeNode& node) {
         state.kind = FileState::Kind::Unreadable;
         return state;
     }
-    const std::vector<FatRun> runs = runsOf(node);
-    if (runs.empty()) {
-        state.kind = FileState::Kind::Unreadable; // Beyond the device.
-        return state;
-    }
     uint32 pieces = 0;
     uint32 end = 0;
-    for (const FatRun& run : runs) {
+    auto missing = static_cast<uint64>(node.size);
+    for (const FatRun& run : runsOf(node)) {
         state.taken += run.isTaken ? run.count : 0;
         pieces += run.first == end ? 0 : 1;
         end = run.first + run.count;
+        missing -= heldOf(run, missing);
     }
-    if (state.taken == state.clusters)
+    if (missing > 0)
+        state.kind = FileState::Kind::Unreadable; // Beyond the device.
+    else if (state.taken == state.clusters)
         state.kind = FileState::Kind::Overwritten;
     else if (state.taken > 0)
         state.kind = FileState::Kind::Partly;
@@ -290,8 +290,10 @@ bool ZFatVolume::extractRuns(const ZFileTreeNode& node, ZStream& out) {
     Fit fit = Fit::CannotTell;
     const std::vector<FatRun> runs = weighedRunsOf(node, fit);
     if (runs.empty()) {
-        setShortfall(fatPlaceOf(node).first == 0 ? ExtractReport::Reason::PlaceUnknown
-                                                 : ExtractReport::Reason::BeyondDevice);
+        const bool isKnown = fatPlaceOf(node).first != 0;
+        setShortfall(isKnown ? ExtractReport::Reason::BeyondDevice
+                             : ExtractReport::Reason::PlaceUnknown);
+        extractReport_.unreadableBytes = isKnown ? static_cast<uint64>(node.size) : 0;
         return false;
     }
     if (std::all_of(runs.begin(), runs.end(), [](const FatRun& run) { return run.isTaken; })) {
@@ -315,6 +317,7 @@ bool ZFatVolume::extractRuns(const ZFileTreeNode& node, ZStream& out) {
     out.resize(sizeBefore + static_cast<int64>(done));
     extractReport_.unreadableBytes =
         (media()->unreadableSectors() - unreadable) * media()->sectorSize();
+    extractReport_.unreadableBytes += size - done;
     if (done < size)
         setShortfall(ExtractReport::Reason::BeyondDevice);
     else if (fit == Fit::No)
@@ -322,13 +325,18 @@ bool ZFatVolume::extractRuns(const ZFileTreeNode& node, ZStream& out) {
     return extractReport_.reason == ExtractReport::Reason::None;
 }
 
+/// Of the first `length` bytes of a run those that the media has.
+uint64 ZFatVolume::heldOf(const FatRun& run, uint64 length) const {
+    const uint64 mediaBytes = media()->sizeBytes();
+    const uint64 start = geometry_.byteOf(run.first);
+    length = std::min(length, uint64{run.count} * geometry_.clusterBytes());
+    return mediaBytes == 0 ? length : std::min(length, mediaBytes - std::min(mediaBytes, start));
+}
+
 /// Writes the first `length` bytes of a run, zeros where another file lies now. Returns the bytes
 /// that the media has of it.
 uint64 ZFatVolume::writeRun(const FatRun& run, uint64 length, ZStream& out) {
-    const uint64 mediaBytes = media()->sizeBytes();
-    const uint64 start = geometry_.byteOf(run.first);
-    if (mediaBytes > 0)
-        length = std::min(length, mediaBytes - std::min(mediaBytes, start));
+    length = heldOf(run, length);
     const uint32 clusterBytes = geometry_.clusterBytes();
     const uint32 atOnce = std::min<uint32>(run.count, geometry_.clustersWithin(kRequestBytes));
     std::vector<uint8> buffer(static_cast<std::size_t>(atOnce) * clusterBytes);

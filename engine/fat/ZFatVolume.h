@@ -42,7 +42,8 @@ public:
     bool extract(const ZFileTreeNode& node, ZStream* out) override;
 
     /// By the FAT, as read in `init`. A file whose place is a guess that another one equals, or
-    /// that has to step over clusters of other files, is uncertain.
+    /// that has to step over clusters of other files, is uncertain; one that goes on beyond the
+    /// end of the device is unreadable.
     [[nodiscard]] FileState assess(const ZFileTreeNode& node) override;
 
     [[nodiscard]] ClusterLayout clusterLayout() const override;
@@ -70,6 +71,7 @@ private:
     [[nodiscard]] uint64 clustersOf(const ZFileTreeNode& node) const;
     [[nodiscard]] bool isUnprovable(const ZFileTreeNode& node, const FatPlace& place);
     [[nodiscard]] std::vector<FatRun> runsOf(const ZFileTreeNode& node);
+    [[nodiscard]] uint64 heldOf(const FatRun& run, uint64 length) const;
     [[nodiscard]] std::vector<FatRun> weighedRunsOf(const ZFileTreeNode& node, Fit& fit);
     bool extractRuns(const ZFileTreeNode& node, ZStream& out);
     uint64 writeRun(const FatRun& run, uint64 most, ZStream& out);

@@ -55,6 +55,10 @@ bool NtfsContentReader::readPlain(int64 initialized) {
         left -= bytes;
         if (run.lcn == ZDatarun::NotMapped)
             fallShort(Reason::ExtentMissing);
+        if (run.lcn < 0 && !volume_.trySpend(static_cast<uint64>(clusterBytes_))) {
+            fallShort(Reason::Damaged); // However long, a hole costs as much as a cluster.
+            return false;
+        }
         if (run.lcn < 0)
             addZeros(bytes);
         else if (!readClusters(run.lcn, bytes))

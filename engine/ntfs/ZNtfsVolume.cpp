@@ -28,8 +28,8 @@ constexpr int64 kLargestFile = int64{25} << 32;
 constexpr double kWalkShare = 0.7;
 /// Windows makes records of 1 or 4 KiB.
 constexpr uint32 kLargestRecord = 1U << 16;
-/// An MFT in more pieces is none.
-constexpr std::size_t kMostMftRuns = std::size_t{1} << 20;
+/// No MFT and no file is in more pieces.
+constexpr std::size_t kMostPieces = std::size_t{1} << 20;
 /// What a volume may ask to be read beyond twice what it holds.
 constexpr uint64 kSpendingSlack = uint64{64} << 20;
 /// Most folders whose indexes are read to find names: each may take a disk's arm elsewhere.
@@ -195,7 +195,7 @@ bool ZNtfsVolume::loadMftFrom(uint64 lcn) {
         data.size = static_cast<int64>(std::min(static_cast<uint64>(data.size), heldBytes()));
         // Extension records are themselves found through the runs so far.
         RunWalk walk(record, data, clustersOf(data));
-        for (ZDatarun run; mftRuns_.size() < kMostMftRuns && walk.next(run);) {
+        for (ZDatarun run; mftRuns_.size() < kMostPieces && walk.next(run);) {
             if (run.lcn >= 0)
                 mftRuns_.append(run);
         }
@@ -589,7 +589,8 @@ std::vector<ByteRange> ZNtfsVolume::placeOf(const ZFileTreeNode& node) {
         auto left = static_cast<uint64>(stream.size);
         RunWalk walk(record, stream, clustersOf(stream));
         for (ZDatarun run; walk.next(run);) {
-            if (run.lcn < 0 || run.lcn > std::numeric_limits<int64>::max() / bytesPerCluster_)
+            if (run.lcn < 0 || run.lcn > std::numeric_limits<int64>::max() / bytesPerCluster_ ||
+                place.size() == kMostPieces)
                 return {};
             const uint64 bytes = std::min(left, static_cast<uint64>(run.length) * bytesPerCluster_);
             place.push_back({static_cast<uint64>(run.lcn) * bytesPerCluster_, bytes});
@@ -747,6 +748,10 @@ bool ZNtfsVolume::extractToday(int64 id, ZStream& out) {
     }
     if (extractReport_.reason == Reason::None && isOverwritten(*record, stream))
         setShortfall(Reason::Overwritten);
+    if (extractReport_.reason == Reason::None && isBeyondDevice(*record, stream)) {
+        setShortfall(Reason::BeyondDevice);
+        extractReport_.unreadableBytes = static_cast<uint64>(stream.size);
+    }
     if (extractReport_.reason != Reason::None)
         return false;
     extractReport_ = NtfsContentReader(*this, *record, stream).read(out);
@@ -806,20 +811,34 @@ ExtractReport::Reason ZNtfsVolume::whyElsewhere(ZMftRecord& record, const NtfsSt
     return point.isElsewhere() ? Reason::InCloud : Reason::None;
 }
 
-bool ZNtfsVolume::isOverwritten(ZMftRecord& record, const NtfsStream& stream) const {
-    if (stream.isResident || record.isInUse() || volumeBitmap_.clusters() == 0)
-        return false;
+/// Whether a stream has clusters, and of each of its runs `isLost(lcn, clusters)` says so.
+template <typename IsLost>
+bool ZNtfsVolume::isAllLost(ZMftRecord& record, const NtfsStream& stream, IsLost isLost) const {
     bool hasClusters = false;
+    if (stream.isResident)
+        return false;
     RunWalk walk(record, stream, clustersOf(stream));
     for (ZDatarun run; walk.next(run);) {
         if (run.lcn < 0)
             continue;
         hasClusters = true;
-        const auto length = static_cast<uint64>(run.length);
-        if (volumeBitmap_.countInUse(static_cast<uint64>(run.lcn), length) < length)
+        if (!isLost(static_cast<uint64>(run.lcn), static_cast<uint64>(run.length)))
             return false;
     }
     return hasClusters;
+}
+
+bool ZNtfsVolume::isOverwritten(ZMftRecord& record, const NtfsStream& stream) const {
+    return !record.isInUse() && volumeBitmap_.clusters() != 0 &&
+           isAllLost(record, stream, [this](uint64 lcn, uint64 clusters) {
+               return volumeBitmap_.countInUse(lcn, clusters) == clusters;
+           });
+}
+
+bool ZNtfsVolume::isBeyondDevice(ZMftRecord& record, const NtfsStream& stream) const {
+    return isAllLost(record, stream, [this](uint64 lcn, uint64 /*clusters*/) {
+        return lcn > (heldBytes() - 1) / bytesPerCluster_;
+    });
 }
 
 FileState ZNtfsVolume::stateOf(ZMftRecord& record, const NtfsStream& stream) {

@@ -140,6 +140,9 @@ private:
     void extractPacked(ZMftRecord& record, const NtfsStream& stream, const NtfsStream& packed,
                        ZStream& out);
     [[nodiscard]] bool isOverwritten(ZMftRecord& record, const NtfsStream& stream) const;
+    [[nodiscard]] bool isBeyondDevice(ZMftRecord& record, const NtfsStream& stream) const;
+    template <typename IsLost>
+    [[nodiscard]] bool isAllLost(ZMftRecord& record, const NtfsStream& stream, IsLost isLost) const;
     [[nodiscard]] FileState stateOf(ZMftRecord& record, const NtfsStream& stream);
     [[nodiscard]] int64 clustersOf(const NtfsStream& stream) const;
 

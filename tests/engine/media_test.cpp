@@ -29,6 +29,8 @@ TEST(Media, ReadsSectorsAndMoves) {
     EXPECT_FALSE(media.seek(0)) << "the low half of byte position 0 is 0";
     EXPECT_FALSE(media.seek(uint64{1} << 23)) << "and so is that of 2^32";
     EXPECT_FALSE(media.write(buffer.data(), 1));
+    media.close();
+    EXPECT_EQ(media.position(), 0U);
 }
 
 TEST(Media, ShortReadsLeaveZeros) {
@@ -59,6 +61,10 @@ TEST(Media, OneBadSectorCostsOneSector) {
         EXPECT_EQ(media.position(), 200U);
         EXPECT_EQ(media.unreadableSectors(), 1U);
         EXPECT_LE(media.requests(), asAWhole ? 20 : 3);
+        const int asked = media.presenceAsked();
+        media.seek(5);
+        EXPECT_EQ(media.read(buffer.data(), 1), 0U);
+        EXPECT_EQ(media.presenceAsked(), asked + 1);
     }
     TestMedia hesitant(numbered(64));
     hesitant.giveAtMost(1536);
@@ -84,6 +90,7 @@ TEST(Media, ADeadZoneCostsNoMoreRequestsThanGroupsOf64KiB) {
     EXPECT_EQ(lost, kDeadEnd - kDead);
     EXPECT_EQ(media.unreadableSectors(), lost);
     EXPECT_LE(media.requests(), 50 * 16);
+    EXPECT_LE(media.presenceAsked(), media.requests());
     // Nothing of it is asked for again.
     const int before = media.requests();
     media.seek(kDead + 10'000);

@@ -252,6 +252,8 @@ TEST(ExFatVolume, AVolumeThatIsCutOffGivesWhatIsThere) {
     EXPECT_EQ(scan.extract(scan.at("whole")), "content");
     EXPECT_EQ(scan.extract(scan.at("cut")), "failed: " + letters('A', 2).substr(0, 4608));
     EXPECT_EQ(scan.volume.extractReport().reason, Reason::BeyondDevice);
+    EXPECT_EQ(scan.volume.extractReport().unreadableBytes, 4U * 4096 - 4608);
+    EXPECT_EQ(scan.volume.assess(scan.at("cut")).kind, Kind::Unreadable);
 }
 
 TEST(ExFatVolume, TheCallbackEndsTheWalk) {

@@ -1,4 +1,5 @@
 #include "engine/fat/FatEntryParser.h"
+#include "platform/CodePage.h"
 #include "tests/support/FatBuilder.h"
 
 #include <gmock/gmock.h>
@@ -121,25 +122,34 @@ TEST(FatEntryParser, KeepsTheLongNameOfARefusedEntry) {
     // Those after it are put before that.
     EXPECT_THAT(namesOf({name, refused(), pieces(u"lost"), pieces(u"13 characters"), accepted()}),
                 ElementsAre(L"13 characterstxt.eno"));
+    // On request it goes with it, though its checksum would fit the next one.
+    Entries same = accepted();
+    same[0][11] = 0x40;
+    EXPECT_THAT(namesOf({name, same, accepted()}), ElementsAre(L"one.txt"));
+    EXPECT_THAT(namesOf({name, same, accepted()}, {.lenientFat = true}), ElementsAre(L"SHORT.TXT"));
 }
 
 TEST(FatEntryParser, RefusesImplausibleEntries) {
-    const auto isAccepted = [](const auto& change, bool unsetDates = false) {
+    const auto isAccepted = [](const auto& change, const ScanOptions& options = {}) {
         FatEntry entry = withNames("NAME.TXT");
         change(entry);
-        return !namesOf({{shortEntry(entry)}}, ScanOptions{.unsetDates = unsetDates}).empty();
+        return !namesOf({{shortEntry(entry)}}, options).empty();
     };
+    const ScanOptions unset{.unsetDates = true};
+    const ScanOptions lenient{.lenientFat = true};
     for (const auto date : {&FatEntry::creationDate, &FatEntry::accessDate, &FatEntry::writeDate}) {
-        const auto withDate = [&](uint16 value, bool unsetDates = false) {
-            return isAccepted([&](FatEntry& entry) { entry.*date = value; }, unsetDates);
+        const auto withDate = [&](uint16 value, const ScanOptions& options = {}) {
+            return isAccepted([&](FatEntry& entry) { entry.*date = value; }, options);
         };
         EXPECT_FALSE(withDate(0));
         EXPECT_FALSE(withDate(1023));
         EXPECT_TRUE(withDate(1024));
         EXPECT_TRUE(withDate(28160));
         EXPECT_FALSE(withDate(28161));
-        EXPECT_EQ(withDate(0, true), date != &FatEntry::writeDate);
-        EXPECT_FALSE(withDate(1, true));
+        EXPECT_EQ(withDate(0, unset), date != &FatEntry::writeDate);
+        EXPECT_FALSE(withDate(1, unset));
+        for (const int any : {0, 1, 33, 1023, 28161, 0xFFFF})
+            EXPECT_TRUE(withDate(static_cast<uint16>(any), lenient)) << any;
     }
     EXPECT_TRUE(isAccepted([](FatEntry& entry) { entry.attributes = 0x3E; }));
     EXPECT_FALSE(isAccepted([](FatEntry& entry) { entry.attributes = 0x40; }));
@@ -152,6 +162,16 @@ TEST(FatEntryParser, RefusesImplausibleEntries) {
             EXPECT_EQ(namesOf({{raw}}).size(), mayBe ? 1U : 0U) << byte << at;
         }
     }
+}
+
+TEST(FatEntryParser, ReadsShortNamesByTheCodePageOnRequest) {
+    const uint8 byte = 0xC9;
+    const auto letter =
+        platform::wideFromSystemCodePage(std::span(&byte, 1), platform::CodePage::Oem);
+    ASSERT_TRUE(letter);
+    EXPECT_THAT(namesOf({accepted("RE\xC9.TXT"), accepted("A\x02.TXT"), accepted("A\x1F.TXT")},
+                        {.lenientFat = true}),
+                ElementsAre(L"RE" + *letter + L".TXT"));
 }
 
 TEST(FatEntryParser, EndsALongNameAtItsFirstZeroOnRequest) {
@@ -188,6 +208,9 @@ TEST(FatEntryParser, TakesOfALongNameWhatIsTheEntrysOwn) {
     left.pop_back();
     EXPECT_THAT(namesOf({left, deleted("MINE.TXT", u"Mine alone.txt")}, lenient),
                 ElementsAre(L"Mine alone.txt"));
+    EXPECT_THAT(namesOf({left, accepted("MINE.TXT")}, lenient), ElementsAre(L"MINE.TXT"));
+    // For this one's checksum to be that name's it would have begun with a bracket.
+    EXPECT_THAT(namesOf({left, deleted("ANHER.TXT", u"")}, lenient), ElementsAre(L"?NHER.TXT"));
 }
 
 } // namespace

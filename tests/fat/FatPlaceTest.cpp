@@ -14,6 +14,8 @@ using testing::UnorderedElementsAre;
 namespace kova::test {
 namespace {
 
+using Reason = ExtractReport::Reason;
+
 constexpr bool kDeleted = true;
 
 std::string contentOf(char kind, std::size_t bytes) {
@@ -73,18 +75,95 @@ TEST(FatPlace, LosesNoEntryToAnother) {
     FatEntry dotted = named(".bashrc", kDeleted);
     dotted.name = "BASHRC~1";
     builder.addFile(0, dotted, "dot");
-    FatEntry nowhere = named("nowhere", kDeleted);
-    nowhere.size = 3000;
-    builder.add(0, nowhere);
+    FatEntry high = newer; // What stands in the high half means something on FAT32 only.
+    high.name = "HIGH";
+    high.longName = u"high";
+    high.cluster |= 0x30000;
+    builder.add(0, high);
+    for (const uint32 cluster : {0U, 1U}) {
+        FatEntry nowhere = named("nowhere" + std::to_string(cluster), kDeleted);
+        nowhere.cluster = cluster;
+        nowhere.size = 3000;
+        builder.add(0, nowhere);
+    }
     FatScan scan = scanned(builder);
-    EXPECT_THAT(scan.paths(),
-                UnorderedElementsAre("old", "new", "empty", "empty too", ".bashrc", "nowhere"));
+    EXPECT_THAT(scan.paths(), UnorderedElementsAre("old", "new", "high", "empty", "empty too",
+                                                   ".bashrc", "nowhere0", "nowhere1"));
+    EXPECT_EQ(scan.extract(scan.named(L"high")), "older");
     EXPECT_EQ(scan.extract(scan.named(L".bashrc")), "dot");
     EXPECT_EQ(scan.volume.assess(scan.named(L"old")).kind, FileState::Kind::Uncertain);
     EXPECT_EQ(scan.volume.assess(scan.named(L"new")).kind, FileState::Kind::Whole);
-    ZMemoryStream out;
-    EXPECT_FALSE(scan.volume.extract(scan.named(L"nowhere"), &out));
-    EXPECT_EQ(scan.volume.extractReport().reason, ExtractReport::Reason::PlaceUnknown);
+    for (const wchar_t* name : {L"nowhere0", L"nowhere1"}) {
+        EXPECT_EQ(scan.extract(scan.named(name)), "");
+        EXPECT_EQ(scan.volume.extractReport().reason, Reason::PlaceUnknown);
+    }
+}
+
+TEST(FatPlace, WhatWasRenamedIsNotDeleted) {
+    FatBuilder builder;
+    FatEntry before = named("before", kDeleted);
+    before.cluster = builder.addFile(0, named("now"), "content");
+    before.size = 7;
+    builder.add(0, before);
+    before = named("earlier", kDeleted);
+    before.cluster = 2;
+    before.size = 7;
+    before.creationDate = fatDate(2019, 1, 1);
+    builder.add(0, before);
+    FatScan scan = scanned(builder);
+    EXPECT_THAT(scan.paths(), UnorderedElementsAre("earlier"));
+    EXPECT_EQ(scan.volume.assess(scan.named(L"earlier")).kind, FileState::Kind::Overwritten);
+    EXPECT_EQ(scan.extract(scan.named(L"earlier")), "");
+    EXPECT_EQ(scan.volume.extractReport().reason, Reason::Overwritten);
+}
+
+TEST(FatPlace, AnImageCutShort) {
+    FatBuilder builder({.sectorsPerCluster = 4});
+    const std::string content = contentOf('c', std::size_t{3} * builder.clusterBytes());
+    const uint32 cut = builder.addFile(0, named("cut", kDeleted), content);
+    builder.addFile(0, named("beyond", kDeleted), "beyond");
+    const std::size_t held = builder.clusterBytes() + 700;
+    builder.bytes().resize(builder.offsetOf(cut) + held);
+    FatScan scan = scanned(builder);
+    EXPECT_EQ(scan.volume.notes(), std::vector{VolumeNote::EndsEarly});
+    for (const auto& [name, size] : {std::pair{L"cut", held}, {L"beyond", std::size_t{0}}}) {
+        const ZFileTreeNode& node = scan.named(name);
+        EXPECT_EQ(scan.volume.assess(node).kind, FileState::Kind::Unreadable);
+        EXPECT_EQ(scan.extract(node), content.substr(0, size));
+        EXPECT_EQ(scan.volume.extractReport().reason, Reason::BeyondDevice);
+        EXPECT_EQ(scan.volume.extractReport().unreadableBytes,
+                  static_cast<uint64>(node.size) - size);
+    }
+}
+
+TEST(FatPlace, ReadsTheLastClusterAndSmallVolumesOfFat32) {
+    FatBuilder builder({.type = FatType::Fat32, .clusters = 2000});
+    EXPECT_THAT(FatScan(builder).paths(), testing::IsEmpty());
+    const std::string content = contentOf('l', std::size_t{2} * builder.clusterBytes());
+    FatEntry entry = named("last", kDeleted);
+    entry.cluster = builder.clusterCount();
+    entry.size = static_cast<uint32>(content.size());
+    builder.add(0, entry);
+    std::copy(content.begin(), content.end(), builder.cluster(entry.cluster).data());
+    FatScan scan = scanned(builder);
+    EXPECT_EQ(scan.volume.geometry().type, FatType::Fat32);
+    EXPECT_EQ(scan.extract(scan.named(L"last")), content);
+}
+
+/// A drive that fails is asked no sector twice, however often it is come by.
+TEST(FatPlace, AsksForNoBadSectorTwice) {
+    FatBuilder builder;
+    const uint32 folder = builder.addDirectory(0, named("folder", kDeleted));
+    builder.addFile(folder, named("file", kDeleted), "1");
+    TestMedia media(builder.bytes());
+    ZFatVolume volume(&media);
+    volume.setScanOptions(ScanOptions::today());
+    volume.init();
+    for (uint32 cluster = folder; cluster < folder + 200; ++cluster)
+        media.failSector(builder.offsetOf(cluster) / 512);
+    ZFileTree tree;
+    volume.scan(&tree);
+    EXPECT_EQ(media.mostRefusals(), 1);
 }
 
 /// Renaming leaves the old entry behind, deleted; moving does so in another folder.
@@ -329,19 +408,35 @@ TEST(FatPlace, LooksAtNoReservedBits) {
     EXPECT_EQ(scan.extract(scan.named(L"gone")), "free");
 }
 
-TEST(FatPlace, ReadsTheSecondTableWhereTheFirstIsWiped) {
-    FatBuilder builder;
-    const uint32 live = builder.addFile(0, named("live"), "1");
-    builder.addFile(0, named("gone", kDeleted), "2");
-    auto& bytes = builder.bytes();
-    const std::size_t fatBytes = std::size_t{loadLe<uint16>(&bytes[22])} * 512;
-    std::copy_n(bytes.begin() + 512, fatBytes,
-                bytes.begin() + static_cast<std::ptrdiff_t>(512 + fatBytes));
-    std::fill_n(bytes.begin() + 512, fatBytes, uint8{0});
-    FatScan scan = scanned(builder);
-    EXPECT_EQ(scan.volume.notes(), std::vector{VolumeNote::SecondFat});
-    EXPECT_THAT(scan.paths(), UnorderedElementsAre("gone"));
-    EXPECT_TRUE(scan.volume.isInUse(live - 2));
+TEST(FatPlace, ReadsTheSecondTableWhereTheFirstIsOfNoUse) {
+    enum class Fault { FirstWiped, FirstUnreadable, BothWiped };
+    for (const Fault fault : {Fault::FirstWiped, Fault::FirstUnreadable, Fault::BothWiped}) {
+        FatBuilder builder({.type = FatType::Fat32});
+        const uint32 live = builder.addFile(0, named("live"), "1");
+        builder.addFile(0, named("gone", kDeleted), "2");
+        auto& bytes = builder.bytes();
+        const std::size_t first = std::size_t{loadLe<uint16>(&bytes[14])} * 512;
+        const std::size_t fatBytes = std::size_t{loadLe<uint32>(&bytes[36])} * 512;
+        const auto second = bytes.begin() + static_cast<std::ptrdiff_t>(first + fatBytes);
+        std::copy_n(second - static_cast<std::ptrdiff_t>(fatBytes), fatBytes, second);
+        if (fault != Fault::FirstUnreadable)
+            std::fill(second - static_cast<std::ptrdiff_t>(fatBytes), second, uint8{0});
+        if (fault == Fault::BothWiped)
+            std::fill_n(second, fatBytes, uint8{0});
+        TestMedia media(bytes);
+        if (fault == Fault::FirstUnreadable)
+            media.failSector(first / 512 + 1);
+        ZFatVolume volume(&media);
+        volume.setScanOptions(ScanOptions::today());
+        volume.init();
+        EXPECT_EQ(volume.notes(), std::vector{fault == Fault::BothWiped ? VolumeNote::NoFat
+                                                                        : VolumeNote::SecondFat});
+        ZFileTree tree;
+        volume.scan(&tree);
+        // By a table that is wiped nothing tells what is live.
+        EXPECT_EQ(tree.childIds(0).size(), fault == Fault::BothWiped ? 2U : 1U);
+        EXPECT_EQ(volume.isInUse(live - 2), fault != Fault::BothWiped);
+    }
 }
 
 } // namespace

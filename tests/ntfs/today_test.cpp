@@ -91,6 +91,7 @@ protected:
     }
 
     static constexpr std::size_t kCluster = 4096;
+    static constexpr std::size_t kNameValue = 0x18; ///< In the attribute of a name.
     NtfsBuilder builder;
     int64 lcn;
     std::vector<uint8> bytes;
@@ -205,13 +206,15 @@ TEST_F(NtfsToday, ContentThatIsElsewhereFailsWithItsReason) {
     builder.put(20, behind(0x80000017, hole))
         .put(21, behind(0x9000701A, hole))
         .put(22, behind(0x9000701A, {{0, lcn, 2}}))
-        .put(23, behind(0xA000000C, hole));
+        .put(23, behind(0xA000000C, hole))
+        .put(24, behind(0x9000001A, hole))
+        .put(25, behind(0x9000F01A, hole));
     Today today(builder);
     const std::tuple<int64, std::string, Reason> expected[] = {
-        {20, "", Reason::SystemPacked},
-        {21, "", Reason::InCloud},
+        {20, "", Reason::SystemPacked},    {21, "", Reason::InCloud},
         {22, text(0, 2), Reason::None}, // A file of the cloud that is on the drive, too.
-        {23, zeros + zeros, Reason::None},
+        {23, zeros + zeros, Reason::None}, {24, "", Reason::InCloud},
+        {25, "", Reason::InCloud},
     };
     for (const auto& [id, content, reason] : expected) {
         EXPECT_EQ(today.content(id), content) << id;
@@ -224,7 +227,9 @@ TEST_F(NtfsToday, ContentThatIsElsewhereFailsWithItsReason) {
 
 TEST_F(NtfsToday, AnImageCutShort) {
     const auto size = static_cast<int64>(4 * kCluster);
-    builder.put(20, file({{0, lcn, 4}}, {.dataSize = size, .allocatedSize = size}));
+    builder.put(20, file({{0, lcn, 4}}, {.dataSize = size, .allocatedSize = size}))
+        .put(21,
+             file({{0, lcn + 3, 1}, {1, lcn + 8, 3}}, {.dataSize = size, .allocatedSize = size}));
     auto image = builder.build();
     image.resize((static_cast<std::size_t>(lcn) + 2) * kCluster + 512);
     Today today(std::move(image));
@@ -234,6 +239,9 @@ TEST_F(NtfsToday, AnImageCutShort) {
     EXPECT_EQ(today.reason(), Reason::BeyondDevice);
     EXPECT_EQ(today.volume.extractReport().unreadableBytes, 2 * kCluster - 512);
     EXPECT_FALSE(today.isWhole);
+    EXPECT_EQ(today.content(21), "") << "nothing of it is there";
+    EXPECT_EQ(today.reason(), Reason::BeyondDevice);
+    EXPECT_EQ(today.volume.extractReport().unreadableBytes, 4 * kCluster);
 }
 
 TEST_F(NtfsToday, ExtentsByTheirPlaceAndOnlyTheFilesOwn) {
@@ -262,6 +270,13 @@ TEST_F(NtfsToday, ExtentsByTheirPlaceAndOnlyTheFilesOwn) {
     EXPECT_THAT(less.tree.childIds(5), ElementsAre(20));
     EXPECT_EQ(less.content(20), text(0, 2) + zeros + text(3, 3)) << "what overlapped steps in";
     EXPECT_EQ(less.reason(), Reason::ExtentMissing);
+    // So it does where that is the first one: the file is as long as its name says.
+    RecordBuilder named = builder.newFile();
+    storeLe<int64>(&named.raw()[named.lastOffset() + kNameValue + 0x38], size);
+    builder.put(20, named.resident(ntfs::kAttributeList, list)).put(22, extension(reference, 2, 2));
+    Today nothing(builder);
+    EXPECT_EQ(nothing.content(20), zeros + zeros + text(2, 4));
+    EXPECT_EQ(nothing.reason(), Reason::ExtentMissing);
 }
 
 TEST_F(NtfsToday, OnlyTheUnnamedStreamIsTheFile) {
@@ -273,9 +288,20 @@ TEST_F(NtfsToday, OnlyTheUnnamedStreamIsTheFile) {
         .put(21, builder.newFile(u"a.txt")
                      .resident(ntfs::kData, {'a'})
                      .resident(ntfs::kData, {'s', 's'}, u"more"));
+    // Of these two nothing tells of the content any more, only that there was some.
+    RecordBuilder sized = builder.newFile(u"sized");
+    storeLe<int64>(&sized.raw()[sized.lastOffset() + kNameValue + 0x38], 5);
+    builder.put(22, sized)
+        .put(23, builder.newFile(u"streams").resident(ntfs::kData, {'z'}, u"Zone.Identifier"))
+        .put(24, builder.newFile(u"never had any"));
     Today today(builder, true);
+    const int64 first = int64{1} << 48;
     EXPECT_THAT(today.tree.childIds(5),
-                ElementsAre(20 | (int64{1} << 48), 20, 21 | (int64{1} << 48), 21));
+                ElementsAre(20 | first, 20, 21 | first, 21, 22, 23 | first, 23));
+    for (const int64 id : {22, 23}) {
+        EXPECT_EQ(today.content(id), "");
+        EXPECT_EQ(today.reason(), Reason::NoData);
+    }
     EXPECT_EQ(today.content(20), "");
     EXPECT_EQ(today.reason(), Reason::NoData);
     const int64 stream = today.tree.childIds(5)[2];
@@ -468,6 +494,37 @@ TEST_F(NtfsToday, RecordsAcrossClusters) {
     Today today(small);
     EXPECT_THAT(today.tree.childIds(5), ElementsAre(16, 17, 40));
     EXPECT_EQ(today.content(16), std::string(600, 16)) << "its two clusters lie apart";
+    auto image = small.build();
+    image[0x40] = static_cast<uint8>(-17); // 128 KiB
+    EXPECT_THROW(Today{image}, int);
+}
+
+TEST_F(NtfsToday, ABitmapThatGoesOnInAnExtensionRecord) {
+    // 512 bytes of it tell of 4096 records.
+    NtfsBuilder large({.sectorsPerCluster = 1, .recordCount = 4112, .clusters = 8300});
+    const int64 free = large.firstFreeLcn();
+    std::vector<uint8> map(1024, 0xFF);
+    map[512] = 0xFE; // Record 4096 is free.
+    const int64 size = 4112 * 1024;
+    large.putClusters(free, map)
+        .put(0, large.newRecord()
+                    .flags(1)
+                    .standardInformation(1)
+                    .resident(ntfs::kAttributeList, attributeListEntry(ntfs::kBitmap, 30, 1))
+                    .nonResident(ntfs::kData, {{0, 4, 8224}},
+                                 {.dataSize = size, .allocatedSize = size})
+                    .nonResident(ntfs::kBitmap, {{0, free, 1}},
+                                 {.dataSize = 1024, .allocatedSize = 1024}))
+        .deletedFile(4096, 5, u"free", "1")
+        .deletedFile(4097, 5, u"allocated", "2")
+        .put(4098, large.newFile(u"in use").flags(1).resident(ntfs::kData, {'3'}));
+    RecordBuilder further = large.newRecord();
+    further.base(uint64{1} << 48).nonResident(ntfs::kBitmap, {{1, free + 1, 1}}, {.firstVcn = 1});
+    large.put(30, further);
+    EXPECT_THAT(Today(large).tree.childIds(5), ElementsAre(4096));
+    // Without the record, what it would tell is taken from the records themselves.
+    large.put(30, std::vector<uint8>(1024, 0x55));
+    EXPECT_THAT(Today(large).tree.childIds(5), ElementsAre(4096, 4097));
 }
 
 /// Literals and one reference: "abc" and then as many of it as a reference of this length gives.

@@ -338,6 +338,8 @@ TEST(NtfsRecords, MftThatGoesOnInExtensionRecords) {
     EXPECT_THAT(names(Opened(builder).scan(), 5), ElementsAre(L"near"));
     EXPECT_THAT(names(Opened(builder, ScanOptions::today()).scan(), 5),
                 ElementsAre(L"near", L"far"));
+    builder.put(17, std::vector<uint8>(1024, 0x55)); // It costs what it describes.
+    EXPECT_THAT(names(Opened(builder, ScanOptions::today()).scan(), 5), ElementsAre(L"near"));
 }
 
 TEST(NtfsRecords, FixupsAreForgiving) {
@@ -488,6 +490,29 @@ TEST(NtfsVolume, CraftedSizesStayBounded) {
     EXPECT_EQ(opened.volume.extractReport().reason, ExtractReport::Reason::Damaged);
     EXPECT_LE(sink.size(), (2 << 20) + (64 << 20)) << "twice what the volume holds, and some";
     EXPECT_EQ(Opened(builder).content(21), std::nullopt);
+    // So many holes cost too much, and so many pieces are none, though none lies beyond the end.
+    NtfsBuilder large({.recordSize = 65536, .recordCount = 96, .clusters = 1600});
+    const std::vector<ZDatarun> holes(25'000, {0, ZDatarun::Hole, 1});
+    large.put(20, large.newFile().data(holes, 25'000 * 4096, 4096));
+    constexpr int64 kPieces = 16'000;
+    std::vector<ZDatarun> pieces;
+    for (int64 i = 0; i < kPieces; ++i)
+        pieces.push_back({0, 1 + i % 2 * 2, 1});
+    std::vector<uint8> list;
+    int64 vcn = 0;
+    for (uint32 number = 24; number < 92; ++number, vcn += kPieces) {
+        for (const uint8 byte : attributeListEntry(ntfs::kData, number, vcn))
+            list.push_back(byte);
+        large.put(number, large.newRecord()
+                              .base(uint64{1} << 48 | 21)
+                              .nonResident(ntfs::kData, pieces,
+                                           {.firstVcn = vcn, .dataSize = 68 * kPieces * 4096}));
+    }
+    large.put(21, large.newFile(u"b").resident(ntfs::kAttributeList, list));
+    Opened costly(large, ScanOptions::today());
+    costly.scan();
+    EXPECT_FALSE(costly.volume.extract(*costly.tree.find(20), &sink));
+    EXPECT_TRUE(costly.volume.placeOf(*costly.tree.find(21)).empty());
 }
 
 TEST(NtfsExtract, RunsLongerThanARequestAndHolesAtOnce) {

@@ -666,18 +666,19 @@ TEST_F(ResultFrameTest, SaysWhatStateTheClickedFileIsIn) {
     EXPECT_FALSE(line->isVisible());
 }
 
-TEST_F(ResultFrameTest, AsksWhenTheOutputHasNotThatMuchRoom) {
+TEST_F(ResultFrameTest, AsksWhenTheFilesComeToMoreThanTheDriveOrTheRoomForThem) {
     GatedVolume& volume = openGated();
     volume.gate.release(3);
     auto* node = const_cast<ZFileTreeNode*>(
         qobject_cast<FileModel*>(view()->model())->nodeFromIndex(view()->model()->index(0, 0)));
     node->size = int64{1} << 55;
     view()->selectAll();
-    const QStringList asked = boxesOf([this] { recover(); }, QMessageBox::Cancel);
-    ASSERT_EQ(asked.size(), 1);
-    EXPECT_TRUE(asked[0].startsWith(QStringLiteral("The selected files come to 33554432.00")));
+    EXPECT_EQ(boxesOf([this] { recover(); }, QMessageBox::Cancel).size(), 1);
     EXPECT_FALSE(page->isRecovering());
-    boxesOf([this] { recover(); }, QMessageBox::Yes);
+    const QStringList asked = boxesOf([this] { recover(); }, QMessageBox::Yes);
+    ASSERT_EQ(asked.size(), 2);
+    EXPECT_TRUE(asked[0].contains(QStringLiteral(", more than the drive holds (2")));
+    EXPECT_TRUE(asked[1].startsWith(QStringLiteral("The selected files come to 33554432.00")));
     ASSERT_TRUE(waitUntilRecovered());
     EXPECT_TRUE(QFile::exists(answer + QStringLiteral("/c")));
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <map>
 #include <set>
 #include <utility>
 #include <vector>
@@ -40,6 +41,17 @@ public:
 
     [[nodiscard]] uint64 bytesRead() const { return bytesRead_; }
 
+    /// How often it was asked whether it is still there.
+    [[nodiscard]] int presenceAsked() const { return presenceAsked_; }
+
+    /// How often one sector was asked for alone, and failed, at most.
+    [[nodiscard]] int mostRefusals() const {
+        int most = 0;
+        for (const auto& [sector, times] : refusals_)
+            most = std::max(most, times);
+        return most;
+    }
+
 protected:
     int64 readDevice(uint64 offset, std::span<uint8> bytes) override {
         ++requests_;
@@ -51,6 +63,7 @@ protected:
         uint64 end = offset + bytes.size();
         const auto bad = badSectors_.lower_bound(offset / sectorSize());
         if (bad != badSectors_.end() && *bad * sectorSize() < end) {
+            refusals_[*bad] += bytes.size() == sectorSize() ? 1 : 0;
             if (*bad * sectorSize() <= offset || !givesWhatLiesBefore_)
                 return -1;
             end = *bad * sectorSize();
@@ -64,11 +77,16 @@ protected:
         return static_cast<int64>(count);
     }
 
-    [[nodiscard]] bool isPresent() const override { return requestsLeft_ != 0; }
+    [[nodiscard]] bool isPresent() const override {
+        ++presenceAsked_;
+        return requestsLeft_ != 0;
+    }
 
 private:
     std::vector<uint8> bytes_;
     std::set<uint64> badSectors_;
+    std::map<uint64, int> refusals_; ///< By bad sector.
+    mutable int presenceAsked_ = 0;
     bool givesWhatLiesBefore_ = true;
     uint64 mostAtOnce_ = std::numeric_limits<uint64>::max();
     int requestsLeft_ = -1; ///< Negative: never unplugged.
