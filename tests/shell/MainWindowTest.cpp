@@ -297,11 +297,15 @@ TEST_F(MainWindowTest, ScansAnotherDriveWithAnotherFilter) {
     const int allRows = child<QTreeView>("tree")->model()->rowCount();
     window->showMaximized();
     const QSignalSpy flicker(window->windowHandle(), &QWindow::visibleChanged);
+    QSize mostWhenRestored; // One of a fixed size would not be restored everywhere.
+    QObject::connect(window->windowHandle(), &QWindow::windowStateChanged, window.get(),
+                     [&] { mostWhenRestored = window->maximumSize(); });
 
     answers.press(QMessageBox::Yes);
     click("btnScanAgain");
     ASSERT_EQ(page(), Source);
     EXPECT_FALSE(window->isMaximized());
+    EXPECT_EQ(mostWhenRestored, QSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX));
     EXPECT_EQ(window->size(), QSize(640, 480));
     EXPECT_FALSE(window->windowFlags() & kMinMaxHints);
     EXPECT_EQ(window->frameGeometry().center(),
@@ -410,9 +414,8 @@ TEST_F(MainWindowTest, PagesAreMirroredWhereReadingStartsAtTheRight) {
     sentence.setAlignment(Qt::AlignRight | Qt::AlignAbsolute);
     sentence.resize(300, 20);
     const QImage turned = sentence.grab().toImage();
-    sentence.setLayoutDirection(Qt::LeftToRight);
-    EXPECT_EQ(sentence.grab().toImage(), turned);
     QApplication::setLayoutDirection(Qt::LeftToRight);
+    EXPECT_EQ(sentence.grab().toImage(), turned);
 }
 
 TEST_F(MainWindowTest, WhatTabStopsAtHasANameForScreenReaders) {
@@ -513,6 +516,17 @@ TEST_F(MainWindowTest, AScanThatCannotStartCanOnlyGoBack) {
     click("btnNext");
     EXPECT_EQ(page(), Results);
     EXPECT_TRUE(isEnabled("btnRecover"));
+}
+
+TEST_F(MainWindowTest, WhereNothingIsFoundOnlyASearchIsOffered) {
+    const std::filesystem::path empty = images / "empty.img";
+    platform::test::makeFat(empty, 4U << 20, "");
+    attach(QString::fromStdString(empty.string()));
+    chooseDrive();
+    click("btnNext");
+    ASSERT_EQ(page(), Results);
+    EXPECT_FALSE(isEnabled("btnRecover"));
+    EXPECT_EQ(window->focusWidget(), searchButton(resultFrame()));
 }
 
 TEST_F(MainWindowTest, SearchesADriveWithoutFileSystemOnlyWhenAsked) {
