@@ -139,6 +139,7 @@ TEST_F(PreviewTest, SaysWhyThereIsNone) {
           {"thrown.txt", {"", true, true}},
           {"archive.zip", {"PK"}},
           {"broken.JPG", {"no picture"}},
+          {"codec.png", {QByteArray::fromHex("1a45dfa39f")}},
           {"broken.mp3", {"no sound"}}});
     for (const auto& [name, expected] : std::initializer_list<std::pair<QString, QString>>{
              {"limit.txt", "pageText"},
@@ -149,6 +150,7 @@ TEST_F(PreviewTest, SaysWhyThereIsNone) {
              {"thrown.txt", "An error has occurred while trying to preview the file"},
              {"archive.zip", "The file format is not supported"},
              {"broken.JPG", "It seems the image is corrupted"},
+             {"codec.png", "Image preview is unavailable"},
              {"broken.mp3", "Sound player is unavailable for this file"}}) {
         clickName(name);
         EXPECT_EQ(message(), expected) << name.toStdString();

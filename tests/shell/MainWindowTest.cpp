@@ -299,7 +299,10 @@ TEST_F(MainWindowTest, ScansAnotherDriveWithAnotherFilter) {
     const QSignalSpy flicker(window->windowHandle(), &QWindow::visibleChanged);
     QSize mostWhenRestored; // One of a fixed size would not be restored everywhere.
     QObject::connect(window->windowHandle(), &QWindow::windowStateChanged, window.get(),
-                     [&] { mostWhenRestored = window->maximumSize(); });
+                     [&](Qt::WindowState state) {
+                         if (state == Qt::WindowNoState)
+                             mostWhenRestored = window->maximumSize();
+                     });
 
     answers.press(QMessageBox::Yes);
     click("btnScanAgain");

@@ -295,7 +295,8 @@ TEST_F(ScanFrameTest, ADamagedVolumeEndsEmptyAndSaysWhy) {
     const Attached drive(bytes);
     page->startScan(drive.letter());
     EXPECT_TRUE(page->offersSearch());
-    EXPECT_THAT(status.text().toStdString(), testing::HasSubstr("damaged"));
+    EXPECT_THAT(status.text().toStdString(),
+                testing::AllOf(testing::HasSubstr("damaged"), testing::HasSubstr("Do not format")));
     EXPECT_EQ(scans, 0);
 }
 
