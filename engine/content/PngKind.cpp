@@ -50,8 +50,9 @@ public:
     bool goesOn(ContentReader& reader) const override {
         PngStream stream = before_;
         const uint64 end = std::min(reader.size(), before_.at() + kMostBytes);
-        while (stream.at() < end && !stream.isEnded() &&
-               stream.rowsBegun() < before_.rowsBegun() + kRows) {
+        const std::size_t sure = before_.rows().sureRows();
+        const uint64 enough = sure == 0 ? UINT64_MAX : before_.rows().begun() + sure + 1;
+        while (stream.at() < end && !stream.isEnded() && stream.rows().begun() < enough) {
             if (!kova::follow(stream, reader, std::min(stream.at() + kStep, end)))
                 return false;
         }
@@ -70,7 +71,6 @@ public:
 private:
     static constexpr uint64 kStep = 4096;
     static constexpr uint64 kMostBytes = 64 * kStep;
-    static constexpr uint64 kRows = PngStream::kSureRows + 1;
 
     PngStream before_;
 };

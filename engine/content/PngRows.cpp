@@ -60,6 +60,9 @@ bool PngRows::takeHeader(std::span<const uint8> header) {
 }
 
 bool PngRows::take(std::span<const uint8> inflated) {
+    bytes_ += inflated.size();
+    asFilters_ += static_cast<uint64>(
+        std::ranges::count_if(inflated, [](uint8 byte) { return byte < kFilters; }));
     while (!inflated.empty()) {
         if (rowLeft_ == 0) {
             if (pass_ == passes_.size() || inflated[0] >= kFilters)
@@ -76,6 +79,17 @@ bool PngRows::take(std::span<const uint8> inflated) {
         inflated = inflated.subspan(count);
     }
     return true;
+}
+
+std::size_t PngRows::sureRows() const {
+    constexpr double kAccident = 1e-5;
+    constexpr std::size_t kLeast = 4;
+    const double share = static_cast<double>(asFilters_ + 1) / static_cast<double>(bytes_ + 1);
+    std::size_t rows = 0;
+    double accident = 1;
+    for (; accident > kAccident && rows < kMostSure; ++rows)
+        accident *= share;
+    return accident > kAccident ? 0 : std::max(rows, kLeast);
 }
 
 } // namespace kova

@@ -25,6 +25,14 @@ public:
     /// Rows that have begun so far.
     [[nodiscard]] uint64 begun() const { return begun_; }
 
+    /// No more rows are sure.
+    static constexpr std::size_t kMostSure = 64;
+
+    /// How many rows in a row begin rightly by accident hardly ever: more where the numbers of
+    /// filters are frequent among the pixels too. At most `kMostSure`; 0 when no number of
+    /// rows would do.
+    [[nodiscard]] std::size_t sureRows() const;
+
 private:
     /// One of the pictures of rising fineness that an interlaced one is stored as, or all of it.
     struct Pass {
@@ -37,6 +45,8 @@ private:
     uint64 row_ = 0;     ///< In the pass.
     uint64 rowLeft_ = 0; ///< Bytes of the row that have begun.
     uint64 begun_ = 0;
+    uint64 bytes_ = 0;     ///< All that was taken.
+    uint64 asFilters_ = 0; ///< Those of them that could be the number of a filter.
 };
 
 } // namespace kova

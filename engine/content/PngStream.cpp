@@ -25,11 +25,14 @@ bool PngStream::take(std::span<const uint8> bytes) {
         if (!takePart(bytes))
             return false;
     }
-    return bytes.empty();
+    return true;
 }
 
 uint64 PngStream::sound() const {
-    return std::max(chunkAt_, rowsAt_[rows_.begun() % kSureRows]);
+    const std::size_t sure = rows_.sureRows();
+    if (sure == 0 || rows_.begun() < sure)
+        return chunkAt_;
+    return std::max(chunkAt_, rowsAt_[(rows_.begun() - sure) % rowsAt_.size()]);
 }
 
 /// Takes up to the end of the part that it is in from the front of `bytes`.
@@ -82,30 +85,37 @@ bool PngStream::takeData(std::span<const uint8> data) {
 }
 
 bool PngStream::inflate(std::span<const uint8> data) {
-    std::array<uint8, 16 * kStep> pixels; // NOLINT: zlib fills it before it is read
     while (!data.empty() && !packedEnded_) {
         const auto some = data.first(std::min(data.size(), kStep));
-        packed_->next_in = const_cast<uint8*>(some.data()); // NOLINT: zlib does not write to it
-        packed_->avail_in = static_cast<uInt>(some.size());
-        do {
-            packed_->next_out = pixels.data();
-            packed_->avail_out = static_cast<uInt>(pixels.size());
-            const int status = packed_.inflate();
-            packedEnded_ = status == Z_STREAM_END;
-            if (status != Z_OK && status != Z_BUF_ERROR && !packedEnded_)
-                return false;
-            const uint64 begun = rows_.begun();
-            if (!rows_.take(std::span(pixels).first(pixels.size() - packed_->avail_out)))
-                return false;
-            const uint64 last = rows_.begun();
-            for (uint64 row = std::max(begun, last - std::min<uint64>(last, kSureRows)); row < last;
-                 ++row)
-                rowsAt_[row % kSureRows] = at_;
-        } while (packed_->avail_out == 0 && !packedEnded_);
-        at_ += some.size();
         data = data.subspan(some.size());
+        const uint64 from = at_;
+        at_ += some.size(); // What is wrong is in it.
+        if (!inflateStep(some, from))
+            return false;
     }
     at_ += data.size();
+    return true;
+}
+
+/// Inflates what begins at byte `from` of the file.
+bool PngStream::inflateStep(std::span<const uint8> data, uint64 from) {
+    std::array<uint8, 16 * kStep> pixels;               // NOLINT: zlib fills it before it is read
+    packed_->next_in = const_cast<uint8*>(data.data()); // NOLINT: zlib does not write to it
+    packed_->avail_in = static_cast<uInt>(data.size());
+    do {
+        packed_->next_out = pixels.data();
+        packed_->avail_out = static_cast<uInt>(pixels.size());
+        const int status = packed_.inflate();
+        packedEnded_ = status == Z_STREAM_END;
+        if (status != Z_OK && status != Z_BUF_ERROR && !packedEnded_)
+            return false;
+        uint64 row = rows_.begun();
+        if (!rows_.take(std::span(pixels).first(pixels.size() - packed_->avail_out)))
+            return false;
+        for (row = std::max(row, rows_.begun() - std::min<uint64>(rows_.begun(), rowsAt_.size()));
+             row < rows_.begun(); ++row)
+            rowsAt_[row % rowsAt_.size()] = from;
+    } while (packed_->avail_out == 0 && !packedEnded_);
     return true;
 }
 

@@ -16,9 +16,6 @@ class PngStream {
 public:
     /// Bytes of the signature, behind which it begins.
     static constexpr uint64 kFirstChunk = 8;
-    /// So many rows in a row begin rightly by accident hardly ever.
-    static constexpr std::size_t kSureRows = 4;
-
     /// Takes the next bytes, up to the first that is wrong; false when there is one.
     bool take(std::span<const uint8> bytes);
 
@@ -28,7 +25,7 @@ public:
     /// Up to here it is right for sure.
     [[nodiscard]] uint64 sound() const;
 
-    [[nodiscard]] uint64 rowsBegun() const { return rows_.begun(); }
+    [[nodiscard]] const PngRows& rows() const { return rows_; }
 
     /// Whether it has come to its end.
     [[nodiscard]] bool isEnded() const { return part_ == Part::Ended; }
@@ -41,6 +38,7 @@ private:
     bool takePart(std::span<const uint8>& bytes);
     bool takeData(std::span<const uint8> data);
     bool inflate(std::span<const uint8> data);
+    bool inflateStep(std::span<const uint8> data, uint64 from);
     [[nodiscard]] bool isType(std::string_view type) const;
     [[nodiscard]] bool gather(std::span<const uint8>& bytes, std::size_t wanted);
 
@@ -50,7 +48,8 @@ private:
     std::size_t gathered_ = 0;     ///< Of `field_`.
     std::array<uint8, 16> field_{};
     std::array<uint8, 4> type_{};
-    std::array<uint64, kSureRows> rowsAt_{}; ///< Where the last rows begin, by their numbers.
+    std::array<uint64, PngRows::kMostSure>
+        rowsAt_{}; ///< Where the last rows begin, by their numbers.
     PngRows rows_;
     InflateStream packed_{InflateStream::Wrapper::Zlib};
     uint32 crc_ = 0;

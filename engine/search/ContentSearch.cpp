@@ -15,12 +15,14 @@ namespace {
 
 /// How far behind the place where a file breaks off its next piece is looked for.
 constexpr uint64 kLargestGap = uint64{32} << 20;
-/// And where it mostly lies.
-constexpr uint64 kNearGap = uint64{1} << 20;
+/// In steps, as it is mostly not that far: up to here at each border before it is further away.
+constexpr uint64 kGapSteps[] = {uint64{1} << 20, uint64{4} << 20, kLargestGap};
 /// What the search for pieces may read of a media, as often as it holds that much.
 constexpr uint64 kGapReads = 4;
-/// At least, and for one file at the most.
-constexpr uint64 kGapBytesOfFile = uint64{256} << 20;
+/// At least.
+constexpr uint64 kLeastGapBytes = uint64{1} << 30;
+/// And at most for one piece of a file, in each of the steps.
+constexpr uint64 kGapBytesOfPiece = uint64{256} << 20;
 /// Borders before the place where a break shows at which the file may have gone elsewhere.
 constexpr uint64 kMostBorders = 64;
 /// Wrong bytes pass for a file's own for a while; what fits for so many clusters is its own.
@@ -328,7 +330,7 @@ void ContentSearch::finish(const TakenSpace& known, const std::function<bool()>&
             holdsPacked(progress_.finds[i]) && goesOn())
             evictOne(i, content.length);
     }
-    gapBytesLeft_ = std::max(kGapReads * space_.mediaBytes(), kGapBytesOfFile);
+    gapBytesLeft_ = std::max(kGapReads * space_.mediaBytes(), kLeastGapBytes);
 
     // Each that is put together leaves less for the others to be mistaken about.
     const auto retryAll = [&](const auto& step) {
@@ -529,10 +531,12 @@ bool ContentSearch::joinNext(Joining& joining) {
             joining.trace = std::move(further);
     }
     Join best;
-    // Mostly it lies not far, and is worth looking for at each border before it is elsewhere.
-    joinWithin(joining, {0, kNearGap}, best);
-    if (!best.isSure)
-        joinWithin(joining, {kNearGap, kLargestGap - kNearGap}, best);
+    uint64 from = 0;
+    for (const uint64 to : kGapSteps) {
+        if (!best.isSure)
+            joinWithin(joining, {from, to - from}, best);
+        from = to;
+    }
     gapBytesLeft_ -= std::min(gapBytesLeft_, source.bytesRead() - before);
     if (best.content.state == ContentState::NotThis)
         return false;
@@ -611,7 +615,7 @@ void ContentSearch::joinWithin(Joining& joining, ByteRange gaps, Join& best) {
         for (uint64 position = from + std::max(unit, gaps.start); position < end && !best.isSure;
              position += unit) {
             const uint64 spent = source.bytesRead() - before;
-            if (spent > kGapBytesOfFile || spent > gapBytesLeft_) {
+            if (spent > kGapBytesOfPiece || spent > gapBytesLeft_) {
                 border = first;
                 break;
             }
