@@ -269,7 +269,7 @@ private:
         if (!walk.isSound)
             found.breaks(walk.sound, walk.wrongAt);
         else if (found.state == ContentState::Incomplete)
-            found.breaks(std::max(found.length, walk.sound), found.breaksAt);
+            found.breaks(std::clamp(walk.sound, found.length, found.breaksAt), found.breaksAt);
     }
 
     static Type typeOf(ContentReader& reader) {
