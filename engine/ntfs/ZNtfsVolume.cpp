@@ -570,6 +570,55 @@ bool ZNtfsVolume::lookInFolder(int64 number, NtfsFolderNames& names) {
     return true;
 }
 
+NtfsFolderIndexes ZNtfsVolume::folderIndexes() {
+    NtfsFolderIndexes indexes;
+    startSpending();
+    const ZCustomMedia::ReadWindow window(*media());
+    indexes.uses.resize(recordCount_);
+    for (uint32 number = 0; number < recordCount_; ++number) {
+        try {
+            addFolderIndex(number, indexes);
+        } catch (int) { // NOLINT(bugprone-empty-catch): one folder less that tells
+        }
+    }
+    return indexes;
+}
+
+void ZNtfsVolume::addFolderIndex(int64 number, NtfsFolderIndexes& indexes) {
+    constexpr std::size_t kMostPlaces = 50'000; // Each may take a disk's arm elsewhere.
+    ntfs::RecordBuffer buffer;
+    readMftRecord(number, buffer, true);
+    const auto flags = readLe<uint16>(buffer, RecordHeader::kFlags);
+    const bool isInUse = (flags & RecordHeader::kInUse) != 0;
+    indexes.uses[static_cast<std::size_t>(number)] = {
+        readLe<uint16>(buffer, RecordHeader::kSequence), isInUse};
+    if (!isInUse || (flags & RecordHeader::kDirectory) == 0 || indexes.places.size() >= kMostPlaces)
+        return;
+    if (recordsPerCluster_ != 0) {
+        const auto vcn = static_cast<int64>(number / recordsPerCluster_);
+        const auto cluster = static_cast<uint64>(lcnOfMft(vcn, true)) * bytesPerCluster_;
+        indexes.places.push_back(
+            {cluster + static_cast<uint64>(number) % recordsPerCluster_ * recordSize_,
+             recordSize_});
+    }
+    ZMftRecord record(this, number);
+    NtfsStream index;
+    if (!record.findStream(ntfs::kIndexAllocation, L"$I30", index) || !index.isKnown)
+        return;
+    constexpr uint64 kMostBytes = uint64{1} << 20; // Of a piece, which is read at once.
+    RunWalk walk(record, index, clustersOf(index));
+    for (ZDatarun run; walk.next(run);) {
+        const auto first = static_cast<uint64>(std::max<int64>(run.lcn, 0));
+        auto left = static_cast<uint64>(run.length) * bytesPerCluster_;
+        if (run.lcn < 0 || first > heldBytes() / bytesPerCluster_ || !trySpend(left))
+            continue;
+        for (uint64 at = first * bytesPerCluster_; left > 0; at += kMostBytes) {
+            indexes.places.push_back({at, std::min(left, kMostBytes)});
+            left -= indexes.places.back().length;
+        }
+    }
+}
+
 ClusterLayout ZNtfsVolume::clusterLayout() const {
     return {0, bytesPerCluster_, std::min(totalClusters_, heldBytes() / bytesPerCluster_)};
 }

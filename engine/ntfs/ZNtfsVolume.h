@@ -3,6 +3,7 @@
 #include "engine/ZVolume.h"
 #include "engine/ntfs/FileStates.h"
 #include "engine/ntfs/LiveRecycled.h"
+#include "engine/ntfs/NtfsFolderIndexes.h"
 #include "engine/ntfs/NtfsFolderNames.h"
 #include "engine/ntfs/NtfsLayout.h"
 #include "engine/ntfs/NtfsStream.h"
@@ -65,6 +66,9 @@ public:
     void readClusters(int64 lcn, uint32 count, std::vector<uint8>& buffer);
     /// The same into a buffer that has room for them.
     void readClusters(int64 lcn, uint32 count, uint8* buffer);
+
+    /// Walks all records. Very many indexes are left out, and so are those of damaged folders.
+    [[nodiscard]] NtfsFolderIndexes folderIndexes();
 
     [[nodiscard]] ClusterLayout clusterLayout() const override;
     [[nodiscard]] bool isInUse(uint64 index) const override;
@@ -131,6 +135,7 @@ private:
     std::vector<uint8> smallContent(const ZFileTreeNode& file);
     void lookForNames(NtfsFolderNames& names);
     bool lookInFolder(int64 number, NtfsFolderNames& names);
+    void addFolderIndex(int64 number, NtfsFolderIndexes& indexes);
     [[nodiscard]] uint64 folderOf(int64 id);
 
     bool findStreamOf(ZMftRecord& record, int64 id, NtfsStream& stream) const;

@@ -1,5 +1,6 @@
 #include "engine/search/ZDeepSearch.h"
 
+#include "engine/PiecesSource.h"
 #include "engine/ntfs/ZNtfsVolume.h"
 #include "engine/search/BlockFinder.h"
 #include "engine/search/ContentSearch.h"
@@ -14,7 +15,6 @@
 #include "engine/search/remnants/FatFolderFinder.h"
 #include "engine/search/remnants/FatRemnants.h"
 #include "engine/search/remnants/FatTableFinder.h"
-#include "engine/search/remnants/NtfsNameFinder.h"
 #include "engine/search/remnants/NtfsRecordFinder.h"
 #include "engine/search/remnants/NtfsRemnants.h"
 
@@ -292,7 +292,7 @@ void ZDeepSearch::scan(ZFileTree* tree) {
     markOlder(*tree);
     if (search_.content) {
         std::vector<ContentFind> finds = contentFiles(pass, known);
-        auto named = nameFinds(*media(), pass.names.names(), *tree, finds);
+        auto named = nameFinds(*media(), namesFor(pass), *tree, finds);
         for (auto* some : {&named, &finds}) {
             const wchar_t* const title =
                 some == &named ? L"Found by content, names from folders" : L"Found by content";
@@ -393,6 +393,35 @@ std::vector<ContentFind> ZDeepSearch::contentFiles(Pass& pass, const KnownFiles&
         keeping_.keep(*interrupted_);
     }
     return finds;
+}
+
+/// The names that were found, and those that live folders still hold of files whose records are
+/// others' now.
+std::vector<NtfsNameFinder::Name> ZDeepSearch::namesFor(const Pass& pass) {
+    std::vector<NtfsNameFinder::Name> names = pass.names.names();
+    auto* const ntfs = dynamic_cast<ZNtfsVolume*>(today_.get());
+    if (ntfs == nullptr)
+        return names;
+    std::set<std::pair<uint64, std::wstring>> known;
+    for (const NtfsNameFinder::Name& name : names)
+        known.emplace(name.folder, name.text);
+    try {
+        const NtfsFolderIndexes indexes = ntfs->folderIndexes();
+        const ZCustomMedia::ReadWindow window(*media());
+        for (const ByteRange& place : indexes.places) {
+            std::vector<uint8> bytes(static_cast<std::size_t>(place.length));
+            PiecesSource source(*media(), {place});
+            NtfsNameFinder finder;
+            finder.look(place.start, bytes, source.read(0, bytes));
+            for (const NtfsNameFinder::Name& name : finder.names()) {
+                if ((name.isDirectory || !indexes.hasRecordOf(name.file)) &&
+                    known.emplace(name.folder, name.text).second)
+                    names.push_back(name);
+            }
+        }
+    } catch (...) { // NOLINT(bugprone-empty-catch): the drive tells no more
+    }
+    return names;
 }
 
 std::vector<ByteRange> ZDeepSearch::placeOfMft() const {

@@ -2,6 +2,7 @@
 
 #include "engine/search/FormerVolume.h"
 #include "engine/search/SavedSearch.h"
+#include "engine/search/remnants/NtfsNameFinder.h"
 
 #include <memory>
 #include <optional>
@@ -85,6 +86,7 @@ private:
     void readAll(Pass& pass);
     void keepAsRead(const Pass& pass);
     [[nodiscard]] std::vector<ContentFind> contentFiles(Pass& pass, const KnownFiles& known);
+    [[nodiscard]] std::vector<NtfsNameFinder::Name> namesFor(const Pass& pass);
     KnownFiles knownFiles(const ZFileTree& tree);
     void add(FormerVolume former, ZFileTree& tree, KnownFiles& known);
     void markOlder(const ZFileTree& tree);

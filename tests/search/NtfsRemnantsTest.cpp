@@ -109,11 +109,33 @@ INSTANTIATE_TEST_SUITE_P(Formats, FormattedNtfs,
                                          Format{"Smaller", 8192, 4096}, Format{"NoMore", 4096, 0}),
                          [](const auto& parameter) { return parameter.param.name; });
 
-/// The records are gone, what the root folder says of its files is left.
-TEST(NtfsNames, NamesByItsFoldersWhatContentFinds) {
+/// Frees all clusters of a volume but those of its folders' indexes, which stay live.
+void freeClusters(std::string& bytes) {
+    TestMedia media({bytes.begin(), bytes.end()});
+    const std::unique_ptr<ZVolume> volume = ntfsOn(media);
+    ZFileTreeNode map;
+    map.id = ntfs::kVolumeBitmapRecord;
+    const std::size_t start = volume->placeOf(map).at(0).start;
+    std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(start),
+                volume->clusterLayout().count / 8, '\0');
+    for (const ByteRange& place : dynamic_cast<ZNtfsVolume&>(*volume).folderIndexes().places) {
+        for (uint64 at = place.start / 4096; at * 4096 < place.end(); ++at)
+            bytes[start + at / 8] = static_cast<char>(bytes[start + at / 8] | 1 << (at % 8));
+    }
+}
+
+class NtfsNames : public testing::TestWithParam<bool> {};
+
+/// The records are gone, what the root folder says of its files is left: in free space, or in what
+/// is still that folder.
+TEST_P(NtfsNames, NamesByItsFoldersWhatContentFinds) {
+    constexpr int kOwnRecords = 64; // Of the volume's own files; the others come after them.
+    constexpr int kLiveRecord = kOwnRecords + 6; // Its file is live, and keeps its name.
+    const bool isLive = GetParam();
     const TempDir folder;
     const std::filesystem::path path = folder / "image";
-    tools::makeNtfs(path, kVolumeBytes, "-p 0 -H 0 -S 0 -c 4096");
+    // Large enough for the index to lie farther from the MFT than what may be held for it.
+    tools::makeNtfs(path, 4 * kVolumeBytes, "-p 0 -H 0 -S 0 -c 4096");
     std::map<std::wstring, std::string> expected;
     for (unsigned i = 0; i < 20; ++i) {
         // The last two are of one size, so that nothing tells them apart.
@@ -130,15 +152,25 @@ TEST(NtfsNames, NamesByItsFoldersWhatContentFinds) {
                      std::wstring(name.begin(), name.end())] = content;
     }
     std::string bytes = tools::contentOf(path);
+    if (isLive) {
+        freeClusters(bytes);
+        expected.erase(L"Found by content, names from folders/letter 5.txt");
+    }
+    int records = 0;
     for (std::size_t at = 0; at < bytes.size(); at += 1024) {
-        if (bytes.compare(at, 4, "FILE") == 0)
+        if (bytes.compare(at, 4, "FILE") != 0)
+            continue;
+        ++records;
+        if (!isLive || (records > kOwnRecords && records != kLiveRecord))
             std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(at), 1024, '\0');
     }
-    std::fill_n(bytes.begin(), 512, '\0');
-    std::fill_n(bytes.end() - 512, 512, '\0');
+    if (!isLive) {
+        std::fill_n(bytes.begin(), 512, '\0');
+        std::fill_n(bytes.end() - 512, 512, '\0');
+    }
     TestMedia media({bytes.begin(), bytes.end()});
     std::size_t named = 0;
-    for (const auto& [name, file] : foundOn(media, nullptr)) {
+    for (const auto& [name, file] : foundOn(media, isLive ? ntfsOn(media) : nullptr)) {
         const auto one = expected.find(name);
         EXPECT_TRUE(one == expected.end() ? name.starts_with(L"Text/")
                                           : one->second == file.content);
@@ -147,6 +179,9 @@ TEST(NtfsNames, NamesByItsFoldersWhatContentFinds) {
     // The name between two blocks of the index stood in the folder's record.
     EXPECT_GE(named, expected.size() - 1);
 }
+
+INSTANTIATE_TEST_SUITE_P(Folders, NtfsNames, testing::Bool(),
+                         [](const auto& parameter) { return parameter.param ? "Live" : "Gone"; });
 
 } // namespace
 } // namespace kova::test
