@@ -3,12 +3,16 @@
 #include "engine/openVolume.h"
 #include "engine/recognizeVolume.h"
 
+#include <memory>
 #include <utility>
 
 namespace {
 
 /// Longer than this a search that is to end waits for no answer of the drive, nor does a forecast.
 constexpr std::chrono::seconds kMostWaiting{5};
+
+/// Bytes that a scan leaves for the list of what it finds.
+constexpr std::size_t kReserve = std::size_t{64} << 20;
 
 } // namespace
 
@@ -126,11 +130,13 @@ bool ScanSession::scan() {
     const Watched watched(*this);
     bool reachedEnd = false;
     try {
+        reserve_ = std::make_unique_for_overwrite<char[]>(kReserve);
         volume()->scan(&tree());
         reachedEnd = true;
     } catch (...) {
         reachedEnd = false; // What was found until here stays.
     }
+    reserve_.reset();
     if (stopped_) // An engine may catch what a read throws.
         return endWith(End::Stopped);
     if (media().wasRemoved())

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -132,6 +133,8 @@ private:
     ScannedVolume found_;
     double progress_ = 0.0;
     kova::ZDeepSearch* search_ = nullptr; ///< While it runs; it is the volume.
-    kova::uint64 lastRequest_ = 0;        ///< The one that the finishing search waits for.
+    /// Memory that a scan leaves for what is done with what it has found, should it run out.
+    std::unique_ptr<char[]> reserve_;
+    kova::uint64 lastRequest_ = 0; ///< The one that the finishing search waits for.
     std::chrono::steady_clock::time_point lastRequestBegun_;
 };

@@ -14,6 +14,7 @@
 #include <iterator>
 #include <limits>
 #include <map>
+#include <new>
 #include <utility>
 
 namespace kova {
@@ -338,6 +339,8 @@ bool ZNtfsVolume::processRecord(ZFileTree& tree, int64 number, bool onlyDirector
     try {
         return scanOptions().wholeFiles ? processToday(tree, number, onlyDirectories)
                                         : processClassic(tree, number, onlyDirectories);
+    } catch (const std::bad_alloc&) {
+        throw; // It would go wrong with all that follow, without a word.
     } catch (...) {
         return false;
     }

@@ -494,9 +494,8 @@ TEST_F(NtfsToday, RecordsAcrossClusters) {
     Today today(small);
     EXPECT_THAT(today.tree.childIds(5), ElementsAre(16, 17, 40));
     EXPECT_EQ(today.content(16), std::string(600, 16)) << "its two clusters lie apart";
-    auto image = small.build();
-    image[0x40] = static_cast<uint8>(-17); // 128 KiB
-    EXPECT_THROW(Today{image}, int);
+    NtfsBuilder tooLarge({.recordSize = 128 * 1024, .recordCount = 32, .clusters = 1100});
+    EXPECT_THROW(Today{tooLarge}, int);
 }
 
 TEST_F(NtfsToday, ABitmapThatGoesOnInAnExtensionRecord) {

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <new>
 #include <optional>
 
 namespace {
@@ -55,6 +56,25 @@ TEST(ScanOfADrive, SaysThatTheDriveWasUnplugged) {
         ASSERT_LT(requests, 100);
     }
     EXPECT_TRUE(wasGone && wasRemoved);
+}
+
+/// Not with all that follow left out, as if each of their records were damaged.
+TEST(ScanOfADrive, EndsWithWhatWasFoundWhenMemoryRunsOut) {
+    kova::test::NtfsBuilder builder;
+    for (kova::uint32 number = 20; number < 30; ++number)
+        builder.deletedFile(number, 5, u"file", "1");
+    auto media = std::make_unique<TestMedia>(builder.build());
+    auto volume = std::make_unique<kova::ZNtfsVolume>(media.get());
+    ScannedVolume scanned = onDrive(std::move(media));
+    scanned.setVolume(std::move(volume));
+    ScanSession session(kova::ScanOptions::today(), std::move(scanned));
+    ASSERT_TRUE(session.prepare());
+    session.tree().filter = [](const kova::ZFileTreeNode& node) {
+        return node.id < 25 ? true : throw std::bad_alloc();
+    };
+    EXPECT_FALSE(session.scan());
+    EXPECT_EQ(session.end(), ScanSession::End::BrokenOff);
+    EXPECT_EQ(session.tree().childIds(5).size(), 5U);
 }
 
 /// Unplugged during a search: it ends, says so, and has and keeps what it found until then.
