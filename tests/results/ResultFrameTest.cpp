@@ -453,6 +453,19 @@ TEST_F(OutputEnds, OneThatTakesNothingIsRefusedBefore) {
     ASSERT_EQ(boxes.size(), 1);
     EXPECT_TRUE(boxes.constFirst().startsWith(QStringLiteral("Nothing can be written to")));
     EXPECT_FALSE(page->isRecovering());
+
+    const TempDir folder;
+    const std::string view = "cd " + folder.path().string() +
+                             " && mkdir behind view && bindfs behind view 2>/dev/null && "
+                             "mv behind moved";
+    if (std::system(view.c_str()) != 0) // NOLINT(cert-env33-c): nobody else writes this line
+        GTEST_SKIP() << "no bindfs here";
+    answer = toPath(folder) + QStringLiteral("/view");
+    const QStringList refusals = boxesOf([this] { recover(); });
+    umount2((folder / "view").c_str(), MNT_DETACH);
+    ASSERT_EQ(refusals.size(), 1) << "nothing tells where that leads";
+    EXPECT_TRUE(refusals.constFirst().startsWith(QStringLiteral("Please, select another")));
+    EXPECT_FALSE(page->isRecovering());
 }
 
 TEST_F(ResultFrameTest, NothingFoundIsSaidWhereTheTreeWouldBe) {
