@@ -365,10 +365,10 @@ TEST_P(ThinOutputTest, SaysWhatTheOutputDriveHasLost) {
     if (isSeen) {
         out = view / "out";
         result = recover();
-        ::umount(view.c_str());
+        ::umount2(view.c_str(), MNT_DETACH); // What shows it may take a moment to end.
     }
-    ::umount(mount.c_str());
-    ::umount(room.c_str());
+    ::umount2(mount.c_str(), MNT_DETACH);
+    ::umount2(room.c_str(), MNT_DETACH);
     if (!isSeen)
         GTEST_SKIP() << "no loop devices here, or no bindfs";
     EXPECT_EQ(result.code, 4) << result.out;
