@@ -28,12 +28,13 @@ FatFolderChains::FatFolderChains(ZCustomMedia& media, FatClusters clusters,
     for (const auto& run : entries)
         runEnds.emplace(run.position, run.end);
     for (const auto& folder : folders) {
-        const auto rest = runEnds.find(folder.position + FatEntrySectors::kBytes);
+        const uint32 last = folder.last == 0 ? folder.cluster : folder.last;
+        const uint64 position = folder.last == 0 ? folder.position : clusters_.positionOf(last);
+        const auto rest = runEnds.find(position + FatEntrySectors::kBytes);
         const uint64 end =
-            rest == runEnds.end() ? folder.position + FatEntrySectors::kBytes : rest->second;
-        last_.push_back(read(folder.cluster, end - folder.position));
-        folders_.push_back(
-            {folder.cluster, folder.parent, true, last_.back().entries, {folder.cluster}});
+            rest == runEnds.end() ? position + FatEntrySectors::kBytes : rest->second;
+        last_.push_back(read(last, end - position));
+        folders_.push_back({folder.cluster, folder.parent, true, last_.back().entries, {last}});
     }
     for (const auto& run : entries) {
         if (run.end <= clusters_.start)

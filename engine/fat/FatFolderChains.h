@@ -6,11 +6,12 @@
 
 namespace kova {
 
-/// The first cluster of a folder, as it names itself.
+/// A folder as far as it is known: mostly its first cluster, as it names itself.
 struct FatFolderStart {
     uint64 position = 0; ///< Byte on the media.
     uint32 cluster = 0;  ///< Its own first cluster.
     uint32 parent = 0;   ///< First cluster of the folder above, 0 for the root.
+    uint32 last = 0;     ///< The last cluster that is known of it, 0 when that is the first.
 };
 
 /// Sectors in a row that hold entries and do not begin a folder.
@@ -43,7 +44,7 @@ struct FatFolderBytes {
     uint32 parent = 0;    ///< First cluster of the folder above, 0 for the root.
     bool isKnown = false; ///< It has its first cluster, or is the root.
     std::vector<uint8> entries;
-    std::vector<uint32> clusters; ///< All that it took.
+    std::vector<uint32> clusters; ///< All that it took, from the last that was known of it on.
 };
 
 /// Puts the folders of a former volume together from their clusters, of which only the first says

@@ -72,7 +72,8 @@ uint32 FatPlaceFinder::findFolder(uint32 recorded, uint32 parent) {
     return best;
 }
 
-void FatPlaceFinder::run(std::span<FatFound> found, const std::vector<FatFolder>& folders,
+void FatPlaceFinder::run(std::span<FatFound> found,
+                         std::initializer_list<std::span<const FatFolder>> folders,
                          const std::vector<FatFolderItem>& items) {
     found_ = found;
     items_ = &items;
@@ -93,10 +94,12 @@ void FatPlaceFinder::run(std::span<FatFound> found, const std::vector<FatFolder>
     }
     if (!any)
         return;
-    for (const FatFolder& folder : folders) {
-        // What content tells is certain, and the others have their place beside it.
-        placeFolder(folder, true);
-        placeFolder(folder, false);
+    for (const auto some : folders) {
+        for (const FatFolder& folder : some) {
+            // What content tells is certain, and the others have their place beside it.
+            placeFolder(folder, true);
+            placeFolder(folder, false);
+        }
     }
 }
 

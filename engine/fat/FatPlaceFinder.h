@@ -5,6 +5,7 @@
 #include "engine/fat/FatFound.h"
 #include "engine/fat/ZFatVolume.h"
 
+#include <initializer_list>
 #include <optional>
 #include <span>
 #include <vector>
@@ -23,7 +24,7 @@ public:
     explicit FatPlaceFinder(ZFatVolume& volume) : volume_(volume) {}
 
     /// Sets the places of all that was found in these folders.
-    void run(std::span<FatFound> found, const std::vector<FatFolder>& folders,
+    void run(std::span<FatFound> found, std::initializer_list<std::span<const FatFolder>> folders,
              const std::vector<FatFolderItem>& items);
 
     /// Where a deleted directory begins: it says so itself, in its first two entries. `parent` is

@@ -57,7 +57,7 @@ void FatSurvey::run() {
         findForgotten();
     findRenames();
     if (!isStopped_ && report(kPlaceProgress))
-        finder_.run(found_, folders_, items_);
+        finder_.run(found_, {folders_, continued_}, items_);
     markDoubts();
     report(kStoreProgress);
     store();
@@ -87,7 +87,7 @@ void FatSurvey::walkLive() {
             folders_[folder].cluster = geometry.rootCluster;
             // A table that was wiped says no more of the root than of a deleted directory.
             if (volume_.table_.isFree(geometry.rootCluster))
-                readLost(folder);
+                readLost(folder, geometry.rootCluster);
             else
                 readChain(folder);
             folders_[folder].cluster = 0;
@@ -107,7 +107,7 @@ void FatSurvey::walkLost() {
         folder.cluster = cluster;
         if (cluster != 0 && !isRead(cluster)) {
             if (volume_.table_.isFree(cluster))
-                readLost(index);
+                readLost(index, cluster);
             else
                 readChain(index);
         }
@@ -171,17 +171,18 @@ std::vector<FatSurvey::Forgotten> FatSurvey::forgottenFolders() {
             loose.push_back(first);
         }
     }
-    chainForgotten(forgotten, loose);
+    chainLoose(forgotten, loose);
     return forgotten;
 }
 
-/// Finds out in which of the loose clusters the directories go on.
-void FatSurvey::chainForgotten(const std::vector<Forgotten>& forgotten,
-                               const std::vector<uint32>& loose) {
+/// Finds out in which of the loose clusters the directories go on: the forgotten ones, and those
+/// that were left open.
+void FatSurvey::chainLoose(const std::vector<Forgotten>& forgotten,
+                           const std::vector<uint32>& loose) {
     const FatGeometry& geometry = volume_.geometry_;
     const std::size_t most =
         std::min<std::size_t>(kMostChained, geometry.clustersWithin(kChainedBytes));
-    if (std::max(forgotten.size(), loose.size()) > most)
+    if (loose.empty() || std::max(forgotten.size() + openEnds_.size(), loose.size()) > most)
         return;
     const FatClusters clusters{geometry.byteOf(kFirstDataCluster), geometry.clusterBytes()};
     std::vector<FatFolderStart> starts;
@@ -189,6 +190,15 @@ void FatSurvey::chainForgotten(const std::vector<Forgotten>& forgotten,
     for (const Forgotten& folder : forgotten) {
         const uint64 position = clusters.positionOf(folder.cluster);
         starts.push_back({position, folder.cluster, folder.parent});
+        sectors.push_back({position + FatEntrySectors::kBytes, position + clusters.bytes});
+    }
+    for (const OpenEnd& end : openEnds_) {
+        const FatFolder& folder = folders_[end.folder];
+        const uint32 above = found_[folder.found].folder;
+        const uint64 position = clusters.positionOf(end.cluster);
+        starts.push_back({clusters.positionOf(folder.cluster), folder.cluster,
+                          above == FatFolder::kNone ? FatFolder::kNone : folders_[above].cluster,
+                          end.cluster});
         sectors.push_back({position + FatEntrySectors::kBytes, position + clusters.bytes});
     }
     for (const uint32 cluster : loose) {
@@ -237,6 +247,7 @@ void FatSurvey::addForgotten(const Forgotten& forgotten) {
 /// them comes after it, as that may still have its name.
 void FatSurvey::findForgotten() {
     std::vector<Forgotten> forgotten = forgottenFolders();
+    readOn();
     std::unordered_map<uint32, Forgotten*> byCluster;
     for (Forgotten& one : forgotten)
         byCluster.emplace(one.cluster, &one);
@@ -302,9 +313,8 @@ void FatSurvey::readChain(uint32 folder) {
     }
 }
 
-/// Reads a directory whose chain is gone.
-void FatSurvey::readLost(uint32 folder) {
-    uint32 cluster = folders_[folder].cluster;
+/// Reads a directory whose chain is gone, from one of its clusters on.
+void FatSurvey::readLost(uint32 folder, uint32 cluster) {
     while (cluster >= kFirstDataCluster && cluster <= volume_.geometry_.lastMediaCluster &&
            !isRead(cluster)) {
         read_[cluster] = true;
@@ -313,9 +323,43 @@ void FatSurvey::readLost(uint32 folder) {
         volume_.starts_.addFolder(cluster);
         if (!readEntries(folder, buffer_))
             return;
-        const auto next = nextCluster_.find(cluster);
-        cluster = next == nextCluster_.end() ? findContinuation(folder, cluster) : next->second;
+        const auto known = nextCluster_.find(cluster);
+        const uint32 next =
+            known == nextCluster_.end() ? findContinuation(folder, cluster) : known->second;
+        if (next == 0 && folder != FatFolder::kRoot)
+            openEnds_.push_back({folder, cluster});
+        cluster = next;
     }
+}
+
+/// Reads the directories that were left open as far as it has turned out where they go on.
+void FatSurvey::readOn() {
+    const std::vector<OpenEnd> ends = std::exchange(openEnds_, {});
+    for (const OpenEnd& end : ends) {
+        const auto next = nextCluster_.find(end.cluster);
+        if (isStopped_ || next == nextCluster_.end() || next->second == 0)
+            continue;
+        const FatFolder& folder = folders_[end.folder];
+        FatFolder part;
+        part.cluster = next->second;
+        part.found = folder.found;
+        part.itemsBegin = items_.size();
+        // A name may run over the border.
+        parser_.begin(folder.cluster, volume_.scanOptions(), volume_.geometry_.type);
+        buffer_.resize(volume_.geometry_.clusterBytes());
+        volume_.readClusters(end.cluster, 1, buffer_.data());
+        for (std::size_t at = 0; at < buffer_.size(); at += FatDirectoryEntry::kBytes) {
+            parser_.feed(buffer_.data() + at);
+            if (parser_.entryComplete())
+                parser_.reset();
+        }
+        readLost(end.folder, part.cluster);
+        part.itemsEnd = items_.size();
+        continued_.push_back(part);
+        if (continued_.size() % kReportEvery == 0)
+            isStopped_ = !report(kLostProgress);
+    }
+    walkLost();
 }
 
 /// False when the directory ends here.

@@ -38,6 +38,12 @@ private:
         bool isTaken = false;
     };
 
+    /// A deleted directory that fills the last cluster that is known of it.
+    struct OpenEnd {
+        uint32 folder = 0; ///< Its index.
+        uint32 cluster = 0;
+    };
+
     /// The clusters, up to `end`, that a deleted file would have in one piece.
     struct Claim {
         uint32 first;
@@ -57,13 +63,14 @@ private:
     void addForgotten(const Forgotten& forgotten);
     [[nodiscard]] uint32 parentOf(const Forgotten& forgotten);
     [[nodiscard]] std::vector<Forgotten> forgottenFolders();
-    void chainForgotten(const std::vector<Forgotten>& forgotten, const std::vector<uint32>& loose);
+    void chainLoose(const std::vector<Forgotten>& forgotten, const std::vector<uint32>& loose);
+    void readOn();
     [[nodiscard]] std::optional<uint8> firstEntryByte(uint32 cluster);
     [[nodiscard]] bool holdsEntries(uint32 cluster);
     [[nodiscard]] ClusterRanges claimedClusters() const;
     void readChain(uint32 folder);
     void readFixedRoot();
-    void readLost(uint32 folder);
+    void readLost(uint32 folder, uint32 cluster);
     bool readEntries(uint32 folder, std::span<const uint8> entries);
     void takeEntry(uint32 folder);
     void addFound(uint32 folder, bool isLost);
@@ -98,7 +105,9 @@ private:
     std::size_t lostWalked_ = 0;                  ///< Of these.
     std::unordered_map<uint32, uint32> folderAt_; ///< Indexes by first cluster.
     uint32 foldersPlaced_ = 0;                    ///< Of the folders, in it.
-    /// Of folders that no entry leads to: by a cluster the one in which its folder goes on, or 0.
+    std::vector<OpenEnd> openEnds_;
+    std::vector<FatFolder> continued_; ///< Parts of directories that were found after all others.
+    /// Of directories without a chain: by a cluster the one in which its directory goes on, or 0.
     std::unordered_map<uint32, uint32> nextCluster_;
     std::vector<FatFolderItem> items_;
     IdTable<uint32> liveStamps_; ///< Creation stamps of what is live, by first cluster.

@@ -200,6 +200,26 @@ TEST(FatPlace, FindsFoldersThatNoEntryLeadsToAnyMore) {
     EXPECT_EQ(scan.extract(scan.named(L"b.txt")), "second");
 }
 
+TEST(FatPlace, FindsWhereDeletedFoldersGoOnBehindAllTheirFiles) {
+    FatBuilder builder;
+    const uint32 trip = builder.addDirectory(0, named("Trip", kDeleted));
+    constexpr char kBehindLast = 'a' + 13; // With the first two entries, all but one of a cluster.
+    FatEntry small;
+    small.deleted = true;
+    for (char name = 'a'; name < kBehindLast; ++name) {
+        small.name = {name};
+        builder.addFile(trip, small, "x");
+    }
+    builder.addFile(0, named("others", kDeleted),
+                    contentOf('x', std::size_t{3000} * builder.clusterBytes()));
+    FatEntry cut = named("CUT.TXT", kDeleted);
+    cut.longName = u"in two.txt";
+    builder.addFile(trip, cut, "found");
+    FatScan scan = scanned(builder);
+    EXPECT_THAT(scan.paths(), testing::Contains("Trip/in two.txt"));
+    EXPECT_EQ(scan.extract(scan.named(L"in two.txt")), "found");
+}
+
 TEST(FatPlace, StepsOverOlderFilesAndNamesWhatYoungerOnesTook) {
     FatBuilder builder;
     const std::string content = contentOf('x', 4 * builder.clusterBytes());
