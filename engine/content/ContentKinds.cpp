@@ -396,6 +396,10 @@ public:
             words_[i] &= others.words_[i];
     }
 
+    [[nodiscard]] bool isEmpty() const { return *this == KindSet(); }
+
+    bool operator==(const KindSet&) const = default;
+
     template <typename Take>
     void forEach(Take take) const {
         for (std::size_t i = 0; i < kWords; ++i) {
@@ -414,23 +418,29 @@ private:
 /// The kinds that a file may be of by single bytes of it, without asking any of them.
 class BeginningIndex {
 public:
-    BeginningIndex() {
-        const auto kinds = contentKinds();
-        for (std::size_t i = 0; i < kinds.size(); ++i) {
-            addTo(first_, kinds[i]->firstBytes(), i);
-            addTo(second_, kinds[i]->secondBytes(), i);
-            if (kinds[i]->marks().empty())
+    BeginningIndex() : kinds_(contentKinds()) {
+        for (std::size_t i = 0; i < kinds_.size(); ++i) {
+            addTo(first_, kinds_[i]->firstBytes(), i);
+            addTo(second_, kinds_[i]->secondBytes(), i);
+            if (kinds_[i]->marks().empty())
                 unmarked_.add(i);
-            for (const Mark& mark : kinds[i]->marks())
-                addTo(placeAt(mark.offset).kinds, mark.bytes, i);
+            for (const Mark& mark : kinds_[i]->marks()) {
+                Place& place = placeAt(mark.offset);
+                addTo(place.kinds, mark.bytes, i);
+                for (std::size_t byte = 0; byte < place.kinds.size(); ++byte)
+                    place.hasKinds[byte] = !place.kinds[byte].isEmpty();
+            }
         }
     }
+
+    /// The kinds by their numbers.
+    [[nodiscard]] const ContentKind& kind(std::size_t number) const { return *kinds_[number]; }
 
     /// `first` is not empty.
     [[nodiscard]] KindSet candidates(std::span<const uint8> first) const {
         KindSet set = unmarked_;
         for (const Place& place : places_) {
-            if (place.offset < first.size())
+            if (place.offset < first.size() && place.hasKinds[first[place.offset]])
                 set.add(place.kinds[first[place.offset]]);
         }
         set.keep(first_[first[0]]);
@@ -444,6 +454,7 @@ private:
 
     struct Place {
         std::size_t offset = 0;
+        std::array<bool, 256> hasKinds{}; ///< Small enough to stay near: most bytes have none.
         ByByte kinds;
     };
 
@@ -456,9 +467,10 @@ private:
 
     Place& placeAt(std::size_t offset) {
         const auto place = std::ranges::find(places_, offset, &Place::offset);
-        return place == places_.end() ? places_.emplace_back(Place{offset, {}}) : *place;
+        return place == places_.end() ? places_.emplace_back(Place{offset, {}, {}}) : *place;
     }
 
+    std::span<const ContentKind* const> kinds_;
     ByByte first_;
     ByByte second_;
     KindSet unmarked_; ///< Those that have no place of their own.
@@ -490,9 +502,8 @@ RecognisedContent recognise(std::span<const uint8> first) {
     RecognisedContent best;
     if (first.empty())
         return best;
-    const auto kinds = contentKinds();
-    kIndex.candidates(first).forEach([&](std::size_t i) {
-        const ContentKind& kind = *kinds[i];
+    kIndex.candidates(first).forEach([&](std::size_t number) {
+        const ContentKind& kind = kIndex.kind(number);
         const Certainty certainty = kind.begins(first);
         if (certainty > best.certainty)
             best = {&kind, certainty, kind.landmark(first)};
