@@ -301,6 +301,7 @@ void ContentSearch::keepEvicted() {
         keepIncomplete(broken);
     }
     evicted_.clear();
+    claims_.clear(); // They name finds by their places in the list, which change now.
     std::erase_if(progress_.finds, [](const ContentFind& find) { return find.place.empty(); });
 }
 
