@@ -98,7 +98,8 @@ Drive findSource(const QString& name, std::optional<int> partition) {
     if (letter) {
         if (partition)
             throw wrongUsage(QStringLiteral("--partition is for image files; \"%1\" is a drive, "
-                                            "name the partition's own device")
+                                            "name the partition's own device, or leave it out "
+                                            "for all of the drive")
                                  .arg(name));
         const std::optional<Drive> drive = platform::findDrive(*letter);
         if (drive)
